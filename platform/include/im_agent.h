@@ -23,13 +23,13 @@ typedef struct {
 
 /* Handed to IM_Agent_Init, 96 bytes, zeroed first. */
 typedef struct {
-    char processName[32];  /* zero-terminated */
-    uint32_t reserved32;   /* 0 */
-    uint16_t initParam;    /* the caller's value, low 16 bits */
+    char processName[32]; /* zero-terminated */
+    uint32_t reserved32;  /* 0 */
+    uint16_t initParam;   /* the caller's value, low 16 bits */
     uint8_t reserved38[26];
     void (*getSysTime)(void); /* address of the library's time function: uint32_t (*)(record of 12 bytes *) */
-    void *reserved72;      /* null */
-    uint32_t reserved80;   /* 0 */
+    void *reserved72;         /* null */
+    uint32_t reserved80;      /* 0 */
     uint8_t reserved84[12];
 } OrvaImInitRecord;
 

@@ -18,16 +18,15 @@ extern "C" {
 
 /* Creates a partition of `size` bytes named `name`, owned by `owner`, and stores its number (1 to 255) in
  * `*number`. `start` is null for memory of the platform's choosing, `config` is null for the default. */
-uint32_t MIRO_MemPtCreateEx(const char *name, const char *owner, void *start, const void *config,
-                            uint32_t size, uint8_t *number);
+uint32_t MIRO_MemPtCreateEx(const char *name, const char *owner, void *start, const void *config, uint32_t size,
+                            uint8_t *number);
 
 /* Sets the debug options of a partition; level 3 keeps the accounting per source file and line. */
 uint32_t MIRO_MemDbgOptSet(uint8_t number, uint32_t option);
 
 /* Switches automatic growth on (`enable` 1) or off (0). `limit` bounds the growth in bytes, 0 means no limit. The
  * three reserved pointers are null. */
-uint32_t MIRO_MemPtAutoFlexSetEx(uint8_t number, uint32_t enable, uint32_t limit,
-                                 void *r1, void *r2, void *r3);
+uint32_t MIRO_MemPtAutoFlexSetEx(uint8_t number, uint32_t enable, uint32_t limit, void *r1, void *r2, void *r3);
 
 /* Deletes a partition and everything that is still allocated in it. */
 uint32_t MIRO_MemPtDelete(uint8_t number);
@@ -61,9 +60,9 @@ typedef struct {
     uint8_t bytes[12];
 } MIRO_ZONETIME;
 
-uint32_t MIRO_SystimeGet(MIRO_SYSTIME *time);  /* calendar time of the system clock */
-uint32_t MIRO_TzLmtGet(MIRO_ZONETIME *time);   /* local mean time */
-uint32_t MIRO_TzGmtGet(MIRO_ZONETIME *time);   /* Greenwich mean time */
+uint32_t MIRO_SystimeGet(MIRO_SYSTIME *time); /* calendar time of the system clock */
+uint32_t MIRO_TzLmtGet(MIRO_ZONETIME *time);  /* local mean time */
+uint32_t MIRO_TzGmtGet(MIRO_ZONETIME *time);  /* Greenwich mean time */
 
 /* ---- Ordered tree with embedded nodes ---------------------------------------------------------- */
 
@@ -109,8 +108,8 @@ uint32_t MIRO_HandleInitialize(const char *name, uint32_t *module);
 
 /* Starts a relative timer of `lengthMs` milliseconds; `mode` is MIRO_TIMER_ONCE or MIRO_TIMER_PERIODIC. The callback
  * runs on the platform's timer thread. `param` and `argument` are kept for the platform, 0 and null here. */
-uint32_t MIRO_ReltmrCbkStart(MIRO_TIMER_ID *timer, uint32_t module, uint32_t lengthMs, uint32_t param,
-                             void *argument, uint32_t mode, MIRO_TIMER_CALLBACK callback);
+uint32_t MIRO_ReltmrCbkStart(MIRO_TIMER_ID *timer, uint32_t module, uint32_t lengthMs, uint32_t param, void *argument,
+                             uint32_t mode, MIRO_TIMER_CALLBACK callback);
 
 /* ---- Archives ---------------------------------------------------------------------------------- */
 

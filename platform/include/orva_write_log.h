@@ -14,7 +14,8 @@ extern "C" {
 #if defined(__GNUC__)
 __attribute__((format(printf, 3, 4)))
 #endif
-uint32_t ORVA_WriteLog(uint32_t module, uint32_t level, const char *format, ...);
+uint32_t
+ORVA_WriteLog(uint32_t module, uint32_t level, const char *format, ...);
 
 #ifdef __cplusplus
 }

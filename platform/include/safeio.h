@@ -3,8 +3,8 @@
  * Declarations only; the process brings an implementation.
  *
  * The copy and fill functions return 0 or a non-zero error number. On failure memcpy_s and memset_s leave their
- * destination as it was, and a string destination is left empty where it has room for that. A null pointer is an error
- * also for a count of 0.
+ * destination as it was, and a string destination is left empty where it has room for that. A null pointer is an
+ * error also for a count of 0.
  *
  * A tracked descriptor carries its owner above bit 15; the kernel's descriptor is the low 16 bits. socket_s returns a
  * tracked descriptor, pipe_s plain ones; read_s, write_s, close_s and fchmod_s take either.

@@ -36,8 +36,8 @@ uint32_t TOVA_SecurityEventLog(uint32_t a1, uint32_t infoId, uint32_t word3, uin
 
 /* Life-cycle record. 0 on success. */
 TOVA_PRINTF(6)
-uint32_t TOVA_LifeCycleLog(uint32_t a1, uint32_t infoId, uint32_t word3, uint32_t a4, uint32_t a5,
-                           const char *format, ...);
+uint32_t TOVA_LifeCycleLog(uint32_t a1, uint32_t infoId, uint32_t word3, uint32_t a4, uint32_t a5, const char *format,
+                           ...);
 
 #ifdef __cplusplus
 }

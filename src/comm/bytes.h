@@ -1,4 +1,5 @@
-// Bytes: big-endian load, store and in-place swap at any address, always by memcpy, never by casting to a wider pointer.
+// Bytes: big-endian load, store and in-place swap at any address, always by memcpy, never by casting to a wider
+// pointer.
 #ifndef ORVA_BYTES_H
 #define ORVA_BYTES_H
 

@@ -32,30 +32,30 @@ inline constexpr char kProcessName[] = "orva";
 #define ORVA_FAN_TAG_DEBUG "[ORVA_FAN][ORVA_LEVEL_DEBUG]"
 
 // Error record; yields the sink's result.
-#define ORVA_LOG_ERROR(text, ...)                                                                                     \
+#define ORVA_LOG_ERROR(text, ...)                                                                                    \
     ORVA_WriteLog(::orva::kLogModule, ::orva::kLevelError, ORVA_TAG_ERROR text __VA_OPT__(, ) __VA_ARGS__)
 
 // Gated record of one text under a short tag (debug output) or a long one (system log).
-#define ORVA_LOG_GATED(module, level, shortTag, longTag, text, ...)                                                   \
-    (ORVA_DEBUG_LogSwitchIsOn((module), (level)) == 1                                                                 \
-         ? ORVA_DEBUG_OutLog((module), shortTag text __VA_OPT__(, ) __VA_ARGS__)                                      \
+#define ORVA_LOG_GATED(module, level, shortTag, longTag, text, ...)                                                  \
+    (ORVA_DEBUG_LogSwitchIsOn((module), (level)) == 1                                                                \
+         ? ORVA_DEBUG_OutLog((module), shortTag text __VA_OPT__(, ) __VA_ARGS__)                                     \
          : ORVA_WriteLog((module), (level), longTag text __VA_OPT__(, ) __VA_ARGS__))
 
 // Debug record, through the gate.
-#define ORVA_LOG_DEBUG(text, ...)                                                                                     \
+#define ORVA_LOG_DEBUG(text, ...)                                                                                    \
     ORVA_LOG_GATED(::orva::kLogModule, ::orva::kLevelDebug, ORVA_TAG, ORVA_TAG_DEBUG, text __VA_OPT__(, ) __VA_ARGS__)
 
 // Error text that has a debug form: the gate chooses between the two.
-#define ORVA_LOG_GATED_ERROR(text, ...)                                                                               \
+#define ORVA_LOG_GATED_ERROR(text, ...)                                                                              \
     ORVA_LOG_GATED(::orva::kLogModule, ::orva::kLevelError, ORVA_TAG, ORVA_TAG_ERROR, text __VA_OPT__(, ) __VA_ARGS__)
 
 // Debug text of the fan module, through the gate.
-#define ORVA_LOG_FAN_DEBUG(text, ...)                                                                                 \
-    ORVA_LOG_GATED(::orva::kFanLogModule, ::orva::kLevelDebug, ORVA_FAN_TAG, ORVA_FAN_TAG_DEBUG,                      \
+#define ORVA_LOG_FAN_DEBUG(text, ...)                                                                                \
+    ORVA_LOG_GATED(::orva::kFanLogModule, ::orva::kLevelDebug, ORVA_FAN_TAG, ORVA_FAN_TAG_DEBUG,                     \
                    text __VA_OPT__(, ) __VA_ARGS__)
 
 // Process record; yields the sink's result.
-#define ORVA_LOG_PROCESS(type, module, level, text, ...)                                                              \
+#define ORVA_LOG_PROCESS(type, module, level, text, ...)                                                             \
     TOVA_PLogByProcName((type), ::orva::kProcessName, (module), (level), text __VA_OPT__(, ) __VA_ARGS__)
 
 namespace orva {

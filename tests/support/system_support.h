@@ -1,0 +1,60 @@
+// Support for system tests: namespaces, scratch folders, child processes.
+#ifndef ORVA_SYSTEM_SUPPORT_H
+#define ORVA_SYSTEM_SUPPORT_H
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace orva_test {
+
+// A folder below the system's temporary folder, removed with everything in it at the end.
+class ScratchFolder {
+public:
+    ScratchFolder();
+    ~ScratchFolder();
+    ScratchFolder(const ScratchFolder &) = delete;
+    ScratchFolder &operator=(const ScratchFolder &) = delete;
+    const std::string &path() const {
+        return path_;
+    }
+    std::string file(const std::string &name) const {
+        return path_ + "/" + name;
+    }
+
+private:
+    std::string path_;
+};
+
+// Enters fresh namespaces (CLONE_NEWIPC, CLONE_NEWNET, CLONE_NEWNS with private propagation). False, with errno set,
+// when the kernel refuses. Test cases run in processes of their own, so this affects one case only.
+bool enter_namespaces(int cloneFlags);
+
+// Mounts a fresh tmpfs on `folder`, made if missing, inside the private mount namespace.
+bool mount_tmpfs(const std::string &folder);
+
+// Runs `body` in a forked child and returns its exit status (body's result), or 128 + signal.
+int run_in_child(const std::function<int()> &body);
+
+// Runs a program, waits, and gives back its exit status (or 128 + signal) and what it wrote on both outputs.
+struct ProgramResult {
+    int status = -1;
+    std::string output;
+};
+ProgramResult run_program(const std::vector<std::string> &arguments, const std::vector<std::string> &environment = {},
+                          const std::string &folder = "");
+
+std::string read_file(const std::string &path);
+void write_file(const std::string &path, const std::string &content);
+
+} // namespace orva_test
+
+// Skips loudly when the kernel refuses the namespaces.
+#define ORVA_ENTER_NAMESPACES_OR_SKIP(flags)                                                                         \
+    do {                                                                                                             \
+        if (!::orva_test::enter_namespaces(flags)) {                                                                 \
+            GTEST_SKIP() << "SKIPPED LOUDLY: the kernel refuses namespaces " #flags ", errno " << errno;             \
+        }                                                                                                            \
+    } while (false)
+
+#endif
