@@ -1,0 +1,33 @@
+# Install rules, the pkg-config file and the CMake package.
+file(GLOB public_headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/*.h)
+file(GLOB platform_headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/platform/include/*.h)
+install(FILES ${public_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orva_comm)
+install(FILES ${platform_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orva_comm/platform)
+
+install(TARGETS orva_comm orva_platform_headers EXPORT orva_comm_targets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+if(TARGET orva_host_platform)
+  # A process brings a platform: the host platform is installed as a component of the same package.
+  install(TARGETS host_miro host_tova host_drv_basic host_safeio orva_host_platform EXPORT orva_comm_targets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT host)
+endif()
+install(EXPORT orva_comm_targets NAMESPACE orva_comm:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/orva_comm)
+
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/orva_comm-config.cmake.in
+  ${CMAKE_CURRENT_BINARY_DIR}/orva_comm-config.cmake
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/orva_comm)
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/orva_comm-config-version.cmake
+  VERSION ${PROJECT_VERSION} COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${CMAKE_CURRENT_BINARY_DIR}/orva_comm-config.cmake
+  ${CMAKE_CURRENT_BINARY_DIR}/orva_comm-config-version.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/orva_comm)
+
+set(pkgconfig_files orva_comm)
+if(TARGET orva_host_platform)
+  list(APPEND pkgconfig_files orva_host_platform)
+endif()
+foreach(name IN LISTS pkgconfig_files)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()
