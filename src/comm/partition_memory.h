@@ -33,7 +33,7 @@ inline void *partition_allocate(const Area &area, std::size_t size, std::uint32_
     if (handle == 0) {
         return nullptr;
     }
-    void *block = MIRO_MemAlloc_F(handle, ORVA_GetMemPtr(), size, area.path, line);
+    void *block = MIRO_MemAlloc_F(handle, static_cast<std::uint8_t>(ORVA_GetMemPtr()), size, area.path, line);
     if (block != nullptr) {
         memset_s(block, size, 0, size);
     }
