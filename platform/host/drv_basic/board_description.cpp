@@ -1,0 +1,355 @@
+// Reading a board description: TOML into the record, every name and type checked, the first fault reported with its
+// file, line and key.
+#include "board_description.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+#include <span>
+#include <system_error>
+#include <unistd.h>
+
+#define TOML_EXCEPTIONS 0
+#include <toml++/toml.h>
+
+namespace host {
+
+namespace {
+
+constexpr std::int64_t kMaxWord = 0xFFFFFFFF;
+
+// One reading; the first fault stays.
+struct Reading {
+    const std::string &name;
+    std::string &error;
+    BoardDescription board;
+
+    bool fault(const toml::source_region &where, std::string_view table, std::string_view key,
+               std::string_view reason) {
+        if (error.empty()) {
+            error = name + ":" + std::to_string(where.begin.line) + ": ";
+            if (!table.empty()) {
+                error.append("[").append(table).append("] ");
+            }
+            if (!key.empty()) {
+                error.append(key).append(": ");
+            }
+            error.append(reason);
+        }
+        return false;
+    }
+};
+
+std::string_view type_name(const toml::node &node) {
+    switch (node.type()) {
+    case toml::node_type::table:
+        return "a table";
+    case toml::node_type::array:
+        return "an array";
+    case toml::node_type::string:
+        return "a string";
+    case toml::node_type::integer:
+        return "an integer";
+    case toml::node_type::floating_point:
+        return "a floating-point number";
+    case toml::node_type::boolean:
+        return "a boolean";
+    default:
+        return "a date or time";
+    }
+}
+
+bool wrong_type(Reading &reading, const toml::node &node, std::string_view table, std::string_view key,
+                const std::string &expected) {
+    return reading.fault(node.source(), table, key,
+                         "expected " + expected + ", found " + std::string(type_name(node)));
+}
+
+bool only_known_keys(Reading &reading, const toml::table &table, std::string_view name,
+                     std::span<const std::string_view> known) {
+    for (const auto &[key, node] : table) {
+        if (std::find(known.begin(), known.end(), key.str()) == known.end()) {
+            return reading.fault(key.source(), name, key.str(), "unknown key");
+        }
+    }
+    return true;
+}
+
+// A number from `low` to `high`; `value` stays as it was when the key is absent and not required.
+bool read_word(Reading &reading, const toml::table &table, std::string_view name, std::string_view key,
+               std::int64_t low, std::int64_t high, bool required, std::uint32_t &value) {
+    const toml::node *node = table.get(key);
+    if (node == nullptr) {
+        return !required || reading.fault(table.source(), name, key, "missing");
+    }
+    const auto *number = node->as_integer();
+    if (number == nullptr) {
+        return wrong_type(reading, *node, name, key, "an integer");
+    }
+    if (number->get() < low || number->get() > high) {
+        return reading.fault(node->source(), name, key,
+                             "must be from " + std::to_string(low) + " to " + std::to_string(high));
+    }
+    value = static_cast<std::uint32_t>(number->get());
+    return true;
+}
+
+bool has_control_character(std::string_view text) {
+    return std::any_of(text.begin(), text.end(),
+                       [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
+}
+
+bool read_board_table(Reading &reading, const toml::table &table) {
+    constexpr std::array<std::string_view, 2> kKeys = {"slot", "type"};
+    constexpr std::string_view kName = "board";
+    if (!only_known_keys(reading, table, kName, kKeys)) {
+        return false;
+    }
+    const toml::node *slot = table.get("slot");
+    if (slot != nullptr && slot->is_string()) {
+        if (slot->as_string()->get() != "none") {
+            return reading.fault(slot->source(), kName, "slot", "must be a number or \"none\"");
+        }
+    } else {
+        std::uint32_t number = 0;
+        if (!read_word(reading, table, kName, "slot", 0, kMaxSlot, true, number)) {
+            return false;
+        }
+        reading.board.slot = number;
+    }
+    return read_word(reading, table, kName, "type", 0, kMaxWord, true, reading.board.type);
+}
+
+bool read_chassis_table(Reading &reading, const toml::table &table) {
+    constexpr std::array<std::string_view, 1> kKeys = {"type"};
+    return only_known_keys(reading, table, "chassis", kKeys) &&
+           read_word(reading, table, "chassis", "type", 0, kMaxWord, true, reading.board.chassis_type);
+}
+
+bool read_environment_table(Reading &reading, const toml::table &table) {
+    constexpr std::string_view kName = "environment";
+    for (const auto &[key, node] : table) {
+        if (const auto *number = node.as_integer()) {
+            reading.board.environment.emplace(key.str(), std::to_string(number->get()));
+        } else if (const auto *text = node.as_string()) {
+            if (has_control_character(text->get())) {
+                return reading.fault(node.source(), kName, key.str(), "holds a control character");
+            }
+            reading.board.environment.emplace(key.str(), text->get());
+        } else {
+            return wrong_type(reading, node, kName, key.str(), "a string or an integer");
+        }
+    }
+    return true;
+}
+
+bool read_fail_table(Reading &reading, const toml::table &table) {
+    constexpr std::array<std::string_view, 5> kKeys = {"slot", "board_type", "backplane_type", "environment",
+                                                       "elabel"};
+    ForcedFailures &fail = reading.board.fail;
+    const std::array<std::uint32_t *, 5> codes = {&fail.slot, &fail.board_type, &fail.backplane_type,
+                                                  &fail.environment, &fail.elabel};
+    if (!only_known_keys(reading, table, "fail", kKeys)) {
+        return false;
+    }
+    for (std::size_t i = 0; i < kKeys.size(); ++i) {
+        if (!read_word(reading, table, "fail", kKeys[i], 1, kMaxWord, false, *codes[i])) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool read_other_board(Reading &reading, const toml::table &table) {
+    constexpr std::array<std::string_view, 2> kKeys = {"slot", "type"};
+    constexpr std::string_view kName = "other_board";
+    std::uint32_t slot = 0;
+    std::uint32_t type = 0;
+    if (!only_known_keys(reading, table, kName, kKeys) ||
+        !read_word(reading, table, kName, "slot", 0, kMaxSlot, true, slot) ||
+        !read_word(reading, table, kName, "type", 0, kMaxWord, true, type)) {
+        return false;
+    }
+    if (reading.board.slot == slot) {
+        return reading.fault(table.get("slot")->source(), kName, "slot", "is the own board's");
+    }
+    return reading.board.other_boards.emplace(slot, type).second ||
+           reading.fault(table.get("slot")->source(), kName, "slot", "the slot is described twice");
+}
+
+bool read_line_end(Reading &reading, const toml::table &table, std::string_view &line_end) {
+    const toml::node *node = table.get("line_end");
+    if (node == nullptr) {
+        return true;
+    }
+    if (!node->is_string()) {
+        return wrong_type(reading, *node, "elabel", "line_end", "a string");
+    }
+    const std::string &kind = node->as_string()->get();
+    line_end = kind == "crlf" ? "\r\n" : "\n";
+    return kind == "lf" || kind == "crlf" ||
+           reading.fault(node->source(), "elabel", "line_end", "must be \"lf\" or \"crlf\"");
+}
+
+bool append_label_line(Reading &reading, const toml::node &node, std::string_view line_end, std::string &text) {
+    const auto *line = node.as_string();
+    if (line == nullptr) {
+        return wrong_type(reading, node, "elabel", "lines", "a string");
+    }
+    if (has_control_character(line->get())) {
+        return reading.fault(node.source(), "elabel", "lines", "holds a control character");
+    }
+    if (line->get().find('=') == std::string::npos || line->get().front() == '=') {
+        return reading.fault(node.source(), "elabel", "lines", "must be key=value");
+    }
+    text.append(line->get()).append(line_end);
+    return true;
+}
+
+bool read_elabel(Reading &reading, const toml::table &table) {
+    constexpr std::array<std::string_view, 4> kKeys = {"slot", "index", "line_end", "lines"};
+    constexpr std::string_view kName = "elabel";
+    std::uint32_t slot = kOwnBoard;
+    std::uint32_t index = 0;
+    std::string_view line_end = "\n";
+    if (!only_known_keys(reading, table, kName, kKeys) ||
+        !read_word(reading, table, kName, "slot", 0, kMaxSlot, false, slot) ||
+        !read_word(reading, table, kName, "index", 0, kMaxWord, false, index) ||
+        !read_line_end(reading, table, line_end)) {
+        return false;
+    }
+    const toml::node *lines = table.get("lines");
+    if (lines == nullptr) {
+        return reading.fault(table.source(), kName, "lines", "missing");
+    }
+    if (!lines->is_array()) {
+        return wrong_type(reading, *lines, kName, "lines", "an array of strings");
+    }
+    std::string text;
+    for (const toml::node &line : *lines->as_array()) {
+        if (!append_label_line(reading, line, line_end, text)) {
+            return false;
+        }
+    }
+    // The own board's labels are found under one number, however they are described.
+    const std::uint32_t place = reading.board.slot == slot ? kOwnBoard : slot;
+    return reading.board.labels.emplace(std::pair(place, index), std::move(text)).second ||
+           reading.fault(table.source(), kName, "index", "the label is described twice");
+}
+
+using ReadTable = bool (*)(Reading &, const toml::table &);
+
+bool read_table(Reading &reading, const toml::table &root, std::string_view name, bool required, ReadTable read) {
+    const toml::node *node = root.get(name);
+    if (node == nullptr) {
+        return !required || reading.fault(root.source(), name, "", "missing");
+    }
+    const toml::table *table = node->as_table();
+    return table != nullptr ? read(reading, *table) : wrong_type(reading, *node, "", name, "a table");
+}
+
+bool read_tables(Reading &reading, const toml::table &root, std::string_view name, ReadTable read) {
+    const toml::node *node = root.get(name);
+    if (node == nullptr) {
+        return true;
+    }
+    const toml::array *array = node->as_array();
+    if (array == nullptr) {
+        return wrong_type(reading, *node, "", name, "an array of tables");
+    }
+    for (const toml::node &element : *array) {
+        const toml::table *table = element.as_table();
+        if (table == nullptr) {
+            return wrong_type(reading, element, "", name, "a table");
+        }
+        if (!read(reading, *table)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool read_description_tables(Reading &reading, const toml::table &root) {
+    constexpr std::array<std::string_view, 6> kTables = {"board", "chassis", "environment",
+                                                         "fail",  "elabel",  "other_board"};
+    return only_known_keys(reading, root, "", kTables) &&
+           read_table(reading, root, "board", true, read_board_table) &&
+           read_table(reading, root, "chassis", true, read_chassis_table) &&
+           read_table(reading, root, "environment", false, read_environment_table) &&
+           read_table(reading, root, "fail", false, read_fail_table) &&
+           read_tables(reading, root, "other_board", read_other_board) &&
+           read_tables(reading, root, "elabel", read_elabel);
+}
+
+std::string_view trimmed(std::string_view text) {
+    const std::size_t first = text.find_first_not_of(" \t\r");
+    if (first == std::string_view::npos) {
+        return {};
+    }
+    return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
+}
+
+// What stands left of the first '=' on a line: the key that a syntax error belongs to.
+std::string_view key_on_line(std::string_view text, std::size_t line) {
+    for (std::size_t current = 1; current < line; ++current) {
+        const std::size_t end = text.find('\n');
+        if (end == std::string_view::npos) {
+            return {};
+        }
+        text.remove_prefix(end + 1);
+    }
+    text = text.substr(0, text.find('\n'));
+    const std::size_t equals = text.find('=');
+    return equals == std::string_view::npos ? std::string_view{} : trimmed(text.substr(0, equals));
+}
+
+} // namespace
+
+std::optional<BoardDescription> parse_board(std::string_view text, const std::string &name, std::string &error) {
+    error.clear();
+    Reading reading{name, error, {}};
+    const toml::parse_result parsed = toml::parse(text, name);
+    if (!parsed) {
+        const toml::parse_error &found = parsed.error();
+        reading.fault(found.source(), "", key_on_line(text, found.source().begin.line), found.description());
+        return std::nullopt;
+    }
+    if (!read_description_tables(reading, parsed.table())) {
+        return std::nullopt;
+    }
+    return std::move(reading.board);
+}
+
+std::optional<std::string> read_description(const std::string &path, std::string &error) {
+    // Not blocking: a named pipe must not hold its reader up.
+    const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    std::string text(kMaxDescriptionBytes + 1, '\0');
+    std::size_t length = 0;
+    ssize_t count = fd < 0 ? -1 : 1;
+    while (count > 0 && length < text.size()) {
+        count = read(fd, text.data() + length, text.size() - length);
+        if (count < 0 && errno == EINTR) {
+            count = 1;
+        } else if (count > 0) {
+            length += static_cast<std::size_t>(count);
+        }
+    }
+    if (count < 0) {
+        error = path + ": cannot be read: " + std::generic_category().message(errno);
+    }
+    if (fd >= 0) {
+        close(fd);
+    }
+    if (count < 0) {
+        return std::nullopt;
+    }
+    if (length > kMaxDescriptionBytes) {
+        error = path + ": longer than " + std::to_string(kMaxDescriptionBytes) + " bytes";
+        return std::nullopt;
+    }
+    text.resize(length);
+    return text;
+}
+
+} // namespace host

@@ -1,0 +1,310 @@
+// The log sinks of the host platform: turns each record into one line and hands it to the files. Never lets an
+// exception reach a caller, and lives until the last thread is gone: nothing here is destroyed at exit.
+#include "tova.h"
+
+#include "line_text.h"
+#include "log_files.h"
+#include "orva_write_log.h"
+#include "tova_host.h"
+
+#include <cerrno>
+#include <chrono>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <pthread.h>
+#include <spdlog/pattern_formatter.h>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <unistd.h>
+
+#define TOVA_EXPORT extern "C" __attribute__((visibility("default")))
+
+namespace {
+
+using host::LogFiles;
+using host::LogKind;
+using host::LogSettings;
+
+constexpr std::size_t kMaxNameBytes = 256;
+
+struct Sinks {
+    std::mutex mutex;
+    bool configured = false;
+    std::unique_ptr<LogFiles> files; // null: records are dropped
+    std::string process_name;
+    std::optional<LogSettings> pending; // settings whose files the next record opens
+    std::chrono::steady_clock::time_point retry_at;
+    spdlog::pattern_formatter formatter{"%Y-%m-%d %H:%M:%S.%e %z %v"};
+    std::uint64_t failed = 0;
+    std::string last_error;
+    bool failing = false;
+};
+
+Sinks &sinks();
+
+void before_fork() {
+    sinks().mutex.lock();
+}
+
+void after_fork_in_parent() {
+    sinks().mutex.unlock();
+}
+
+// The child must not write through the parent's descriptors: the parent may rotate its files at any time.
+void after_fork_in_child() {
+    Sinks &state = sinks();
+    if (state.files) {
+        state.pending = state.files->settings();
+        state.files.reset();
+    }
+    state.mutex.unlock();
+}
+
+Sinks &sinks() {
+    static Sinks &state = *[] {
+        auto *made = new Sinks;
+        made->process_name = program_invocation_short_name;
+        return made;
+    }();
+    static const int registered = pthread_atfork(before_fork, after_fork_in_parent, after_fork_in_child);
+    static_cast<void>(registered);
+    return state;
+}
+
+LogSettings settings_of(const TovaHostConfig &config) {
+    LogSettings settings;
+    if (config.folder != nullptr && *config.folder != '\0') {
+        settings.folder = std::filesystem::weakly_canonical(config.folder).string();
+    }
+    settings.console = config.console != 0;
+    settings.file_bytes = config.fileBytes != 0 ? config.fileBytes : TOVA_HOST_DEFAULT_FILE_BYTES;
+    settings.older_files = config.olderFiles;
+    return settings;
+}
+
+bool in_range(const LogSettings &settings) {
+    return settings.file_bytes >= TOVA_HOST_MIN_FILE_BYTES && settings.file_bytes <= TOVA_HOST_MAX_FILE_BYTES &&
+           settings.older_files <= TOVA_HOST_MAX_OLDER_FILES;
+}
+
+LogSettings settings_of_environment() {
+    TovaHostConfig config{};
+    config.folder = std::getenv("ORVA_HOST_LOG_DIR");
+    config.console = host::environment_number("ORVA_HOST_LOG_CONSOLE", 0, 1, 0) != 0;
+    config.fileBytes = static_cast<std::uint32_t>(
+        host::environment_number("ORVA_HOST_LOG_SIZE", TOVA_HOST_MIN_FILE_BYTES, TOVA_HOST_MAX_FILE_BYTES, 0));
+    config.olderFiles = static_cast<std::uint32_t>(
+        host::environment_number("ORVA_HOST_LOG_FILES", 0, TOVA_HOST_MAX_OLDER_FILES, TOVA_HOST_DEFAULT_OLDER_FILES));
+    return settings_of(config);
+}
+
+// One message per outage, not one per lost record.
+void note_failure(Sinks &state, const std::string &error) {
+    state.last_error = error;
+    if (!state.failing) {
+        std::string message = "tova: a record cannot be written: ";
+        host::append_escaped(message, error);
+        message += '\n';
+        host::write_all(STDERR_FILENO, message);
+    }
+    state.failing = true;
+}
+
+// A folder that cannot be used is tried again no sooner than a second later.
+void open_pending(Sinks &state) {
+    if (!state.configured) {
+        state.pending = settings_of_environment();
+        state.configured = true;
+    }
+    if (!state.pending) {
+        return;
+    }
+    const auto now = std::chrono::steady_clock::now();
+    if (now < state.retry_at) {
+        throw std::runtime_error(state.last_error);
+    }
+    state.retry_at = now + std::chrono::seconds(1);
+    state.files = std::make_unique<LogFiles>(*state.pending, nullptr);
+    state.pending.reset();
+}
+
+// The bytes of the line, or 0 when a place that was asked for did not take it.
+std::uint32_t write_line(LogKind kind, const std::string &fields, const std::string &text) {
+    Sinks &state = sinks();
+    const std::lock_guard<std::mutex> lock(state.mutex);
+    std::string error;
+    try {
+        open_pending(state);
+        std::string body;
+        host::append_escaped(body, state.process_name);
+        body.append("[").append(std::to_string(getpid())).append("] ").append(fields).append(": ");
+        host::append_escaped(body, text);
+        spdlog::memory_buf_t line;
+        state.formatter.format(spdlog::details::log_msg("", spdlog::level::info, body), line);
+        if (!state.files || state.files->write(kind, {line.data(), line.size()}, error)) {
+            state.failing = false;
+            return static_cast<std::uint32_t>(line.size());
+        }
+    } catch (const std::exception &failure) {
+        error = failure.what();
+    }
+    ++state.failed;
+    note_failure(state, error);
+    return 0;
+}
+
+std::uint32_t write_formatted(LogKind kind, const std::string &fields, const char *format, std::va_list arguments) {
+    std::string text;
+    if (!host::format_text(text, format, arguments)) {
+        Sinks &state = sinks();
+        const std::lock_guard<std::mutex> lock(state.mutex);
+        ++state.failed;
+        note_failure(state, "a format is null or invalid");
+        return 0;
+    }
+    return write_line(kind, fields, text);
+}
+
+// Any record function's tail: `fields` are made under the same guard as the rest, since they allocate too.
+template <typename MakeFields>
+std::uint32_t write_record(LogKind kind, MakeFields make_fields, const char *format, std::va_list arguments) {
+    try {
+        return write_formatted(kind, make_fields(), format, arguments);
+    } catch (const std::exception &) {
+        return 0;
+    }
+}
+
+std::string hex_word(std::uint32_t value) {
+    char text[16];
+    std::snprintf(text, sizeof text, "0x%08x", value);
+    return text;
+}
+
+struct Words {
+    std::uint32_t a1, info_id, word3, a4, a5;
+};
+
+std::uint32_t write_words(LogKind kind, const char *name, const Words &words, const char *format,
+                          std::va_list arguments) {
+    const auto fields = [&] {
+        return std::string(name) + " a1=" + std::to_string(words.a1) + " id=" + hex_word(words.info_id) +
+               " word3=" + std::to_string(words.word3) + " a4=" + std::to_string(words.a4) +
+               " a5=" + std::to_string(words.a5);
+    };
+    return write_record(kind, fields, format, arguments) != 0 ? 0 : 1;
+}
+
+} // namespace
+
+TOVA_EXPORT uint32_t TOVA_PLogByProcName(uint32_t logType, const char *procName, uint32_t module, uint32_t level,
+                                         const char *format, ...) {
+    const auto fields = [&] {
+        std::string made = "process type=" + std::to_string(logType) + " name=";
+        host::append_escaped(made, procName != nullptr ? std::string_view(procName, strnlen(procName, kMaxNameBytes))
+                                                       : std::string_view("-"));
+        return made + " module=" + hex_word(module) + " level=" + std::to_string(level);
+    };
+    std::va_list arguments;
+    va_start(arguments, format);
+    const std::uint32_t bytes = write_record(LogKind::kProcess, fields, format, arguments);
+    va_end(arguments);
+    return bytes != 0 ? 0 : 1;
+}
+
+TOVA_EXPORT uint32_t TOVA_DLog(uint32_t a1, uint32_t a2, uint32_t a3, uint32_t a4, uint32_t a5, const char *format,
+                               ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    const std::uint32_t result =
+        write_words(LogKind::kDiagnostic, "diagnostic", {a1, a2, a3, a4, a5}, format, arguments);
+    va_end(arguments);
+    return result;
+}
+
+TOVA_EXPORT uint32_t TOVA_SecurityEventLog(uint32_t a1, uint32_t infoId, uint32_t word3, uint32_t a4, uint32_t a5,
+                                           const char *format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    const std::uint32_t result =
+        write_words(LogKind::kSecurity, "security", {a1, infoId, word3, a4, a5}, format, arguments);
+    va_end(arguments);
+    return result;
+}
+
+TOVA_EXPORT uint32_t TOVA_LifeCycleLog(uint32_t a1, uint32_t infoId, uint32_t word3, uint32_t a4, uint32_t a5,
+                                       const char *format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    const std::uint32_t result =
+        write_words(LogKind::kLifeCycle, "life-cycle", {a1, infoId, word3, a4, a5}, format, arguments);
+    va_end(arguments);
+    return result;
+}
+
+TOVA_EXPORT uint32_t ORVA_WriteLog(uint32_t module, uint32_t level, const char *format, ...) {
+    const auto fields = [&] { return "system module=" + hex_word(module) + " level=" + std::to_string(level); };
+    std::va_list arguments;
+    va_start(arguments, format);
+    const std::uint32_t bytes = write_record(LogKind::kSystem, fields, format, arguments);
+    va_end(arguments);
+    return bytes;
+}
+
+uint32_t TOVA_HostStart(const TovaHostConfig *config) {
+    Sinks &state = sinks();
+    const std::lock_guard<std::mutex> lock(state.mutex);
+    try {
+        LogSettings settings = config != nullptr ? settings_of(*config) : settings_of_environment();
+        if (!in_range(settings)) {
+            return TOVA_HOST_INVALID;
+        }
+        const char *name = config != nullptr ? config->processName : nullptr;
+        const bool named = name != nullptr && *name != '\0';
+        std::string process_name =
+            named ? std::string(name, strnlen(name, kMaxNameBytes)) : std::string(program_invocation_short_name);
+        state.files = std::make_unique<LogFiles>(std::move(settings), state.files.get());
+        state.process_name = std::move(process_name);
+        state.pending.reset();
+        state.configured = true;
+        state.failing = false;
+        state.retry_at = {};
+        return TOVA_HOST_OK;
+    } catch (const std::exception &failure) {
+        state.last_error = failure.what();
+        return TOVA_HOST_FOLDER;
+    }
+}
+
+void TOVA_HostStop(void) {
+    Sinks &state = sinks();
+    const std::lock_guard<std::mutex> lock(state.mutex);
+    state.files.reset();
+    state.pending.reset();
+    state.configured = true;
+}
+
+uint64_t TOVA_HostFailedRecords(void) {
+    Sinks &state = sinks();
+    const std::lock_guard<std::mutex> lock(state.mutex);
+    return state.failed;
+}
+
+uint32_t TOVA_HostLastError(char *buffer, uint32_t bufferLen) {
+    if (buffer == nullptr || bufferLen == 0) {
+        return TOVA_HOST_INVALID;
+    }
+    Sinks &state = sinks();
+    const std::lock_guard<std::mutex> lock(state.mutex);
+    const std::size_t length = state.last_error.copy(buffer, bufferLen - 1);
+    buffer[length] = '\0';
+    return TOVA_HOST_OK;
+}

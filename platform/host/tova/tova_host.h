@@ -1,0 +1,80 @@
+/*
+ * Host log sinks: where the records of this process go. Exists on the host platform only.
+ *
+ * A process that calls nothing here is configured by its environment at its first record:
+ *   ORVA_HOST_LOG_DIR      folder of the log files; unset or empty: no files
+ *   ORVA_HOST_LOG_CONSOLE  1: every record also on standard error
+ *   ORVA_HOST_LOG_SIZE     bytes at which a file is rotated, 1024 to 1073741824
+ *   ORVA_HOST_LOG_FILES    older files kept beside each file, 0 to 1000
+ */
+#ifndef TOVA_HOST_H
+#define TOVA_HOST_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#if defined(__GNUC__)
+#define TOVA_HOST_API __attribute__((visibility("default")))
+#else
+#define TOVA_HOST_API
+#endif
+
+#define TOVA_HOST_OK 0u
+#define TOVA_HOST_INVALID 1u /* a value is out of range */
+#define TOVA_HOST_FOLDER 2u  /* the folder cannot be made or written */
+
+#define TOVA_HOST_DEFAULT_FILE_BYTES (5u * 1024u * 1024u)
+#define TOVA_HOST_DEFAULT_OLDER_FILES 5u
+#define TOVA_HOST_MIN_FILE_BYTES 1024u
+#define TOVA_HOST_MAX_FILE_BYTES (1024u * 1024u * 1024u)
+#define TOVA_HOST_MAX_OLDER_FILES 1000u
+
+typedef struct {
+    const char *folder;      /* folder of the log files, made if missing; null or "": no files */
+    const char *processName; /* name in every record; null or "": the program's own name */
+    uint32_t console;        /* not 0: every record also on standard error */
+    uint32_t fileBytes;      /* size at which a file is rotated, 1 KiB to 1 GiB; 0: 5 MiB */
+    uint32_t olderFiles;     /* older files kept beside each file, 0 to 1000 */
+} TovaHostConfig;
+
+/*
+ * Directs the records of this process from now on; may be called again to redirect them.
+ *
+ * config: read during the call only; null takes the settings from the environment. A relative folder is taken
+ *   from the current folder at this moment.
+ *
+ * TOVA_HOST_OK: in force.
+ * TOVA_HOST_INVALID: fileBytes or olderFiles is out of range; nothing changed.
+ * TOVA_HOST_FOLDER: the folder cannot be made or written; nothing changed.
+ *
+ * Any thread.
+ */
+TOVA_HOST_API uint32_t TOVA_HostStart(const TovaHostConfig *config);
+
+/* Closes every file and drops the records that follow, until the next TOVA_HostStart. Any thread. */
+TOVA_HOST_API void TOVA_HostStop(void);
+
+/* The number of records that this process could not write. Any thread. */
+TOVA_HOST_API uint64_t TOVA_HostFailedRecords(void);
+
+/*
+ * Copies why the last failed record or start failed, as zero-terminated text cut to the buffer; empty when nothing
+ * has failed yet.
+ *
+ * buffer: not null. bufferLen: at least 1.
+ *
+ * TOVA_HOST_OK: copied.
+ * TOVA_HOST_INVALID: buffer is null or bufferLen is 0.
+ *
+ * Any thread.
+ */
+TOVA_HOST_API uint32_t TOVA_HostLastError(char *buffer, uint32_t bufferLen);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
