@@ -43,13 +43,14 @@ ORVA_API uint32_t ORVA_FUNC_GetFileContent(const char *path, char **content, uin
  * Returns ORVA_OK; ofThisProcess for a capability out of range; after a failed system call the result of the process
  * log's sink.
  * Kept: the first, 32-bit capability format is used, so capabilities 32 to 40 clear bits 0 to 8.
- * Thread safety: any thread; affects the calling thread. */
+ * Thread safety: any thread; the system changes the calling thread only, so a non-zero ofThisProcess succeeds on the
+ * process's first thread. */
 ORVA_API uint32_t ORVA_DeleteCap(uint32_t ofThisProcess, uint32_t capability);
 
 /* Trims spaces (0x20 only) on both sides, in place.
- * str: buffer of size bytes, not null; its last byte becomes 0 first, also where that cuts the text.
+ * str: buffer of size bytes; its last byte becomes 0 first, also where that cuts the text.
  * size: bytes of the buffer.
- * Returns str, or null for a size of 0.
+ * Returns str, or null for a null str or a size of 0.
  * Thread safety: the buffer is the caller's. */
 ORVA_API char *ORVA_StrTrim(char *str, uint32_t size);
 
@@ -65,8 +66,8 @@ ORVA_API double ORVA_Rounding(double value);
 ORVA_API uint32_t ORVA_CheckLineAdjPara(int32_t x1, int32_t y1, int32_t x2, int32_t y2);
 
 /* Maps x through the line of two points; with one point the result is that point's y.
- * x: not limited to x1 to x2. y: not null; receives the value, untouched on failure.
- * Returns ORVA_OK; ORVA_FAILED for a line that ORVA_CheckLineAdjPara calls invalid.
+ * x: not limited to x1 to x2. y: receives the value, untouched on failure.
+ * Returns ORVA_OK; ORVA_FAILED for a null y or a line that ORVA_CheckLineAdjPara calls invalid.
  * Kept: a division that leaves a remainder adds 1, also below zero; the arithmetic wraps at 32 bits.
  * Thread safety: any thread. */
 ORVA_API uint32_t ORVA_CalValueByLineAdj(int32_t x1, int32_t y1, int32_t x2, int32_t y2, int32_t x, int32_t *y);
