@@ -394,7 +394,10 @@ ORVA_API int32_t ORVA_TransSecToLocalTime(time_t seconds, char *text, uint32_t s
  */
 #define ORVA_CRC_TABLE_ENTRIES 256u
 
+/* Entry i is the register that byte i, in the high byte of a zero register, leaves after eight steps. */
 ORVA_API extern uint16_t g_ausCRC16Table[ORVA_CRC_TABLE_ENTRIES];
+
+/* Entry i is the register that byte i, in the low byte of a zero register, leaves after eight steps. */
 ORVA_API extern uint32_t g_auiCRC32Table[ORVA_CRC_TABLE_ENTRIES];
 
 /* Builds g_ausCRC16Table on the first call of the process; later calls do nothing. May run on any thread. */
