@@ -164,9 +164,10 @@ ORVA_API uint32_t ORVA_DIAGLOG(uint32_t a1, uint32_t a2, uint32_t a3, uint32_t a
                                ...);
 
 /*
- * Returns the node of `diagId`, made on first use with the caller's `file` (may be null) and `line`.
- * Null when there is no manager, the id is not covered, or there is no memory; a later call tries again. The node
- * belongs to the manager. Call it with the manager's mutex held.
+ * Returns the node of `diagId`, made on first use with the caller's `file` (may be null) and `line`. A file name of
+ * more than 31 characters is recorded in the system log and left empty. Null when there is no manager, the id is not
+ * covered, or there is no memory; a later call tries again. The node belongs to the manager. Call it with the
+ * manager's mutex held.
  */
 ORVA_API OrvaDiagNode *ORVA_DiagMgrGetNode(uint32_t diagId, const char *file, uint32_t line);
 
