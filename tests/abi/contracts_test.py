@@ -14,9 +14,11 @@ def main():
     for header in sorted((root / "include").glob("*.h")):
         text = header.read_text()
         comments = " ".join(re.findall(r"/\*.*?\*/", text, flags=re.S))
-        for match in re.finditer(r"^ORVA_API\b[^;{]*;", text, flags=re.M):
+        for match in re.finditer(r"^(?:extern\s+)?ORVA_API\b[^;{]*;", text, flags=re.M):
             functions += 1
             before = re.sub(r"\s*(ORVA_PRINTF\([^)]*\)\s*)?$", "", text[:match.start()])
+            # The number of a table's rows may stand between the docstring and the table.
+            before = re.sub(r"(\s*#define \w+ \w+)+$", "", before)
             # A declaration may share the docstring of the declaration straight above it.
             if not before.endswith("*/") and not before.endswith(";"):
                 bad += 1

@@ -17,9 +17,10 @@ def declared_names(headers):
     names = set()
     for header in headers:
         text = re.sub(r"/\*.*?\*/", "", header.read_text(), flags=re.S)
-        for statement in re.findall(r"^ORVA_API\b[^;{]*;", text, flags=re.M):
+        for statement in re.findall(r"^(?:extern\s+)?ORVA_API\b[^;{]*;", text, flags=re.M):
             statement = re.sub(r"ORVA_PRINTF\([^)]*\)", "", statement)
             function = re.match(r"ORVA_API\s+[\w\s*]*?\(?\*?\b(\w+)\s*\(", statement)
+            statement = re.sub(r"^extern\s+ORVA_API", "ORVA_API extern", statement)
             data = re.match(r"ORVA_API\s+extern\s+[\w\s*]*?\b(\w+)\s*(\[[^;]*)?;", statement)
             match = data or function
             if match is None:
