@@ -6,7 +6,7 @@ install(FILES ${platform_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orva_c
 
 install(TARGETS orva_comm orva_platform_headers EXPORT orva_comm_targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-if(TARGET orva_host_platform)
+if(TARGET host_miro)
   # A process brings a platform: the host platform is installed as a component of the same package.
   install(TARGETS host_miro host_tova host_drv_basic host_safeio orva_host_platform EXPORT orva_comm_targets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT host)
@@ -24,7 +24,7 @@ install(FILES
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/orva_comm)
 
 set(pkgconfig_files orva_comm)
-if(TARGET orva_host_platform)
+if(TARGET host_miro)
   list(APPEND pkgconfig_files orva_host_platform)
 endif()
 foreach(name IN LISTS pkgconfig_files)
