@@ -429,6 +429,7 @@ uint32_t drv_board_get_self_logic_slotid(uint32_t *slot) {
     keep_call("drv_board_get_self_logic_slotid()");
     FAULT(drv_board_get_self_logic_slotid, uint32_t)
     if (!platform().slot) {
+        *slot = platform().slotBesideCode.value_or(*slot);
         return platform().slotCode;
     }
     *slot = *platform().slot;

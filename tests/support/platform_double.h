@@ -45,6 +45,7 @@ struct Platform {
     std::map<std::string, std::string> environment; // drv_env_get; a missing key fails with 1
     std::optional<std::uint32_t> slot;              // drv_board_get_self_logic_slotid; none fails with slotCode
     std::uint32_t slotCode = 1;
+    std::optional<std::uint32_t> slotBesideCode; // stored although the query fails
     std::optional<std::uint32_t> boardType;     // drv_board_get_type; none fails with 1
     std::optional<std::uint32_t> backplaneType; // drv_backplane_get_type; none fails with 1
     std::optional<std::string> elabel;          // drv_elabel_read; none fails with 1
