@@ -1,0 +1,450 @@
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <pthread.h>
+#include <string>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include "log_line.h"
+#include "orva_comm.h"
+#include "platform_double.h"
+
+using namespace orva_test;
+using Records = std::vector<std::string>;
+
+namespace {
+
+void entry(void *) {}
+
+std::uint64_t key_of(const void *object) {
+    return reinterpret_cast<std::uintptr_t>(object);
+}
+
+bool is_open(int fd) {
+    return fcntl(fd, F_GETFD, 0) != -1;
+}
+
+} // namespace
+
+class Thread : public PlatformTest {};
+class Mutex : public PlatformTest {};
+class Pipe : public PlatformTest {};
+class Tick : public PlatformTest {};
+class Close : public PlatformTest {};
+
+// ---- Threads
+
+TEST_F(Thread, CreatThreadNew_HandsEverythingToThePlatform) {
+    int argument = 0;
+    std::uint32_t id = 0;
+    EXPECT_EQ(ORVA_CreatThreadNew(entry, &argument, "OrvaThread", 0x20000, &id), 0u);
+    EXPECT_EQ(id, 0x51u);
+    EXPECT_EQ(platform().calls, Records{"MIRO_TaskCreate(\"OrvaThread\", 0xff, 0x20000, 0x0, set)"});
+    EXPECT_EQ(platform().lastTaskEntry, entry);
+    EXPECT_EQ(platform().lastTaskArgument, &argument);
+}
+
+TEST_F(Thread, CreatThreadNew_CutsTheNameAt29Characters) {
+    std::uint32_t id = 0;
+    const std::string name = "0123456789012345678901234567890123456789";
+    for (const std::size_t length : {0u, 28u, 29u, 30u, 40u}) {
+        platform().calls.clear();
+        EXPECT_EQ(ORVA_CreatThreadNew(entry, nullptr, name.substr(0, length).c_str(), 0, &id), 0u);
+        EXPECT_EQ(platform().calls, Records{"MIRO_TaskCreate(\"" + name.substr(0, std::min<std::size_t>(length, 29)) +
+                                            "\", 0xff, 0x0, 0x0, 0)"});
+    }
+}
+
+TEST_F(Thread, CreatThreadNew_NameIsNoFormat) {
+    std::uint32_t id = 0;
+    EXPECT_EQ(ORVA_CreatThreadNew(entry, nullptr, "%s%n%d", 0, &id), 0u);
+    EXPECT_EQ(platform().calls, Records{"MIRO_TaskCreate(\"%s%n%d\", 0xff, 0x0, 0x0, 0)"});
+}
+
+TEST_F(Thread, CreatThreadNew_NullArgumentsHaveTheirCode) {
+    std::uint32_t id = 77;
+    EXPECT_EQ(ORVA_CreatThreadNew(nullptr, nullptr, "name", 0, &id), 0x1D4005Du);
+    EXPECT_EQ(ORVA_CreatThreadNew(entry, nullptr, nullptr, 0, &id), 0x1D4005Du);
+    EXPECT_EQ(ORVA_CreatThreadNew(entry, nullptr, "name", 0, nullptr), 0x1D4005Du);
+    EXPECT_EQ(id, 77u);
+    EXPECT_EQ(calls_of("MIRO_TaskCreate"), 0u);
+}
+
+TEST_F(Thread, CreatThreadNew_FormatFailureStartsNothing) {
+    std::uint32_t id = 77;
+    fail("snprintf_s", 1, -1);
+    EXPECT_EQ(ORVA_CreatThreadNew(entry, nullptr, "name", 0, &id), 1u);
+    EXPECT_EQ(id, 77u);
+    EXPECT_EQ(calls_of("MIRO_TaskCreate"), 0u);
+    EXPECT_TRUE(take_logs().empty());
+}
+
+TEST_F(Thread, CreatThreadNew_PlatformCodeIsReturnedUnchanged) {
+    std::uint32_t id = 77;
+    fail("MIRO_TaskCreate", 1, 0xDEADBEEF);
+    EXPECT_EQ(ORVA_CreatThreadNew(entry, nullptr, "name", 0, &id), 0xDEADBEEFu);
+    EXPECT_EQ(id, 77u);
+}
+
+// ---- Mutexes
+
+TEST_F(Mutex, CreatMutex_RegistersTheObjectInTheFirstFreeEntry) {
+    void *first = nullptr;
+    void *second = nullptr;
+    ASSERT_EQ(ORVA_CreatMutex(0xAA, &first), 0u);
+    ASSERT_EQ(ORVA_CreatMutex(0xBB, &second), 0u);
+    expect_live_blocks(2);
+    EXPECT_EQ(g_orvaCommLocal.semTable[0].key, key_of(first));
+    EXPECT_EQ(g_orvaCommLocal.semTable[0].tag, 0xAAu);
+    EXPECT_EQ(g_orvaCommLocal.semTable[0].inUse, 1u);
+    EXPECT_EQ(g_orvaCommLocal.semTable[1].key, key_of(second));
+    EXPECT_EQ(g_orvaCommLocal.semTable[1].tag, 0xBBu);
+    EXPECT_EQ(g_orvaCommLocal.semTable[2].inUse, 0u);
+    EXPECT_EQ(ORVA_FindSemById(key_of(second)), &g_orvaCommLocal.semTable[1]);
+    EXPECT_EQ(platform().allocations[0].size, sizeof(pthread_mutex_t));
+    EXPECT_EQ(platform().allocations[0].file, "src/comm/orva_comm");
+    EXPECT_EQ(calls_of("pthread_mutexattr_destroy"), 0u);
+}
+
+TEST_F(Mutex, CreatMutex_NullPointerHasItsCode) {
+    EXPECT_EQ(ORVA_CreatMutex(1, nullptr), 0x1F5005Du);
+    EXPECT_EQ(calls_of("pthread_mutexattr_init"), 0u);
+}
+
+TEST_F(Mutex, CreatMutex_WithoutMemoryDestroysTheAttribute) {
+    void *mutex = &mutex;
+    fail("MIRO_MemAlloc_F", 1, 0);
+    EXPECT_EQ(ORVA_CreatMutex(1, &mutex), 0x20A005Cu);
+    ORVA_SetMemHandle(0);
+    EXPECT_EQ(ORVA_CreatMutex(1, &mutex), 0x20A005Cu);
+    EXPECT_EQ(mutex, &mutex);
+    EXPECT_EQ(calls_of("MIRO_MemAlloc_F"), 1u);
+    EXPECT_EQ(calls_of("pthread_mutexattr_destroy"), 2u);
+    EXPECT_EQ(calls_of("pthread_mutex_init"), 0u);
+    EXPECT_EQ(g_orvaCommLocal.semTable[0].inUse, 0u);
+    EXPECT_TRUE(take_logs().empty());
+}
+
+struct MutexFailure {
+    const char *call;
+    int error;
+    const char *record;
+    unsigned destroyed;
+};
+
+constexpr MutexFailure kMutexFailures[] = {
+    {"pthread_mutexattr_init", 12, "PLog(0x3, orva, 0x8, 0x2) Failed to init mutex attr: ret is 0xc", 0},
+    {"pthread_mutexattr_settype", 22, "PLog(0x3, orva, 0x8, 0x2) Failed to set mutex attr: ret is 0x16", 1},
+    {"pthread_mutex_init", 11, "PLog(0x3, orva, 0x8, 0x2) Failed to init mutex : ret is 0xb", 1},
+};
+
+TEST_F(Mutex, CreatMutex_PosixFailureIsRecordedAndReturned) {
+    for (const MutexFailure &failure : kMutexFailures) {
+        SCOPED_TRACE(failure.call);
+        const unsigned before = calls_of("pthread_mutexattr_destroy");
+        void *mutex = &mutex;
+        fail(failure.call, 1, failure.error);
+        EXPECT_EQ(ORVA_CreatMutex(1, &mutex), static_cast<std::uint32_t>(failure.error));
+        EXPECT_EQ(mutex, &mutex);
+        EXPECT_EQ(take_logs(), Records{failure.record});
+        EXPECT_EQ(calls_of("pthread_mutexattr_destroy") - before, failure.destroyed);
+        EXPECT_EQ(live_blocks(), 0u);
+        EXPECT_EQ(g_orvaCommLocal.semTable[0].inUse, 0u);
+    }
+}
+
+TEST_F(Mutex, CreatMutex_FailedInitialisationDestroysTheAttributeBeforeItFreesTheObject) {
+    std::size_t liveAtDestroy = 0;
+    libc().pthread_mutexattr_destroy = [&](pthread_mutexattr_t *) {
+        liveAtDestroy = live_blocks();
+        return 0;
+    };
+    void *mutex = nullptr;
+    fail("pthread_mutex_init", 1, 12);
+    ORVA_CreatMutex(1, &mutex);
+    EXPECT_EQ(liveAtDestroy, 1u);
+}
+
+TEST_F(Mutex, AllocationWalk_FailureLeavesNothingBehind) {
+    void *mutex = nullptr;
+    std::uint32_t result = 0;
+    EXPECT_EQ(walk_allocation_failures([&] { result = ORVA_CreatMutex(1, &mutex); },
+                                       [&](unsigned) {
+                                           EXPECT_EQ(result, ORVA_ERR_MUTEX_CREATE_MEMORY);
+                                           EXPECT_EQ(mutex, nullptr);
+                                           EXPECT_EQ(live_blocks(), 0u);
+                                           EXPECT_EQ(g_orvaCommLocal.semTable[0].inUse, 0u);
+                                       }),
+              1u);
+    expect_live_blocks(1);
+}
+
+TEST_F(Mutex, Locks_CountPerThread) {
+    void *mutex = nullptr;
+    ASSERT_EQ(ORVA_CreatMutex(1, &mutex), 0u);
+    expect_live_blocks(1);
+    ASSERT_EQ(ORVA_MutexP(mutex), 0u);
+    ASSERT_EQ(ORVA_MutexP(mutex), 0u);
+    int free = 0;
+    const auto try_from_another_thread = [&] {
+        std::thread([&] {
+            free = pthread_mutex_trylock(static_cast<pthread_mutex_t *>(mutex));
+            if (free == 0) {
+                pthread_mutex_unlock(static_cast<pthread_mutex_t *>(mutex));
+            }
+        }).join();
+        return free;
+    };
+    EXPECT_EQ(try_from_another_thread(), EBUSY);
+    EXPECT_EQ(ORVA_MutexV(mutex), 0);
+    EXPECT_EQ(try_from_another_thread(), EBUSY);
+    EXPECT_EQ(ORVA_MutexV(mutex), 0);
+    EXPECT_EQ(try_from_another_thread(), 0);
+}
+
+TEST_F(Mutex, MutexP_WaitsForTheOwnerAndGuardsWhatItProtects) {
+    void *mutex = nullptr;
+    ASSERT_EQ(ORVA_CreatMutex(1, &mutex), 0u);
+    expect_live_blocks(1);
+    constexpr int kRounds = 2000;
+    int shared = 0;
+    const auto count = [&] {
+        for (int i = 0; i < kRounds; ++i) {
+            ASSERT_EQ(ORVA_MutexP(mutex), 0u);
+            const int seen = shared;
+            shared = seen + 1;
+            ASSERT_EQ(ORVA_MutexV(mutex), 0);
+        }
+    };
+    std::thread other(count);
+    count();
+    other.join();
+    EXPECT_EQ(shared, 2 * kRounds);
+}
+
+TEST_F(Mutex, MutexP_InvalidPointersHaveTheirCode) {
+    EXPECT_EQ(ORVA_MutexP(nullptr), 0x2290001u);
+    EXPECT_EQ(ORVA_MutexP(reinterpret_cast<void *>(UINTPTR_MAX)), 0x2290001u);
+    EXPECT_EQ(calls_of("pthread_mutex_lock"), 0u);
+}
+
+TEST_F(Mutex, MutexP_FailedLockHasItsCode) {
+    pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+    fail("pthread_mutex_lock", 1, EDEADLK);
+    EXPECT_EQ(ORVA_MutexP(&mutex), 0x22E0001u);
+}
+
+TEST_F(Mutex, MutexV_ReturnsThePosixResult) {
+    void *mutex = nullptr;
+    ASSERT_EQ(ORVA_CreatMutex(1, &mutex), 0u);
+    expect_live_blocks(1);
+    EXPECT_EQ(ORVA_MutexV(mutex), EPERM);
+    fail("pthread_mutex_unlock", 1, 35);
+    EXPECT_EQ(ORVA_MutexV(mutex), 35);
+}
+
+// ---- Registration
+
+TEST_F(Mutex, FullTable_StillGivesAUsableMutexThatIsNotFound) {
+    for (std::uint32_t i = 0; i < 1024; ++i) {
+        ORVA_AddSemTable(i + 1, i);
+    }
+    EXPECT_EQ(g_orvaCommLocal.semTable[1023].key, 1024u);
+    EXPECT_EQ(g_orvaCommLocal.semTable[1023].tag, 1023u);
+    const OrvaCommLocal before = g_orvaCommLocal;
+    void *mutex = nullptr;
+    EXPECT_EQ(ORVA_CreatMutex(5, &mutex), 0u);
+    expect_live_blocks(1);
+    EXPECT_EQ(std::memcmp(&before, &g_orvaCommLocal, sizeof before), 0);
+    EXPECT_EQ(ORVA_FindSemById(key_of(mutex)), nullptr);
+    EXPECT_EQ(ORVA_MutexP(mutex), 0u);
+    EXPECT_EQ(ORVA_MutexV(mutex), 0);
+}
+
+TEST_F(Mutex, AddSemTable_FillsTheFirstGap) {
+    ORVA_AddSemTable(10, 1);
+    ORVA_AddSemTable(20, 2);
+    ORVA_AddSemTable(30, 3);
+    g_orvaCommLocal.semTable[1].inUse = 0;
+    EXPECT_EQ(ORVA_FindSemById(20), nullptr);
+    ORVA_AddSemTable(40, 4);
+    EXPECT_EQ(g_orvaCommLocal.semTable[1].key, 40u);
+    EXPECT_EQ(g_orvaCommLocal.semTable[1].tag, 4u);
+    EXPECT_EQ(g_orvaCommLocal.semTable[1].inUse, 1u);
+    EXPECT_EQ(g_orvaCommLocal.semTable[3].inUse, 0u);
+}
+
+TEST_F(Mutex, FindSemById_GivesTheFirstEntryOfTheKey) {
+    EXPECT_EQ(ORVA_FindSemById(0), nullptr);
+    ORVA_AddSemTable(7, 1);
+    ORVA_AddSemTable(7, 2);
+    ORVA_AddSemTable(0x100000007, 3);
+    EXPECT_EQ(ORVA_FindSemById(7), &g_orvaCommLocal.semTable[0]);
+    EXPECT_EQ(ORVA_FindSemById(0x100000007), &g_orvaCommLocal.semTable[2]);
+    EXPECT_EQ(ORVA_FindSemById(8), nullptr);
+}
+
+// ---- Pipes
+
+TEST_F(Pipe, CreatePipe_OnlyTheWriteEndIsNonBlocking) {
+    std::int32_t fds[3] = {-7, -7, -7};
+    ASSERT_EQ(ORVA_CreatePipe(fds, 3), 0);
+    EXPECT_EQ(fcntl(fds[0], F_GETFL, 0) & O_NONBLOCK, 0);
+    EXPECT_EQ(fcntl(fds[1], F_GETFL, 0) & O_NONBLOCK, O_NONBLOCK);
+    EXPECT_EQ(fds[2], -7);
+    EXPECT_EQ(write(fds[1], "x", 1), 1);
+    char byte = 0;
+    EXPECT_EQ(read(fds[0], &byte, 1), 1);
+    ORVA_DeletePipe(fds, 2);
+}
+
+TEST_F(Pipe, CreatePipe_FailedCallIsReturned) {
+    std::int32_t fds[2] = {-7, -7};
+    fail("pipe_s", 1, -5);
+    EXPECT_EQ(ORVA_CreatePipe(fds, 2), -5);
+    EXPECT_EQ(fds[0], -7);
+    EXPECT_TRUE(take_logs().empty());
+}
+
+TEST_F(Pipe, CreatePipe_GoesOnWhenTheModeCannotBeChanged) {
+    for (const unsigned nth : {1u, 2u}) { // reading the flags, setting them
+        std::int32_t fds[2] = {-7, -7};
+        fail("fcntl", nth, -1, nth == 1 ? 9 : 22);
+        ASSERT_EQ(ORVA_CreatePipe(fds, 2), 0);
+        EXPECT_EQ(take_logs(), Records{"PLog(0x3, orva, 0x8, 0x2) Failed to change pipe mode to nonblock type. "
+                                       "ErrorNo = " +
+                                       std::string(nth == 1 ? "9." : "22.")});
+        EXPECT_EQ(fcntl(fds[1], F_GETFL, 0) & O_NONBLOCK, 0);
+        ORVA_DeletePipe(fds, 2);
+    }
+}
+
+TEST_F(Pipe, CreatePipe_KeepsTheOtherFlagsOfTheWriteEnd) {
+    long set = 0;
+    libc().fcntl = [&](int, int command, long argument) {
+        set = command == F_SETFL ? argument : set;
+        return command == F_GETFL ? 0x8401 : 0;
+    };
+    std::int32_t fds[2];
+    ASSERT_EQ(ORVA_CreatePipe(fds, 2), 0);
+    EXPECT_EQ(set, 0x8401 | O_NONBLOCK);
+    ORVA_DeletePipe(fds, 2);
+}
+
+TEST_F(Pipe, CreatePipe_TooShortAnArrayLeavesItAsItWasAndThePipeOpen) {
+    int made[2] = {-1, -1};
+    for (const std::uint64_t count : {0u, 1u}) {
+        libc().fcntl = [&](int fd, int, long) {
+            made[1] = fd;
+            return 0;
+        };
+        std::int32_t fds[2] = {-7, -7};
+        EXPECT_EQ(ORVA_CreatePipe(fds, count), 1);
+        EXPECT_EQ(fds[0], -7);
+        EXPECT_EQ(fds[1], -7);
+        EXPECT_EQ(take_logs_without_lines(),
+                  Records{"WriteLog(0x10000, 0x2) [ORVA_COMM][ORVA_LEVEL_ERR]mem copy error, f=orva_comm, l=N, "
+                          "ret=34"});
+        libc().fcntl = nullptr;
+        EXPECT_TRUE(is_open(made[1]));
+        EXPECT_TRUE(is_open(made[1] - 1));
+        close(made[1] - 1);
+        close(made[1]);
+    }
+}
+
+TEST_F(Pipe, DeletePipe_ClosesWhatIsNotMinusOneAndLeavesTheArray) {
+    std::int32_t fds[2];
+    ASSERT_EQ(ORVA_CreatePipe(fds, 2), 0);
+    platform().calls.clear();
+    std::int32_t array[4] = {-1, fds[0], -1, fds[1]};
+    ORVA_DeletePipe(array, 4);
+    EXPECT_FALSE(is_open(fds[0]));
+    EXPECT_FALSE(is_open(fds[1]));
+    EXPECT_EQ(platform().calls.size(), 2u);
+    EXPECT_EQ(array[1], fds[0]);
+    EXPECT_EQ(array[3], fds[1]);
+    EXPECT_EQ(array[0], -1);
+    ORVA_DeletePipe(array, 0);
+    EXPECT_EQ(platform().calls.size(), 2u);
+}
+
+TEST_F(Pipe, DeletePipe_SkipsOnlyMinusOne) {
+    std::int32_t array[2] = {-2, -1};
+    ORVA_DeletePipe(array, 2);
+    EXPECT_EQ(platform().calls, Records{"close_s(0xfffffffe)"});
+}
+
+TEST_F(Pipe, WritePipe_WritesOneZeroByteAndReturnsTheResult) {
+    platform().fakeFds = {{5, ""}};
+    EXPECT_EQ(ORVA_WritePipe(5), 1);
+    EXPECT_EQ(platform().written, std::vector<std::string>{std::string(1, '\0')});
+    fail("write_s", 1, -1, EAGAIN);
+    EXPECT_EQ(ORVA_WritePipe(5), -1);
+}
+
+TEST_F(Pipe, ReadPipe_ReadsUpToTheLengthAndReturnsTheResult) {
+    platform().fakeFds = {{5, "abcdef"}};
+    char buffer[8] = "#######";
+    EXPECT_EQ(ORVA_ReadPipe(5, buffer, 4), 4);
+    EXPECT_STREQ(buffer, "abcd###");
+    EXPECT_EQ(ORVA_ReadPipe(5, buffer, 7), 2);
+    EXPECT_STREQ(buffer, "efcd###");
+    fail("read_s", 1, -1, EINTR);
+    EXPECT_EQ(ORVA_ReadPipe(5, buffer, 4), -1);
+}
+
+// ---- Tick, close
+
+struct TickCase {
+    long seconds, microseconds;
+    std::uint32_t expected;
+};
+
+constexpr TickCase kTicks[] = {
+    {0, 0, 0},         {0, 999999, 999999},
+    {1, 2, 1000002},   {4294, 967295, 4294967295u},
+    {4294, 967296, 0}, {1700000000, 123456, 404759104}, // 1700000000123456 mod 2^32
+};
+
+TEST_F(Tick, TickGet_CountsMicrosecondsModuloTheWord) {
+    for (const TickCase &tick : kTicks) {
+        libc().gettimeofday = [&](timeval *now, void *zone) {
+            EXPECT_EQ(zone, nullptr);
+            *now = {tick.seconds, tick.microseconds};
+            return 0;
+        };
+        EXPECT_EQ(ORVA_TickGet(), tick.expected);
+    }
+}
+
+TEST_F(Tick, TickGet_FailedClockHasItsCode) {
+    fail("gettimeofday", 1, -1, EINVAL);
+    EXPECT_EQ(ORVA_TickGet(), 0x254005Eu);
+}
+
+TEST_F(Close, CloseSock_PassesTheDescriptorAndTheResult) {
+    platform().fakeFds = {{6, ""}};
+    EXPECT_EQ(ORVA_CloseSock(0x50006), 0);
+    EXPECT_EQ(platform().calls, Records{"close_s(0x50006)"});
+    fail("close_s", 1, -1, EBADF);
+    EXPECT_EQ(ORVA_CloseSock(6), -1);
+}
+
+TEST_F(Close, FileClose_ReturnsTheResultOfTheClose) {
+    FILE *file = std::tmpfile();
+    ASSERT_NE(file, nullptr);
+    const int fd = fileno(file);
+    EXPECT_EQ(ORVA_FileClose(file), 0);
+    EXPECT_FALSE(is_open(fd));
+    file = std::tmpfile();
+    fail("fclose", 1, EOF, EIO);
+    EXPECT_EQ(ORVA_FileClose(file), EOF);
+    EXPECT_EQ(std::fclose(file), 0);
+    EXPECT_EQ(ORVA_FileClose(nullptr), EOF);
+    EXPECT_EQ(calls_of("fclose"), 3u);
+}
