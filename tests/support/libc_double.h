@@ -9,6 +9,7 @@
 #include <ctime>
 #include <functional>
 #include <pthread.h>
+#include <sys/auxv.h>
 #include <sys/ipc.h>
 #include <sys/msg.h>
 #include <sys/select.h>
@@ -59,7 +60,8 @@
     X(int, remove, (const char *path), (path))                                                                       \
     X(int, capget, (void *header, void *data), (header, data))                                                       \
     X(int, capset, (void *header, const void *data), (header, data))                                                 \
-    X(pid_t, getpid, (), ())
+    X(pid_t, getpid, (), ())                                                                                         \
+    X(unsigned long, getauxval, (unsigned long type), (type))
 
 // The calls with optional arguments, given here in the form in which the library uses them.
 #define ORVA_LIBC_VARIADIC_CALLS(X)                                                                                  \

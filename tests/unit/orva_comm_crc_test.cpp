@@ -238,6 +238,17 @@ TEST_F(OrvaCommCrc, StandardTables_EveryLengthAndAlignmentAsTheLoops) {
     expect_plain_results_everywhere(11);
 }
 
+TEST_F(OrvaCommCrc, StandardTables_WithoutProcessorInstructionsAsTheLoops) {
+    orva_test::fail_always("getauxval", 0);
+    build_tables();
+    expect_plain_results_everywhere(15);
+    const Bytes bytes = random_bytes(5000, 16);
+    ASSERT_NO_FATAL_FAILURE(expect_plain_results(bytes.data(), bytes.size(), 0xFFFF));
+#if defined(__aarch64__)
+    EXPECT_GT(orva_test::calls_of("getauxval"), 0u);
+#endif
+}
+
 TEST_F(OrvaCommCrc, StandardTables_EveryStartValueAsTheLoops) {
     build_tables();
     const Bytes bytes = random_bytes(48, 12);
