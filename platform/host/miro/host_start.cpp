@@ -1,0 +1,84 @@
+// Start-up of the OS layer and the leak report that a process may ask for at its exit.
+#include "miro_host.h"
+
+#include "host_internal.h"
+#include "line_text.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <string>
+#include <unistd.h>
+
+namespace host {
+
+constinit Reporter g_reporter("miro");
+
+} // namespace host
+
+namespace {
+
+// "MIRO": any value but 0 would do.
+constexpr std::uint32_t kMemHandle = 0x4D49524Fu;
+
+std::atomic<bool> g_leak_report_at_exit{false};
+
+[[gnu::constructor]] void prepare_fork() {
+    pthread_atfork([] { host::g_reporter.lock().lock(); }, [] { host::g_reporter.lock().unlock(); },
+                   [] { host::g_reporter.lock().unlock(); });
+}
+
+void report_line(const char *line, void *descriptor) {
+    const std::string text = "miro[" + std::to_string(getpid()) + "]: " + line + "\n";
+    host::write_all(*static_cast<const int *>(descriptor), text);
+}
+
+// Runs after the destructors of the program's objects, so that what they freed is not reported.
+[[gnu::destructor]] void report_at_exit() {
+    const char *asked = secure_getenv("MIRO_LEAK_REPORT");
+    const bool by_environment = asked != nullptr && *asked != '\0' && std::strcmp(asked, "0") != 0;
+    int descriptor = STDERR_FILENO;
+    if (g_leak_report_at_exit) {
+        MIRO_HostLeakReport(report_line, &descriptor);
+    }
+    if (!by_environment) {
+        return;
+    }
+    const bool to_file = std::strcmp(asked, "1") != 0;
+    if (!to_file && g_leak_report_at_exit) {
+        return;
+    }
+    if (to_file) {
+        descriptor = open(asked, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+        if (descriptor < 0) {
+            host::g_reporter.line("the file \"%s\" for the leak report cannot be opened: %s", asked,
+                                  std::strerror(errno));
+            return;
+        }
+    }
+    MIRO_HostLeakReport(report_line, &descriptor);
+    if (to_file) {
+        close(descriptor);
+    }
+}
+
+} // namespace
+
+MIRO_EXPORT uint32_t MIRO_HostStart(const MIRO_HOST_CONFIG *config, uint32_t *memHandle) {
+    if (memHandle == nullptr) {
+        return MIRO_HOST_ERR_ARGUMENT;
+    }
+    if (config != nullptr) {
+        g_leak_report_at_exit = config->leakReportAtExit != 0;
+        if (config->deadLoopLimitMs != 0) {
+            MIRO_HostSetDeadLoopLimit(config->deadLoopLimitMs);
+        }
+    }
+    *memHandle = kMemHandle;
+    return MIRO_HOST_OK;
+}
+
+MIRO_EXPORT void MIRO_HostSetReporter(MIRO_HOST_REPORTER reporter, void *context) {
+    host::g_reporter.set(reporter, context);
+}
