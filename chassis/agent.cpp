@@ -1,0 +1,172 @@
+#include "agent.h"
+
+#include "agent_answers.h"
+#include "inbox.h"
+#include "runtime.h"
+#include "transport.h"
+
+#include "orva_comm.h"
+#include "orva_diag.h"
+#include "orva_drvadp_comm.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <poll.h>
+#include <stdexcept>
+#include <sys/timerfd.h>
+
+namespace chassis {
+
+namespace {
+
+// Wide enough for the library's own ids.
+constexpr std::uint32_t kDiagIds = ORVA_DIAG_ID_PACKET_LENGTH + 1;
+constexpr int kRegisterAgainMs = 250;
+
+Descriptor second_timer() {
+    Descriptor timer(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC));
+    const itimerspec period = {{1, 0}, {1, 0}};
+    if (timer.get() < 0 || timerfd_settime(timer.get(), 0, &period, nullptr) != 0) {
+        throw std::runtime_error("no timer");
+    }
+    return timer;
+}
+
+class Agent {
+public:
+    Agent(const AgentOptions &options, const Descriptor &signals)
+        : slot_(static_cast<std::uint8_t>(ORVA_DRVADP_GetSelfSlotVar())), run_(options.run), signals_(signals),
+          timer_(second_timer()) {
+        if (slot_ != options.slot) {
+            throw std::runtime_error("the board description is of another slot");
+        }
+        if (ORVA_DiagInit(kDiagIds, 0) != ORVA_OK) {
+            throw std::runtime_error("no diagnostic manager");
+        }
+        endpoint_.connect_to(options.port);
+        inbox_.emplace(endpoint_, slot_, run_);
+    }
+
+    // Until it is told to stop.
+    void run() {
+        std::array<pollfd, 3> sources = {
+            {{inbox_->wake_descriptor(), POLLIN, 0}, {signals_.get(), POLLIN, 0}, {timer_.get(), POLLIN, 0}}};
+        while (!stop_) {
+            if (!registered_) {
+                register_address();
+            }
+            if (poll(sources.data(), sources.size(), registered_ ? -1 : kRegisterAgainMs) <= 0) {
+                continue;
+            }
+            if (sources[0].revents != 0) {
+                inbox_->take_wakes();
+            }
+            drive_clock();
+            inbox_->drain([this](std::span<const std::uint8_t> datagram) { handle(datagram); });
+            read_signals();
+        }
+    }
+
+private:
+    // A terminal's Ctrl-C reaches every process of the chassis; the management process alone decides what follows.
+    void read_signals() {
+        while (const int number = next_signal(signals_)) {
+            stop_ = stop_ || number == SIGTERM;
+        }
+    }
+
+    void drive_clock() {
+        std::uint64_t seconds = 0;
+        if (read(timer_.get(), &seconds, sizeof seconds) == sizeof seconds) {
+            advance_clock(static_cast<std::uint32_t>(seconds));
+        }
+    }
+
+    void register_address() {
+        const std::uint32_t address = ORVA_GetAddressFromSlot(slot_, 0);
+        std::uint32_t type = 0;
+        ORVA_DRVADP_GetBoardType(&type);
+        send(make_frame(kNetFnAgent, kCmdAddress, 0,
+                        AddressBody{{ORVA_AGENT_REQUEST, slot_, kMainSlot, type}, address}));
+    }
+
+    void send(const Frame &frame) const {
+        endpoint_.send(make_datagram(frame, run_));
+    }
+
+    void refuse(std::uint16_t sequence, std::uint32_t code) {
+        ++counters_.refused;
+        send(make_result(slot_, sequence, code));
+    }
+
+    void handle(std::span<const std::uint8_t> datagram) {
+        const auto packet = parse_packet(datagram, run_);
+        if (!packet) {
+            return;
+        }
+        ++counters_.handled;
+        const std::uint16_t sequence = net_sequence(packet->frame);
+        const MessageType *type = find_type(packet->net_fn, packet->command);
+        if (type == nullptr) {
+            return refuse(sequence, kRefusedUnknown);
+        }
+        const auto length = static_cast<std::uint32_t>(packet->frame.size());
+        const std::uint32_t code = ORVA_CheckPakcetLenByMsg(
+            ORVA_PACKET_MODULE_AGENT, length, static_cast<std::uint32_t>(kPrefixBytes + type->body_bytes),
+            packet->net_fn, packet->command);
+        if (code != ORVA_OK) {
+            return refuse(sequence, code);
+        }
+        if (length < kPrefixBytes + type->min_body_bytes) {
+            return refuse(sequence, kRefusedShort);
+        }
+        handle(frame_to_host(*type, packet->frame));
+    }
+
+    void handle(const Frame &frame) {
+        if (frame.type->net_fn == kNetFnAgentReply && frame.type->command == kCmdAddress) {
+            registered_ = registered_ || ORVA_AGENT_CheckAckMsgValidity(slot_, frame.header_words()) == ORVA_OK;
+            return;
+        }
+        const std::uint32_t code = ORVA_AGENT_CheckReqMsgValidity(slot_, frame.header_words());
+        if (code != ORVA_OK) {
+            return refuse(frame.sequence(), code);
+        }
+        counters_.received = inbox_->received();
+        counters_.queue_refusals = inbox_->refused();
+        send(answer(frame, slot_, counters_));
+    }
+
+    std::uint8_t slot_;
+    std::uint32_t run_;
+    const Descriptor &signals_;
+    Descriptor timer_;
+    Endpoint endpoint_;
+    std::optional<Inbox> inbox_;
+    AgentCounters counters_;
+    bool registered_ = false;
+    bool stop_ = false;
+};
+
+} // namespace
+
+int run_agent(const AgentOptions &options) {
+    try {
+        if (getppid() != options.parent) {
+            return 1; // the management process is gone already
+        }
+        uptime_ms();
+        const Descriptor signals = take_signals({SIGTERM, SIGINT});
+        start_runtime(options.folder, "agent" + std::to_string(options.slot));
+        Agent(options, signals).run();
+        return 0;
+    } catch (const std::exception &error) {
+        std::cerr << "orva-chassis: slot " << options.slot << ": " << error.what() << '\n';
+        return 1;
+    }
+}
+
+} // namespace chassis

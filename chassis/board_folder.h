@@ -1,0 +1,33 @@
+// The folder that a board's process runs in: its description, its key file, its logs. Nothing of a run lies
+// elsewhere.
+#ifndef CHASSIS_BOARD_FOLDER_H
+#define CHASSIS_BOARD_FOLDER_H
+
+#include <cstdint>
+#include <filesystem>
+#include <sys/ipc.h>
+
+namespace chassis {
+
+// The type that the board in a slot has.
+std::uint32_t board_type(std::uint32_t slot);
+
+std::filesystem::path board_folder(const std::filesystem::path &run_folder, std::uint32_t slot);
+
+// Makes the folder and writes the board's description.
+void make_board_folder(const std::filesystem::path &folder, std::uint32_t slot, std::uint32_t boards);
+
+std::filesystem::path description_file(const std::filesystem::path &folder);
+std::filesystem::path log_folder(const std::filesystem::path &folder);
+std::filesystem::path diagnostic_log(const std::filesystem::path &folder);
+std::filesystem::path process_log(const std::filesystem::path &folder);
+
+// The key of the board's queue, -1 while its key file does not exist.
+key_t queue_key(const std::filesystem::path &folder, std::uint32_t slot);
+
+// Makes the key file in the working folder so that no queue of another run has its key.
+void make_key_file(std::uint32_t slot);
+
+} // namespace chassis
+
+#endif

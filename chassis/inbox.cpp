@@ -1,0 +1,93 @@
+#include "inbox.h"
+
+#include "board_folder.h"
+
+#include <array>
+#include <cerrno>
+#include <poll.h>
+#include <stdexcept>
+#include <sys/eventfd.h>
+#include <vector>
+
+namespace chassis {
+
+namespace {
+
+constexpr std::uint32_t kReceiverStackBytes = 0x100000;
+constexpr std::uint32_t kWakes = 64;
+
+} // namespace
+
+Inbox::Inbox(const Endpoint &endpoint, std::uint32_t slot, std::uint32_t run)
+    : endpoint_(endpoint), run_(run), stop_(eventfd(0, EFD_CLOEXEC)) {
+    make_key_file(slot);
+    if (ORVA_CreatePipe(pipe_, 2) != 0) {
+        throw std::runtime_error("no pipe");
+    }
+    // The slot is the module number, so that boards whose key files happen to share their inode's low bits do not
+    // share a queue.
+    if (ORVA_QueueCreate(slot, &queue_) != ORVA_OK) {
+        ORVA_DeletePipe(pipe_, 2);
+        throw std::runtime_error("no queue");
+    }
+    std::uint32_t task = 0;
+    if (ORVA_CreatThreadNew(receiver_entry, this, "ChassisReceiver", kReceiverStackBytes, &task) != ORVA_OK) {
+        ORVA_QueueDelete(static_cast<std::int32_t>(queue_));
+        ORVA_DeletePipe(pipe_, 2);
+        throw std::runtime_error("no receiver thread");
+    }
+}
+
+Inbox::~Inbox() {
+    eventfd_write(stop_.get(), 1);
+    stopped_.acquire();
+    ORVA_QueueDelete(static_cast<std::int32_t>(queue_));
+    ORVA_DeletePipe(pipe_, 2);
+}
+
+void Inbox::receiver_entry(void *inbox) {
+    auto &self = *static_cast<Inbox *>(inbox);
+    self.receive();
+    self.stopped_.release();
+}
+
+void Inbox::receive() {
+    std::vector<std::uint8_t> buffer(kMaxDatagramBytes);
+    std::array<pollfd, 2> sources = {{{endpoint_.descriptor(), POLLIN, 0}, {stop_.get(), POLLIN, 0}}};
+    while (true) {
+        if (poll(sources.data(), sources.size(), -1) < 0) {
+            continue;
+        }
+        if (sources[1].revents != 0) {
+            return;
+        }
+        if (const auto datagram = endpoint_.receive(buffer, nullptr)) {
+            hand_on(*datagram);
+        }
+    }
+}
+
+void Inbox::hand_on(std::span<const std::uint8_t> datagram) {
+    if (!parse_packet(datagram, run_)) {
+        return;
+    }
+    ++received_;
+    if (ORVA_AGENT_WriteQueue(pipe_[1], queue_, datagram.data(), static_cast<std::uint32_t>(datagram.size())) !=
+        ORVA_OK) {
+        ++refused_;
+    }
+}
+
+void Inbox::take_wakes() {
+    std::array<std::uint8_t, kWakes> bytes{};
+    ORVA_ReadPipe(pipe_[0], bytes.data(), kWakes);
+}
+
+void Inbox::drain(const std::function<void(std::span<const std::uint8_t>)> &handle) {
+    alignas(8) std::array<std::uint8_t, ORVA_QUEUE_PAYLOAD_MAX> buffer{};
+    while (const std::uint32_t length = ORVA_QueueAsyRead(queue_, buffer.data(), ORVA_QUEUE_PAYLOAD_MAX, 0)) {
+        handle(std::span<const std::uint8_t>(buffer).first(length));
+    }
+}
+
+} // namespace chassis

@@ -1,0 +1,63 @@
+// The road of a packet into an agent: a receiver thread takes datagrams from the socket and puts them into the
+// board's queue; the agent's loop wakes from poll on the pipe and reads the queue.
+#ifndef CHASSIS_INBOX_H
+#define CHASSIS_INBOX_H
+
+#include "descriptor.h"
+#include "transport.h"
+
+#include "orva_comm.h"
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <semaphore>
+#include <span>
+
+namespace chassis {
+
+class Inbox {
+public:
+    // Makes the key file, the queue and the pipe, and starts the receiver. `endpoint` outlives the inbox.
+    Inbox(const Endpoint &endpoint, std::uint32_t slot, std::uint32_t run);
+    // Stops the receiver and removes the queue.
+    ~Inbox();
+    Inbox(const Inbox &) = delete;
+    Inbox &operator=(const Inbox &) = delete;
+
+    // Readable when the queue may hold packets.
+    int wake_descriptor() const {
+        return pipe_[0];
+    }
+
+    // Takes what woke the loop out of the pipe; blocks when nothing did.
+    void take_wakes();
+
+    // Hands every packet that waits to `handle`.
+    void drain(const std::function<void(std::span<const std::uint8_t>)> &handle);
+
+    std::uint32_t received() const {
+        return received_;
+    }
+    std::uint32_t refused() const {
+        return refused_;
+    }
+
+private:
+    static void receiver_entry(void *inbox);
+    void receive();
+    void hand_on(std::span<const std::uint8_t> datagram);
+
+    const Endpoint &endpoint_;
+    std::uint32_t run_;
+    std::uint32_t queue_ = ORVA_QUEUE_NONE;
+    std::int32_t pipe_[2] = {-1, -1};
+    Descriptor stop_;
+    std::binary_semaphore stopped_{0};
+    std::atomic<std::uint32_t> received_ = 0;
+    std::atomic<std::uint32_t> refused_ = 0;
+};
+
+} // namespace chassis
+
+#endif

@@ -1,0 +1,294 @@
+#include "manager.h"
+
+#include "board_folder.h"
+#include "processes.h"
+#include "runtime.h"
+
+#include "orva_comm.h"
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <poll.h>
+#include <random>
+#include <string>
+#include <sys/msg.h>
+
+namespace chassis {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds kStopPatience{5000};
+constexpr milliseconds kRoundPatience{4000};
+constexpr milliseconds kRepeatAfter{500};
+
+bool queue_exists(int queue) {
+    msqid_ds description{};
+    return queue >= 0 && msgctl(queue, IPC_STAT, &description) == 0;
+}
+
+// Readings of both kinds have the same form; only the bound differs.
+template <typename Body>
+void take_readings(Board &board, const Frame &reply, SensorKind kind) {
+    const auto body = reply.body<Body>();
+    const std::size_t count = std::min<std::size_t>(body.count, std::size(body.readings));
+    for (std::size_t i = 0; i < count; ++i) {
+        const Reading &reading = body.readings[i];
+        if (const Sensor *sensor = find_sensor(kind, reading.sensor)) {
+            board.measured.push_back({sensor, reading.value, static_cast<SensorState>(reading.state)});
+        }
+    }
+}
+
+void take_heart_beat(Board &board, const Frame &reply) {
+    const auto body = reply.body<HeartBeatBody>();
+    board.beat = body.beat;
+    board.uptime_seconds = body.uptime_seconds;
+}
+
+void take_round(Board &board, std::span<const Request> requests) {
+    board.measured.clear();
+    take_readings<TemperatureBody>(board, *requests[0].reply, SensorKind::kTemperature);
+    take_readings<VoltageBody>(board, *requests[1].reply, SensorKind::kVoltage);
+    take_heart_beat(board, *requests[2].reply);
+    ++board.answers;
+}
+
+bool is_answer(const Request &request) {
+    return request.reply && request.reply->type->command == request.frame.type->command;
+}
+
+// Replies find their requests while this lives.
+class WaitingRequests {
+public:
+    WaitingRequests(std::vector<Request *> &waiting, std::vector<Request> &requests)
+        : waiting_(waiting), before_(waiting.size()) {
+        for (Request &request : requests) {
+            waiting_.push_back(&request);
+        }
+    }
+    ~WaitingRequests() {
+        waiting_.resize(before_);
+    }
+    WaitingRequests(const WaitingRequests &) = delete;
+    WaitingRequests &operator=(const WaitingRequests &) = delete;
+
+private:
+    std::vector<Request *> &waiting_;
+    std::size_t before_;
+};
+
+} // namespace
+
+Manager::Manager(std::filesystem::path run_folder, std::uint32_t boards, const Descriptor &signals)
+    : run_folder_(std::move(run_folder)), signals_(signals), run_(std::random_device()()), boards_(boards),
+      buffer_(kMaxDatagramBytes) {
+    for (std::uint32_t i = 0; i < boards; ++i) {
+        boards_[i].slot = i + 1;
+        boards_[i].folder = board_folder(run_folder_, i + 1);
+        make_board_folder(boards_[i].folder, i + 1, boards);
+    }
+}
+
+Manager::~Manager() {
+    stop();
+}
+
+void Manager::start_agents() {
+    for (Board &board : boards_) {
+        board.process = start_process({"agent", "--slot", std::to_string(board.slot), "--folder",
+                                       board.folder.string(), "--port", std::to_string(endpoint_.port()), "--run",
+                                       std::to_string(run_), "--parent", std::to_string(getpid())});
+    }
+}
+
+Leftovers Manager::stop() {
+    std::vector<pid_t> running;
+    for (Board &board : boards_) {
+        if (board.process != 0) {
+            running.push_back(std::exchange(board.process, 0));
+        }
+    }
+    stop_processes(running, kStopPatience);
+    Leftovers left;
+    for (Board &board : boards_) {
+        // An agent that ended as it should has removed its queue; a killed one has not.
+        if (board.queue < 0) {
+            board.queue = msgget(queue_key(board.folder, board.slot), 0);
+        }
+        ORVA_QueueDelete(board.queue);
+        left.queues += queue_exists(board.queue) ? 1U : 0U;
+    }
+    for (const pid_t process : running) {
+        left.processes += kill(process, 0) == 0 ? 1U : 0U;
+    }
+    return left;
+}
+
+bool Manager::any_starting() const {
+    return count(BoardState::kStarting) != 0;
+}
+
+std::uint32_t Manager::count(BoardState state) const {
+    return static_cast<std::uint32_t>(std::ranges::count(boards_, state, &Board::state));
+}
+
+void Manager::wait(Clock::time_point deadline, const std::function<bool()> &done) {
+    std::array<pollfd, 2> sources = {{{endpoint_.descriptor(), POLLIN, 0}, {signals_.get(), POLLIN, 0}}};
+    while (!done()) {
+        const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now());
+        if (left.count() <= 0) {
+            return;
+        }
+        if (poll(sources.data(), sources.size(), static_cast<int>(left.count())) <= 0) {
+            continue;
+        }
+        serve_signals();
+        serve_socket();
+    }
+}
+
+void Manager::serve_signals() {
+    while (const int number = next_signal(signals_)) {
+        if (number != SIGCHLD) {
+            throw Interrupted{number};
+        }
+        note_ended_agents();
+    }
+}
+
+// One SIGCHLD may stand for several children.
+void Manager::note_ended_agents() {
+    for (Board &board : boards_) {
+        if (board.process != 0 && has_ended(board.process)) {
+            board.process = 0;
+            lose(board);
+        }
+    }
+}
+
+void Manager::lose(Board &board) {
+    board.state = BoardState::kLost;
+    if (board.queue < 0) {
+        board.queue = msgget(queue_key(board.folder, board.slot), 0);
+    }
+    if (board.process == 0) {
+        ORVA_QueueDelete(board.queue);
+    }
+}
+
+void Manager::serve_socket() {
+    sockaddr_in from{};
+    while (const auto datagram = endpoint_.receive(buffer_, &from)) {
+        handle(*datagram, from);
+    }
+}
+
+void Manager::handle(std::span<const std::uint8_t> datagram, const sockaddr_in &from) {
+    const auto packet = parse_packet(datagram, run_);
+    const MessageType *type = packet ? find_type(packet->net_fn, packet->command) : nullptr;
+    if (type == nullptr || packet->frame.size() < kPrefixBytes + type->min_body_bytes ||
+        ORVA_CheckPakcetLen(ORVA_PACKET_MODULE_AGENT_MGR, static_cast<std::uint32_t>(packet->frame.size()),
+                            static_cast<std::uint32_t>(kPrefixBytes + type->body_bytes)) != ORVA_OK) {
+        return;
+    }
+    const Frame frame = frame_to_host(*type, packet->frame);
+    if (type->net_fn == kNetFnAgent && type->command == kCmdAddress) {
+        register_board(frame, from);
+    } else {
+        take_reply(frame, from);
+    }
+}
+
+void Manager::register_board(const Frame &frame, const sockaddr_in &from) {
+    const Header header = frame.header();
+    if (ORVA_AGENT_CheckReqMsgValidity(kMainSlot, frame.header_words()) != ORVA_OK) {
+        return;
+    }
+    const auto board = std::ranges::find(boards_, header.source_slot, &Board::slot);
+    if (board == boards_.end() || board->state == BoardState::kLost) {
+        return;
+    }
+    if (board->state == BoardState::kStarting) {
+        board->peer = from;
+        board->type = header.word;
+        board->address = frame.body<AddressBody>().address;
+        board->queue = msgget(queue_key(board->folder, board->slot), 0);
+        board->state = BoardState::kOnline;
+    }
+    send(*board, make_frame(kNetFnAgentReply, kCmdAddress, frame.sequence(),
+                            AddressBody{{ORVA_AGENT_REPLY, kMainSlot, board->slot, ORVA_OK}, board->address}));
+}
+
+void Manager::take_reply(const Frame &frame, const sockaddr_in &from) {
+    if (ORVA_AGENT_CheckAckMsgValidity(kMainSlot, frame.header_words()) != ORVA_OK) {
+        return;
+    }
+    const auto request = std::ranges::find_if(waiting_, [&](const Request *waiting) {
+        return waiting->frame.sequence() == frame.sequence() && waiting->board->peer.sin_port == from.sin_port &&
+               waiting->board->slot == frame.header().source_slot;
+    });
+    if (request != waiting_.end() && !(*request)->reply) {
+        (*request)->reply = frame;
+    }
+}
+
+void Manager::send(const Board &board, const Frame &frame) const {
+    endpoint_.send_to(board.peer, make_datagram(frame, run_));
+}
+
+Frame Manager::request_frame(const Board &board, std::uint8_t net_fn, std::uint16_t command, std::uint32_t word) {
+    HeartBeatBody body{}; // every request of the chassis is a header, or a header and zeros
+    body.header = {ORVA_AGENT_REQUEST, kMainSlot, board.slot, word};
+    const MessageType *type = find_type(net_fn, command);
+    return make_frame(net_fn, command, ++sequence_, body, type != nullptr ? type->body_bytes : 0);
+}
+
+void Manager::exchange(std::vector<Request> &requests, milliseconds patience, bool repeat) {
+    const auto deadline = Clock::now() + patience;
+    const auto answered = [](const Request &request) {
+        return request.reply || request.board->state == BoardState::kLost;
+    };
+    const auto all_answered = [&] { return std::ranges::all_of(requests, answered); };
+    const WaitingRequests registered(waiting_, requests);
+    do {
+        for (const Request &request : requests) {
+            if (!answered(request)) {
+                send(*request.board, request.frame);
+            }
+        }
+        wait(repeat ? std::min(deadline, Clock::now() + kRepeatAfter) : deadline, all_answered);
+    } while (!all_answered() && Clock::now() < deadline);
+}
+
+std::optional<Frame> Manager::exchange(Board &board, const Frame &frame, milliseconds patience) {
+    std::vector<Request> requests = {{&board, frame, std::nullopt}};
+    exchange(requests, patience, false);
+    return requests.front().reply;
+}
+
+void Manager::poll_boards() {
+    constexpr std::array kCommands = {kCmdTemperature, kCmdVoltage, kCmdHeartBeat};
+    std::vector<Request> requests;
+    for (Board &board : boards_) {
+        for (const std::uint16_t command : kCommands) {
+            if (board.state == BoardState::kOnline) {
+                requests.push_back({&board, request_frame(board, kNetFnAgent, command), std::nullopt});
+            }
+        }
+    }
+    exchange(requests, kRoundPatience, true);
+    for (std::size_t i = 0; i < requests.size(); i += kCommands.size()) {
+        const auto round = std::span<const Request>(requests).subspan(i, kCommands.size());
+        Board &board = *requests[i].board;
+        if (board.state == BoardState::kOnline && std::ranges::all_of(round, is_answer)) {
+            take_round(board, round);
+        } else {
+            lose(board);
+        }
+    }
+}
+
+} // namespace chassis

@@ -1,0 +1,25 @@
+// The processes of a chassis: started from this very program, never outliving the management process, and leaving no
+// queue behind.
+#ifndef CHASSIS_PROCESSES_H
+#define CHASSIS_PROCESSES_H
+
+#include <chrono>
+#include <span>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace chassis {
+
+// Starts this program again with these arguments. The process is told to stop when this one ends, however it ends.
+pid_t start_process(const std::vector<std::string> &arguments);
+
+// Whether a child has ended; it is then reaped and must not be named again.
+bool has_ended(pid_t child);
+
+// Tells the children to stop, kills those that do not within `patience`, and reaps them all.
+void stop_processes(std::span<const pid_t> children, std::chrono::milliseconds patience);
+
+} // namespace chassis
+
+#endif

@@ -1,0 +1,83 @@
+#include "runtime.h"
+
+#include "board_folder.h"
+
+#include "drv_basic_host.h"
+#include "miro_host.h"
+#include "orva_comm.h"
+#include "orva_drvadp_comm.h"
+#include "tova_host.h"
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <stdexcept>
+#include <sys/signalfd.h>
+#include <system_error>
+
+namespace chassis {
+
+namespace {
+
+void direct_logs(const std::string &process_name) {
+    TovaHostConfig config{};
+    config.folder = "log";
+    config.processName = process_name.c_str();
+    if (TOVA_HostStart(&config) != TOVA_HOST_OK) {
+        throw std::runtime_error("the log folder cannot be used");
+    }
+}
+
+void load_board() {
+    const std::string file = description_file(".").string();
+    if (DRV_HostLoadBoard(file.c_str()) != 0) {
+        throw std::runtime_error("the board description cannot be used");
+    }
+}
+
+} // namespace
+
+Descriptor take_signals(std::initializer_list<int> signals) {
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int number : signals) {
+        sigaddset(&set, number);
+    }
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    Descriptor descriptor(signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC));
+    if (descriptor.get() < 0) {
+        throw std::system_error(errno, std::generic_category(), "signalfd");
+    }
+    return descriptor;
+}
+
+int next_signal(const Descriptor &signals) {
+    signalfd_siginfo info{};
+    const ssize_t count = read(signals.get(), &info, sizeof info);
+    return count == sizeof info ? static_cast<int>(info.ssi_signo) : 0;
+}
+
+void start_runtime(const std::filesystem::path &folder, const std::string &process_name) {
+    std::filesystem::current_path(folder);
+    direct_logs(process_name);
+    load_board();
+    std::uint32_t memory = 0;
+    MIRO_HostStart(nullptr, &memory);
+    ORVA_SetMemHandle(memory);
+    if (ORVA_CreateMemPt() != ORVA_OK) {
+        throw std::runtime_error("the memory partition cannot be made");
+    }
+    ORVA_SetSingleProcess(1); // queues are then keyed by the working folder
+    std::uint32_t chassis_id = 0;
+    ORVA_DRVADP_GetChassisIdFromEnv(&chassis_id);
+    ORVA_DRVADP_SetSelfChassisVar(chassis_id);
+    ORVA_DRVADP_GetSelfSlotVar();
+}
+
+std::uint64_t uptime_ms() {
+    static const auto start = std::chrono::steady_clock::now();
+    const auto passed = std::chrono::steady_clock::now() - start;
+    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(passed).count());
+}
+
+} // namespace chassis

@@ -1,0 +1,28 @@
+// What a process of the chassis sets up before it uses the library: the host platform, and the library's own state.
+#ifndef CHASSIS_RUNTIME_H
+#define CHASSIS_RUNTIME_H
+
+#include "descriptor.h"
+
+#include <csignal>
+#include <cstdint>
+#include <filesystem>
+#include <initializer_list>
+#include <string>
+
+namespace chassis {
+
+// Blocks the signals, for every thread to come, and gives a descriptor that reads them.
+Descriptor take_signals(std::initializer_list<int> signals);
+
+// The next waiting signal, or 0.
+int next_signal(const Descriptor &signals);
+
+// Moves into the board's folder and makes it this process's board. Once per process, before it has other threads.
+void start_runtime(const std::filesystem::path &folder, const std::string &process_name);
+
+std::uint64_t uptime_ms();
+
+} // namespace chassis
+
+#endif

@@ -1,0 +1,61 @@
+#include "table.h"
+
+#include <array>
+#include <cstdio>
+
+namespace chassis {
+
+namespace {
+
+constexpr const char *kRule = "   ----  ----------  ----------  ----------------  ------\n";
+
+struct Row {
+    std::string slot;
+    std::string type;
+    std::string sensor;
+    std::string value;
+    std::string state;
+};
+
+void append(std::string &text, const Row &row) {
+    std::array<char, 160> line{};
+    const int length = std::snprintf(line.data(), line.size(), "   %4s  %-10s  %-10s  %16s  %s\n", row.slot.c_str(),
+                                     row.type.c_str(), row.sensor.c_str(), row.value.c_str(), row.state.c_str());
+    text.append(line.data(), static_cast<std::size_t>(length));
+}
+
+std::string type_text(std::uint32_t type) {
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "0x%05X", type);
+    return type != 0 ? text.data() : "-";
+}
+
+void append_board(std::string &text, const Board &board) {
+    const std::string slot = std::to_string(board.slot);
+    const std::string type = type_text(board.type);
+    if (board.state != BoardState::kOnline) {
+        append(text, {slot, type, "-", "-", board.state == BoardState::kLost ? "lost" : "starting"});
+        return;
+    }
+    for (const Measured &measured : board.measured) {
+        append(text, {slot, type, measured.sensor->name, value_text(measured.sensor->kind, measured.value),
+                      state_name(measured.state)});
+    }
+    append(text, {slot, type, "heartbeat",
+                  "beat " + std::to_string(board.beat) + ", up " + std::to_string(board.uptime_seconds) + " s",
+                  board.answers != 0 ? "normal" : "none"});
+}
+
+} // namespace
+
+std::string table_text(std::span<const Board> boards) {
+    std::string text;
+    append(text, {"slot", "board type", "sensor", "value", "state"});
+    text += kRule;
+    for (const Board &board : boards) {
+        append_board(text, board);
+    }
+    return text;
+}
+
+} // namespace chassis
