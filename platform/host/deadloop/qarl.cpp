@@ -7,7 +7,6 @@
 
 #include <array>
 #include <climits>
-#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <mutex>
@@ -39,16 +38,22 @@ std::string describe(const QarlDeadLoop &dead_loop) {
            " spinning-ms=" + std::to_string(dead_loop.spinningMs);
 }
 
+bool keep(const QarlDeadLoop &dead_loop) {
+    const std::lock_guard<std::mutex> lock(g_monitor.mutex);
+    if (g_monitor.count == g_monitor.reports.size()) {
+        return false;
+    }
+    g_monitor.reports[g_monitor.count++] = dead_loop;
+    return true;
+}
+
 std::uint32_t report(const QarlDeadLoop *dead_loop) {
     if (dead_loop == nullptr || std::memchr(dead_loop->taskName, 0, sizeof dead_loop->taskName) == nullptr) {
         return QARL_INVALID;
     }
-    {
-        const std::lock_guard<std::mutex> lock(g_monitor.mutex);
-        if (g_monitor.count == g_monitor.reports.size()) {
-            return QARL_FULL;
-        }
-        g_monitor.reports[g_monitor.count++] = *dead_loop;
+    if (!keep(*dead_loop)) {
+        log_line([&] { return "qarl has no room for " + describe(*dead_loop); });
+        return QARL_FULL;
     }
     log_line([&] { return "qarl reported " + describe(*dead_loop); });
     return QARL_OK;
@@ -59,7 +64,7 @@ std::uint32_t pending() {
     return g_monitor.count;
 }
 
-// Takes the oldest of the first `limit` reports out; false when none is left.
+// Takes the oldest report out; false when none is left.
 bool take_oldest(QarlDeadLoop &dead_loop, QarlDeadLoopCallback &callback) {
     const std::lock_guard<std::mutex> lock(g_monitor.mutex);
     callback = g_monitor.callback;
@@ -84,7 +89,8 @@ std::uint32_t repair_pending() {
         const bool repaired = callback != nullptr && callback(&dead_loop) == 0;
         log_line([&] { return (repaired ? "qarl repaired " : "qarl not repaired ") + describe(dead_loop); });
         if (!repaired) {
-            report(&dead_loop);
+            // Where other reports took all the room meanwhile, this one is lost; the line above tells.
+            keep(dead_loop);
             result = QARL_UNREPAIRED;
         }
     }
@@ -108,13 +114,8 @@ uint32_t QARL_RegDeadloopMonCallback(QarlDeadLoopCallback callback) {
 }
 
 extern "C" __attribute__((visibility("default"))) uint32_t QARL_CheckAndRepairDeadloop(void) {
-    const char *forced = std::getenv("ORVA_HOST_QARL_RESULT");
-    std::uint32_t result = QARL_OK;
-    if (forced != nullptr && *forced != '\0') {
-        result = static_cast<std::uint32_t>(host::environment_number("ORVA_HOST_QARL_RESULT", 0, UINT_MAX, 0));
-    } else {
-        result = repair_pending();
-    }
+    const unsigned long forced = host::environment_number("ORVA_HOST_QARL_RESULT", 0, UINT_MAX, ULONG_MAX);
+    const std::uint32_t result = forced <= UINT_MAX ? static_cast<std::uint32_t>(forced) : repair_pending();
     log_line([&] { return "qarl check and repair: result=" + std::to_string(result); });
     return result;
 }

@@ -10,6 +10,13 @@
 #include <system_error>
 #include <unistd.h>
 
+// The reader states conditions that some broken descriptions do break, "[%]" and "a = [}" among them, although it goes
+// on to report just these. As assertions they would end the process and as assumptions mislead the optimiser: here
+// they are neither.
+#undef NDEBUG
+#ifndef TOML_ASSERT
+#define TOML_ASSERT(condition) static_cast<void>(0)
+#endif
 #define TOML_EXCEPTIONS 0
 #include <toml++/toml.h>
 

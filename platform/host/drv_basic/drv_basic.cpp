@@ -35,38 +35,39 @@ Driver &driver() {
     return state;
 }
 
-void report(Driver &state, const std::string &error) {
+uint32_t unusable(Driver &state, const std::string &error) {
     state.error.clear();
     host::append_escaped(state.error, error);
-    host::write_all(STDERR_FILENO, "drv_basic: " + state.error + "\n");
+    return DRV_HOST_ERR_DESCRIPTION;
 }
 
 uint32_t load_text(Driver &state, const std::string &name, std::string_view text) {
     std::string error;
     auto board = host::parse_board(text, name, error);
     if (!board) {
-        report(state, error);
-        return DRV_HOST_ERR_DESCRIPTION;
+        return unusable(state, error);
     }
     state.board = std::make_shared<const BoardDescription>(std::move(*board));
     state.error.clear();
     return 0;
 }
 
+uint32_t load_file(Driver &state, const char *path) {
+    std::string error;
+    const auto text = host::read_description(path, error);
+    const uint32_t result = text ? load_text(state, path, *text) : unusable(state, error);
+    if (result != 0) {
+        host::write_all(STDERR_FILENO, "drv_basic: " + state.error + "\n");
+    }
+    return result;
+}
+
 uint32_t load_path(Driver &state, const char *path) {
     if (path == nullptr) {
         path = std::getenv("ORVA_HOST_BOARD");
-        if (path == nullptr || *path == '\0') {
-            return load_text(state, "built-in board", host::kBuiltinBoard);
-        }
     }
-    std::string error;
-    const auto text = host::read_description(path, error);
-    if (!text) {
-        report(state, error);
-        return DRV_HOST_ERR_DESCRIPTION;
-    }
-    return load_text(state, path, *text);
+    return path != nullptr && *path != '\0' ? load_file(state, path)
+                                            : load_text(state, "built-in board", host::kBuiltinBoard);
 }
 
 // The board in force, or null when its description cannot be used.

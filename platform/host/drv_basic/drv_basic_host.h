@@ -33,7 +33,8 @@ extern "C" {
 /*
  * Replaces the board by the one that a file describes.
  *
- * path: the file; null takes ORVA_HOST_BOARD or the built-in board, as at the first query.
+ * path: the file; null takes the one that ORVA_HOST_BOARD names; "", or null without the variable, the built-in
+ *   board.
  *
  * 0: in force for every later query.
  * DRV_HOST_ERR_DESCRIPTION: the file cannot be read or used; the reason is on standard error and in
@@ -44,7 +45,7 @@ extern "C" {
 DRV_HOST_API uint32_t DRV_HostLoadBoard(const char *path);
 
 /*
- * The same for a description in memory.
+ * The same for a description in memory; nothing is written to standard error.
  *
  * name: stands for the file in messages; null: "board". text: `length` bytes, read during the call only.
  *

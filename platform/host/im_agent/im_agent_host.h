@@ -21,8 +21,9 @@ extern "C" {
 #endif
 
 #define IM_AGENT_OK 0u
-#define IM_AGENT_INVALID 1u /* unknown handle, null pointer or format, or a debug record that does not begin with 0  \
-                             */
+#define IM_AGENT_INVALID                                                                                             \
+    1u /* unknown handle, null pointer or format, or a debug record that does not begin with 0                       \
+        */
 #define IM_AGENT_NO_OUTPUT 2u /* the log file cannot be written */
 
 #define IM_AGENT_MAX_INSTANCES 64u /* successful initialisations in one process */

@@ -82,7 +82,7 @@ Sinks &sinks() {
 LogSettings settings_of(const TovaHostConfig &config) {
     LogSettings settings;
     if (config.folder != nullptr && *config.folder != '\0') {
-        settings.folder = std::filesystem::weakly_canonical(config.folder).string();
+        settings.folder = std::filesystem::weakly_canonical(std::filesystem::absolute(config.folder)).string();
     }
     settings.console = config.console != 0;
     settings.file_bytes = config.fileBytes != 0 ? config.fileBytes : TOVA_HOST_DEFAULT_FILE_BYTES;
