@@ -99,6 +99,14 @@ enum class Converter : std::uint8_t {
     kEnd
 };
 
+// Knows by itself whether it is set: GCC's sanitizers do not compare the address of a function at compile time.
+struct Hook {
+    void (*call)(void) = nullptr;
+    bool isSet = false;
+    consteval Hook() = default;
+    consteval Hook(void (*function)(void)) : call(function), isSet(true) {}
+};
+
 // All offsets are body offsets; the engine adds the prefix of a net frame.
 struct MessageLayout {
     Converter converter;
@@ -106,7 +114,7 @@ struct MessageLayout {
     std::array<WordRun, 2> words;
     std::array<EntryArray, 3> arrays = {};
     StepOrder order = StepOrder::kWordsFirst;
-    void (*hook)(void) = nullptr;
+    Hook hook = {};
 };
 
 namespace layouts {
@@ -332,7 +340,7 @@ consteval bool table_fits() {
 
 consteval auto rows_with_hook() {
     return std::count_if(kMessageLayouts.begin(), kMessageLayouts.end(),
-                         [](const MessageLayout &layout) { return layout.hook != nullptr; });
+                         [](const MessageLayout &layout) { return layout.hook.isSet; });
 }
 
 static_assert(table_fits());
@@ -428,8 +436,8 @@ template <Converter kRow>
         engine::swap_arrays<kRow>(body);
         engine::swap_words<kRow>(body);
     }
-    if constexpr (kLayout.hook != nullptr) {
-        kLayout.hook();
+    if constexpr (kLayout.hook.isSet) {
+        kLayout.hook.call();
     }
 }
 
