@@ -28,9 +28,9 @@ const std::string kProgram = std::string(ORVA_TEST_BINARY_DIR) + "/chassis/orva-
 constexpr std::chrono::seconds kPatience{60};
 
 // A run in the background; killed, should the test not wait for its end.
-class Run {
+class BackgroundRun {
 public:
-    Run(const std::string &output, const std::vector<std::string> &arguments) : output_(output) {
+    BackgroundRun(const std::string &output, const std::vector<std::string> &arguments) : output_(output) {
         process_ = fork();
         if (process_ == 0) {
             const int fd = open(output.c_str(), O_CREAT | O_WRONLY | O_TRUNC, 0600);
@@ -45,14 +45,14 @@ public:
             _exit(127);
         }
     }
-    ~Run() {
+    ~BackgroundRun() {
         if (process_ > 0) {
             kill(process_, SIGKILL);
             waitpid(process_, nullptr, 0);
         }
     }
-    Run(const Run &) = delete;
-    Run &operator=(const Run &) = delete;
+    BackgroundRun(const BackgroundRun &) = delete;
+    BackgroundRun &operator=(const BackgroundRun &) = delete;
 
     bool shows(const std::string &text) const {
         const auto deadline = std::chrono::steady_clock::now() + kPatience;
@@ -271,7 +271,7 @@ TEST_F(Chassis, KilledAgent_IsShownAsLost) {
 }
 
 TEST_F(Chassis, KilledAgent_WhenSomeoneElseKillsItInTheMiddle) {
-    Run chassis(scratch_.file("output"), arguments({"--boards", "2", "--seconds", "4"}));
+    BackgroundRun chassis(scratch_.file("output"), arguments({"--boards", "2", "--seconds", "4"}));
     ASSERT_TRUE(chassis.shows("one hour on the clock")) << chassis.output();
     const auto agents = processes_with("agent --slot 2 --folder " + run_dir());
     ASSERT_EQ(agents.size(), 1U);
@@ -285,7 +285,7 @@ TEST_F(Chassis, KilledAgent_WhenSomeoneElseKillsItInTheMiddle) {
 TEST_F(Chassis, Signal_EndsTheRunAndLeavesNothing) {
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
         std::filesystem::remove_all(run_dir());
-        Run chassis(scratch_.file("output"), arguments({"--boards", "3", "--seconds", "60"}));
+        BackgroundRun chassis(scratch_.file("output"), arguments({"--boards", "3", "--seconds", "60"}));
         ASSERT_TRUE(chassis.shows("boards that have registered: 3")) << chassis.output();
         chassis.signal(number);
         EXPECT_EQ(chassis.wait(), 128 + number);
@@ -295,7 +295,7 @@ TEST_F(Chassis, Signal_EndsTheRunAndLeavesNothing) {
 }
 
 TEST_F(Chassis, KilledManager_LeavesNeitherAgentNorQueue) {
-    Run chassis(scratch_.file("output"), arguments({"--boards", "3", "--seconds", "60"}));
+    BackgroundRun chassis(scratch_.file("output"), arguments({"--boards", "3", "--seconds", "60"}));
     ASSERT_TRUE(chassis.shows("boards that have registered: 3")) << chassis.output();
     chassis.signal(SIGKILL);
     EXPECT_EQ(chassis.wait(), 128 + SIGKILL);
