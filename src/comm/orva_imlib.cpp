@@ -15,6 +15,7 @@
 #include "optional_library.h"
 #include "orva_comm.h"
 #include "orva_drvadp_comm.h"
+#include "relaxed.h"
 #include "safeio.h"
 
 OrvaImlib g_OrvaImlib;
@@ -43,24 +44,32 @@ constexpr orva::LibrarySymbol<AgentBinding> kAgentSymbols[] = {
      orva::SymbolNeed::kRequired},
     {"IM_Agent_SetMainBoardIP",
      [](AgentBinding &binding, void *address) {
-         binding.imlib->setMainBoardIp = orva::as_entry<OrvaImSetIpFunc>(address);
+         orva::relaxed_store(&binding.imlib->setMainBoardIp, orva::as_entry<OrvaImSetIpFunc>(address));
      },
      orva::SymbolNeed::kRequired},
     {"IM_Agent_SetLocalIP",
      [](AgentBinding &binding, void *address) {
-         binding.imlib->setLocalIp = orva::as_entry<OrvaImSetIpFunc>(address);
+         orva::relaxed_store(&binding.imlib->setLocalIp, orva::as_entry<OrvaImSetIpFunc>(address));
      },
      orva::SymbolNeed::kOptional},
     {"IM_Agent_Debug",
-     [](AgentBinding &binding, void *address) { binding.imlib->debug = orva::as_entry<OrvaImDebugFunc>(address); },
+     [](AgentBinding &binding, void *address) {
+         orva::relaxed_store(&binding.imlib->debug, orva::as_entry<OrvaImDebugFunc>(address));
+     },
      orva::SymbolNeed::kOptional},
 };
 
 constexpr orva::LibrarySymbol<OrvaImlib> kProcessInfoSymbols[] = {
     {"IM_Agent_SetProcessInfo",
-     [](OrvaImlib &imlib, void *address) { imlib.setProcessInfo = orva::as_entry<OrvaImProcessInfoFunc>(address); },
+     [](OrvaImlib &imlib, void *address) {
+         orva::relaxed_store(&imlib.setProcessInfo, orva::as_entry<OrvaImProcessInfoFunc>(address));
+     },
      orva::SymbolNeed::kRequired},
 };
+
+std::uint64_t agent_handle() {
+    return orva::relaxed_load(&g_OrvaImlib.imHandle);
+}
 
 bool build_init_record(OrvaImInitRecord *record, std::uint32_t initParam, const char *processName) {
     memset_s(record, sizeof *record, 0, sizeof *record);
@@ -140,7 +149,7 @@ constexpr std::size_t kTimerNameSize = 64;
 
 void ORVA_SetImlibIpConfigInPnf(const char *libraryPath, uint32_t initParam, const char *processName,
                                 uint32_t switchBlock) {
-    if (g_OrvaImlib.imHandle != 0) {
+    if (agent_handle() != 0) {
         return;
     }
     memset_s(&g_OrvaImlib, sizeof g_OrvaImlib, 0, sizeof g_OrvaImlib);
@@ -182,16 +191,17 @@ uint32_t ORVA_InitImlib(const char *libraryPath, uint32_t initParam, const char 
     if (handle == 0) {
         return ORVA_FAILED;
     }
-    g_OrvaImlib.imHandle = handle;
-    g_OrvaImlib.switchBlock = switchBlock;
+    orva::relaxed_store(&g_OrvaImlib.imHandle, handle);
+    orva::relaxed_store(&g_OrvaImlib.switchBlock, switchBlock);
     static_cast<void>(library.release()); // stays open: the agent runs in it
     return ORVA_OK;
 }
 
 uint32_t ORVA_InitImlibAndSetIpAddrChk(void) {
-    if (g_OrvaImlib.imHandle == 0) {
-        const std::uint32_t ret = ORVA_InitImlib(g_OrvaImlib.libraryPath, g_OrvaImlib.initParam,
-                                                 g_OrvaImlib.processName, g_OrvaImlib.switchBlock);
+    if (agent_handle() == 0) {
+        const std::uint32_t ret =
+            ORVA_InitImlib(g_OrvaImlib.libraryPath, g_OrvaImlib.initParam, g_OrvaImlib.processName,
+                           orva::relaxed_load(&g_OrvaImlib.switchBlock));
         if (ret != ORVA_OK) {
             return ret;
         }
@@ -253,19 +263,20 @@ void ORVA_InitSetProcessInfoFunc(const char *libraryPath) {
 }
 
 uint64_t ORVA_GetImHandle(void) {
-    return g_OrvaImlib.imHandle;
+    return agent_handle();
 }
 
 OrvaImDebugFunc ORVA_GetDebugFunc(void) {
-    return g_OrvaImlib.debug;
+    return orva::relaxed_load(&g_OrvaImlib.debug);
 }
 
 OrvaImProcessInfoFunc ORVA_GetSetProcessInfoFunc(void) {
-    return g_OrvaImlib.setProcessInfo;
+    return orva::relaxed_load(&g_OrvaImlib.setProcessInfo);
 }
 
 uint32_t ORVA_GetDebugSwitchId(uint32_t switchBit) {
-    return ORVA_IMLIB_SWITCH_BASE + (g_OrvaImlib.switchBlock << kBlockShift) + debug_switch_number(switchBit);
+    return ORVA_IMLIB_SWITCH_BASE + (orva::relaxed_load(&g_OrvaImlib.switchBlock) << kBlockShift) +
+           debug_switch_number(switchBit);
 }
 
 // ---- Addresses handed over
@@ -276,11 +287,12 @@ uint32_t ORVA_SetMainBoardIpAddr(void) {
     if (ret != ORVA_OK) {
         return ret;
     }
-    if (ip == g_OrvaImlib.mainBoardIp) {
+    if (ip == orva::relaxed_load(&g_OrvaImlib.mainBoardIp)) {
         return ORVA_OK;
     }
-    g_OrvaImlib.mainBoardIp = ip;
-    return g_OrvaImlib.setMainBoardIp == nullptr ? ORVA_OK : g_OrvaImlib.setMainBoardIp(g_OrvaImlib.imHandle, ip);
+    orva::relaxed_store(&g_OrvaImlib.mainBoardIp, ip);
+    const OrvaImSetIpFunc push = orva::relaxed_load(&g_OrvaImlib.setMainBoardIp);
+    return push == nullptr ? ORVA_OK : push(agent_handle(), ip);
 }
 
 uint32_t ORVA_SetLocalIpAddr(void) {
@@ -290,17 +302,18 @@ uint32_t ORVA_SetLocalIpAddr(void) {
         return ret;
     }
     const std::uint32_t ip = htonl(hostOrder);
-    if (ip == g_OrvaImlib.localIp) {
+    const std::uint32_t previous = orva::relaxed_load(&g_OrvaImlib.localIp);
+    if (ip == previous) {
         return ORVA_OK;
     }
     ORVA_LOG_PROCESS(TOVA_PLOG_INFO, kLogModule, kCodeNone,
-                     "ORVA_SetLocalIpAddr ipaddr changed, previw ip: 0x%08x, current ip: 0x%08x.",
-                     g_OrvaImlib.localIp, ip);
-    g_OrvaImlib.localIp = ip;
-    if (g_OrvaImlib.setLocalIp == nullptr) {
+                     "ORVA_SetLocalIpAddr ipaddr changed, previw ip: 0x%08x, current ip: 0x%08x.", previous, ip);
+    orva::relaxed_store(&g_OrvaImlib.localIp, ip);
+    const OrvaImSetIpFunc push = orva::relaxed_load(&g_OrvaImlib.setLocalIp);
+    if (push == nullptr) {
         return ORVA_OK;
     }
-    ret = g_OrvaImlib.setLocalIp(g_OrvaImlib.imHandle, ip);
+    ret = push(agent_handle(), ip);
     if (ret != ORVA_OK) {
         ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, kLogModule, ret, "imAgentSetLocalIp failed, ret=%u.", ret);
     } else {
