@@ -10,15 +10,16 @@
 namespace orva_test {
 
 // "l=0" stays as it is: a call has a line.
-inline std::string without_line(std::string record) {
+inline std::string without_line(const std::string &record) {
     const std::size_t at = record.find(" l=");
     const std::size_t first = at + 3;
     if (at == std::string::npos || first >= record.size() || record[first] < '1' || record[first] > '9') {
         return record;
     }
-    std::size_t end = record.find_first_not_of("0123456789", first);
-    end = end == std::string::npos ? record.size() : end;
-    return record.replace(first, end - first, "N");
+    std::string result(record, 0, first);
+    result.push_back('N');
+    const std::size_t end = record.find_first_not_of("0123456789", first);
+    return end == std::string::npos ? result : result.append(record, end);
 }
 
 inline std::vector<std::string> take_logs_without_lines() {
