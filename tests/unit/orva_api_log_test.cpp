@@ -422,7 +422,7 @@ TEST_F(ApiLog, DiagFemaByType_PrintsNoLegendForAnyOtherId) {
 }
 
 TEST_F(ApiLog, DiagFemaByType_IsSilentWhenTheLineDoesNotFit) {
-    // Beside a text of 511 characters there is room for 80, and these numbers and the legend take 98.
+    // Beside a text of 511 characters there is room for 80, and these numbers and the legend take 97.
     ORVA_DiagFemaByType(0xCE41018, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0, "%s", std::string(511, 'x').c_str());
     EXPECT_EQ(take_logs(), Records{});
     EXPECT_EQ(live_blocks(), 0u);
