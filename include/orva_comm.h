@@ -171,10 +171,20 @@ ORVA_API uint32_t ORVA_QueueAsyRead(uint32_t queueId, void *buffer, uint32_t buf
  */
 ORVA_API uint32_t ORVA_QueueWrite(uint32_t queueId, const void *payload, uint32_t length, int32_t flags);
 
-/* ORVA_QueueWrite that waits for room: flags 0; the same results. May run on any thread. */
+/*
+ * ORVA_QueueWrite that waits for room: flags 0.
+ *
+ * Result, as there: ORVA_OK, ORVA_ERR_QUEUE_WRITE_ARGUMENT, ORVA_ERR_QUEUE_WRITE_MEMORY, ORVA_FAILED or
+ * ORVA_ERR_QUEUE_WRITE_SEND. May run on any thread.
+ */
 ORVA_API uint32_t ORVA_QueueSynWrite(uint32_t queueId, const void *payload, uint32_t length);
 
-/* ORVA_QueueWrite that does not wait: flags IPC_NOWAIT; the same results. May run on any thread. */
+/*
+ * ORVA_QueueWrite that does not wait: flags IPC_NOWAIT.
+ *
+ * Result, as there: ORVA_OK, ORVA_ERR_QUEUE_WRITE_ARGUMENT, ORVA_ERR_QUEUE_WRITE_MEMORY, ORVA_FAILED or
+ * ORVA_ERR_QUEUE_WRITE_SEND. May run on any thread.
+ */
 ORVA_API uint32_t ORVA_QueueAsyWrite(uint32_t queueId, const void *payload, uint32_t length);
 
 /*
