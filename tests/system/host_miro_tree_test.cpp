@@ -39,6 +39,12 @@ int32_t compare_keys(const void *a, const void *b) {
     return x < y ? -7 : x > y ? 9 : 0;
 }
 
+// A pointer of a node, copied: the node's own lies at a multiple of four, which no reference may be bound to.
+template <typename Pointer>
+Pointer copy_of(Pointer pointer) {
+    return pointer;
+}
+
 bool is_outside(const MIRO_AVL_NODE &node) {
     return node.parent == nullptr && node.left == nullptr && node.right == nullptr && node.leftHeight == -1 &&
            node.rightHeight == -1;
@@ -81,7 +87,7 @@ int checked_height(MIRO_AVL_NODE *node, MIRO_AVL_NODE *parent) {
     if (node == nullptr) {
         return 0;
     }
-    EXPECT_EQ(node->parent, parent);
+    EXPECT_EQ(copy_of(node->parent), parent);
     const int left = checked_height(node->left, node);
     const int right = checked_height(node->right, node);
     EXPECT_LE(std::abs(left - right), 1);
@@ -126,7 +132,7 @@ TEST_F(HostMiroTree, SingleItem_IsRootFirstAndLast) {
     EXPECT_EQ(tree.root, &item->node);
     EXPECT_EQ(tree.first, &item->node);
     EXPECT_EQ(tree.last, &item->node);
-    EXPECT_EQ(item->node.parent, nullptr);
+    EXPECT_EQ(copy_of(item->node.parent), nullptr);
     EXPECT_EQ(item->node.leftHeight, 0);
     EXPECT_EQ(item->node.rightHeight, 0);
     EXPECT_EQ(find(5), item);
@@ -135,8 +141,8 @@ TEST_F(HostMiroTree, SingleItem_IsRootFirstAndLast) {
     EXPECT_EQ(MIRO_AVL_Next(&item->node), nullptr);
     MIRO_AVL_Delete(&tree, &item->node);
     EXPECT_TRUE(is_outside(item->node));
-    EXPECT_EQ(item->node.self, item);
-    EXPECT_EQ(item->node.key, &item->key);
+    EXPECT_EQ(copy_of(item->node.self), item);
+    EXPECT_EQ(copy_of(item->node.key), &item->key);
     check_against(tree, {});
 }
 

@@ -1,0 +1,364 @@
+// The host platform's unzip, on archives that are written here byte by byte.
+#include "miro.h"
+#include "miro_host.h"
+#include "system_support.h"
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <string>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+std::uint32_t crc32_of(const std::string &bytes) {
+    std::uint32_t crc = 0xFFFFFFFFu;
+    for (const char byte : bytes) {
+        crc ^= static_cast<unsigned char>(byte);
+        for (int bit = 0; bit < 8; ++bit) {
+            crc = (crc >> 1) ^ ((crc & 1u) != 0 ? 0xEDB88320u : 0u);
+        }
+    }
+    return ~crc;
+}
+
+std::string little(std::uint64_t value, int bytes) {
+    std::string text;
+    for (int i = 0; i < bytes; ++i) {
+        text += static_cast<char>(value >> (8 * i) & 0xFF);
+    }
+    return text;
+}
+
+struct Entry {
+    std::string name;
+    std::string content;
+    mode_t mode = S_IFREG | 0644;
+    bool deflated = false;
+    bool wrong_checksum = false;
+    unsigned flags = 0x0800; // names in UTF-8
+};
+
+Entry folder(const std::string &name) {
+    return {.name = name + "/", .content = "", .mode = S_IFDIR | 0755};
+}
+
+Entry link_to(const std::string &name, const std::string &target) {
+    return {.name = name, .content = target, .mode = S_IFLNK | 0777};
+}
+
+// One uncompressed block of the deflate format.
+std::string deflate(const std::string &content) {
+    return '\x01' + little(content.size(), 2) + little(~content.size(), 2) + content;
+}
+
+// What the local header and the central directory have in common.
+std::string common_header(const Entry &entry, const std::string &stored) {
+    const std::uint32_t crc = crc32_of(entry.content) ^ (entry.wrong_checksum ? 1u : 0u);
+    // 2024-03-05 07:08:10
+    return little(20, 2) + little(entry.flags, 2) + little(entry.deflated ? 8 : 0, 2) +
+           little(7 << 11 | 8 << 5 | 10 / 2, 2) + little((2024 - 1980) << 9 | 3 << 5 | 5, 2) + little(crc, 4) +
+           little(stored.size(), 4) + little(entry.content.size(), 4) + little(entry.name.size(), 2) + little(0, 2);
+}
+
+std::string zip_of(const std::vector<Entry> &entries) {
+    std::string files;
+    std::string directory;
+    for (const Entry &entry : entries) {
+        const std::string stored = entry.deflated ? deflate(entry.content) : entry.content;
+        const std::string common = common_header(entry, stored);
+        const std::size_t offset = files.size();
+        files += "PK\x03\x04" + common + entry.name + stored;
+        // Made on a Unix system, so that the upper half of the external attributes is the mode.
+        directory += "PK\x01\x02" + little(3 << 8 | 20, 2) + common + little(0, 2) + little(0, 2) + little(0, 2) +
+                     little(std::uint64_t{entry.mode} << 16, 4) + little(offset, 4) + entry.name;
+    }
+    return files + directory + "PK\x05\x06" + little(0, 4) + little(entries.size(), 2) + little(entries.size(), 2) +
+           little(directory.size(), 4) + little(files.size(), 4) + little(0, 2);
+}
+
+class HostMiroUnzip : public testing::Test {
+protected:
+    HostMiroUnzip() {
+        MIRO_HostSetReporter(
+            [](const char *line, void *context) { static_cast<HostMiroUnzip *>(context)->lines.push_back(line); },
+            this);
+    }
+    ~HostMiroUnzip() override {
+        MIRO_HostSetReporter(nullptr, nullptr);
+    }
+    std::uint32_t unzip_bytes(const std::string &bytes) {
+        orva_test::write_file(zip, bytes);
+        return MIRO_Unzip(zip.c_str(), out.c_str(), 0);
+    }
+    std::uint32_t unzip(const std::vector<Entry> &entries) {
+        return unzip_bytes(zip_of(entries));
+    }
+    std::string content(const std::string &name) const {
+        return orva_test::read_file(out + "/" + name);
+    }
+    bool exists(const std::string &path) const {
+        return std::filesystem::exists(std::filesystem::symlink_status(path));
+    }
+
+    orva_test::ScratchFolder scratch;
+    std::string zip = scratch.file("a.zip");
+    std::string out = scratch.file("out");
+    std::vector<std::string> lines;
+};
+
+TEST_F(HostMiroUnzip, Unzip_UnpacksFilesAndFolders) {
+    const std::string large(200000, 'x');
+    ASSERT_EQ(unzip({folder("sub"),
+                     {.name = "sub/a.txt", .content = "hello"},
+                     {.name = "b", .content = large},
+                     {.name = "deep/er/c", .content = "packed", .deflated = true},
+                     {.name = "empty", .content = ""},
+                     folder("none")}),
+              MIRO_HOST_OK);
+    EXPECT_EQ(content("sub/a.txt"), "hello");
+    EXPECT_EQ(content("b"), large);
+    EXPECT_EQ(content("deep/er/c"), "packed");
+    EXPECT_TRUE(exists(out + "/empty"));
+    EXPECT_TRUE(std::filesystem::is_directory(out + "/none"));
+    EXPECT_TRUE(lines.empty());
+}
+
+TEST_F(HostMiroUnzip, Unzip_RefusesAnArchiveWithoutEntries) {
+    EXPECT_EQ(unzip({}), MIRO_HOST_ERR_ARCHIVE);
+    EXPECT_FALSE(exists(out));
+}
+
+TEST_F(HostMiroUnzip, Unzip_MakesMissingFoldersOfTheDestination) {
+    out = scratch.file("x/y/z");
+    EXPECT_EQ(unzip({{.name = "a", .content = "1"}}), MIRO_HOST_OK);
+    EXPECT_EQ(content("a"), "1");
+}
+
+TEST_F(HostMiroUnzip, Unzip_ReplacesFilesAndKeepsOthers) {
+    std::filesystem::create_directory(out);
+    orva_test::write_file(out + "/a", "old and longer");
+    orva_test::write_file(out + "/other", "kept");
+    EXPECT_EQ(unzip({{.name = "a", .content = "new"}}), MIRO_HOST_OK);
+    EXPECT_EQ(content("a"), "new");
+    EXPECT_EQ(content("other"), "kept");
+}
+
+TEST_F(HostMiroUnzip, Unzip_NormalisesHarmlessNames) {
+    EXPECT_EQ(unzip({folder("."), {.name = "./a//b/./c", .content = "1"}, {.name = "..dots/...", .content = "2"}}),
+              MIRO_HOST_OK);
+    EXPECT_EQ(content("a/b/c"), "1");
+    EXPECT_EQ(content("..dots/..."), "2");
+}
+
+TEST_F(HostMiroUnzip, Unzip_KeepsNamesInUtf8WhateverTheLocale) {
+    EXPECT_EQ(unzip({{.name = "Gr\xC3\xB6\xC3\x9F"
+                              "e \xE6\xBC\xA2",
+                      .content = "1"},
+                     {.name = "latin-\xE4", .content = "2", .flags = 0}}),
+              MIRO_HOST_OK);
+    EXPECT_EQ(content("Gr\xC3\xB6\xC3\x9F"
+                      "e \xE6\xBC\xA2"),
+              "1");
+    EXPECT_EQ(content("latin-\xE4"), "2");
+}
+
+TEST_F(HostMiroUnzip, Unzip_AppliesTheModeMaskAndDropsSpecialBits) {
+    const mode_t before = umask(027);
+    EXPECT_EQ(unzip({{.name = "tool", .content = "1", .mode = S_IFREG | 07777}}), MIRO_HOST_OK);
+    EXPECT_EQ(umask(before), 027u);
+    struct stat status {};
+    ASSERT_EQ(stat((out + "/tool").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777u, 0750u);
+}
+
+TEST_F(HostMiroUnzip, Unzip_MakesLinksThatStayInside) {
+    ASSERT_EQ(unzip({{.name = "d/e/file", .content = "1"},
+                     link_to("d/e/near", "file"),
+                     link_to("d/up", "../top"),
+                     link_to("d/e/root", "../.."),
+                     {.name = "top", .content = "2"}}),
+              MIRO_HOST_OK);
+    EXPECT_EQ(content("d/e/near"), "1");
+    EXPECT_EQ(content("d/up"), "2");
+    EXPECT_EQ(std::filesystem::read_symlink(out + "/d/e/root"), "../..");
+}
+
+TEST_F(HostMiroUnzip, Unzip_NeverMakesPipesOrDevices) {
+    for (const mode_t type : {S_IFIFO, S_IFCHR, S_IFBLK, S_IFSOCK}) {
+        const std::uint32_t code = unzip({{.name = "p", .content = "", .mode = type | 0644}});
+        EXPECT_TRUE(code == MIRO_HOST_OK ? std::filesystem::is_regular_file(out + "/p") : !exists(out + "/p"));
+        std::filesystem::remove_all(out);
+    }
+}
+
+struct Refusal {
+    const char *name;
+    std::vector<Entry> entries;
+    const char *why;
+};
+
+TEST_F(HostMiroUnzip, Unzip_RefusesWhatLeavesTheDestinationAndWritesNothing) {
+    const Entry harmless{.name = "harmless", .content = "1"};
+    const Refusal cases[] = {
+        {"absolute", {harmless, {.name = "/tmp/orva_evil", .content = "1"}}, "the name leaves the destination"},
+        {"absolute, two slashes",
+         {harmless, {.name = "//tmp/orva_evil", .content = "1"}},
+         "the name leaves the destination"},
+        {"parent", {harmless, {.name = "../evil", .content = "1"}}, "the name leaves the destination"},
+        {"parent behind a folder",
+         {harmless, {.name = "a/../../evil", .content = "1"}},
+         "the name leaves the destination"},
+        {"parent that stays inside",
+         {harmless, {.name = "a/../b", .content = "1"}},
+         "the name leaves the destination"},
+        {"parent at the end", {harmless, {.name = "a/..", .content = "1"}}, "the name leaves the destination"},
+        {"absolute link", {harmless, link_to("l", "/etc/passwd")}, "the link leaves the destination"},
+        {"link to the parent", {harmless, link_to("l", "..")}, "the link leaves the destination"},
+        {"link one too high", {harmless, link_to("a/l", "../../x")}, "the link leaves the destination"},
+        {"link down and up", {harmless, link_to("a/l", "b/../../x")}, "the link leaves the destination"},
+        {"link without target", {harmless, link_to("l", "")}, "the link leaves the destination"},
+        {"through a link before",
+         {harmless, link_to("l", "d"), {.name = "l/x", .content = "1"}},
+         "the name leads through a link of the archive"},
+        {"through a link behind",
+         {{.name = "l/x", .content = "1"}, link_to("l", "d")},
+         "the name leads through a link of the archive"},
+        {"no name", {harmless, {.name = ".", .content = "1"}}, "no name for a file"},
+        {"device",
+         {harmless, {.name = "p", .content = "", .mode = S_IFCHR | 0644}},
+         "neither a file nor a folder nor a link"},
+        {"long name", {harmless, {.name = std::string(5000, 'n'), .content = "1"}}, "the name is too long"},
+    };
+    for (const Refusal &c : cases) {
+        SCOPED_TRACE(c.name);
+        lines.clear();
+        EXPECT_EQ(unzip(c.entries), MIRO_HOST_ERR_ENTRY_REFUSED);
+        ASSERT_EQ(lines.size(), 1u);
+        EXPECT_NE(lines[0].find(c.why), std::string::npos) << lines[0];
+        EXPECT_FALSE(exists(out));
+        EXPECT_FALSE(exists(scratch.file("evil")));
+        EXPECT_FALSE(exists("/tmp/orva_evil"));
+    }
+}
+
+TEST_F(HostMiroUnzip, Unzip_NeverWritesThroughALinkThatIsThereAlready) {
+    const std::string outside = scratch.file("outside");
+    std::filesystem::create_directory(outside);
+    std::filesystem::create_directory(out);
+    std::filesystem::create_directory_symlink(outside, out + "/l");
+    orva_test::write_file(outside + "/target", "safe");
+    std::filesystem::create_symlink(outside + "/target", out + "/f");
+    EXPECT_EQ(unzip({{.name = "l/x", .content = "1"}}), MIRO_HOST_ERR_WRITE);
+    EXPECT_FALSE(exists(outside + "/x"));
+    EXPECT_EQ(unzip({{.name = "f", .content = "new"}}), MIRO_HOST_OK);
+    EXPECT_EQ(content("f"), "new");
+    EXPECT_FALSE(std::filesystem::is_symlink(out + "/f"));
+    EXPECT_EQ(orva_test::read_file(outside + "/target"), "safe");
+}
+
+TEST_F(HostMiroUnzip, Unzip_TakesADestinationThatIsALink) {
+    std::filesystem::create_directory(scratch.file("real"));
+    std::filesystem::create_directory_symlink(scratch.file("real"), out);
+    EXPECT_EQ(unzip({{.name = "a/b", .content = "1"}}), MIRO_HOST_OK);
+    EXPECT_EQ(orva_test::read_file(scratch.file("real/a/b")), "1");
+}
+
+TEST_F(HostMiroUnzip, Unzip_OfADamagedFileRemovesItAndKeepsThoseBefore) {
+    for (const bool deflated : {false, true}) {
+        EXPECT_EQ(unzip({{.name = "first", .content = "1"},
+                         {.name = "bad", .content = "payload", .deflated = deflated, .wrong_checksum = true},
+                         {.name = "after", .content = "2"}}),
+                  MIRO_HOST_ERR_ARCHIVE);
+        EXPECT_EQ(content("first"), "1");
+        EXPECT_FALSE(exists(out + "/bad"));
+        EXPECT_FALSE(exists(out + "/after"));
+    }
+    EXPECT_EQ(lines.size(), 2u);
+}
+
+TEST_F(HostMiroUnzip, Unzip_RefusesEveryTruncationBeforeItWrites) {
+    const std::string whole = zip_of({{.name = "a", .content = "0123456789"}, {.name = "b", .content = "x"}});
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        EXPECT_EQ(unzip_bytes(whole.substr(0, length)), MIRO_HOST_ERR_ARCHIVE) << length;
+        EXPECT_FALSE(exists(out)) << length;
+    }
+}
+
+TEST_F(HostMiroUnzip, Unzip_SurvivesEveryDamagedByte) {
+    const std::string whole = zip_of({{.name = "a", .content = "0123456789", .deflated = true}, link_to("l", "a")});
+    for (std::size_t at = 0; at < whole.size(); ++at) {
+        std::string damaged = whole;
+        damaged[at] = static_cast<char>(damaged[at] ^ 0xFF);
+        unzip_bytes(damaged);
+        // Whatever came of it, it is below the destination.
+        for (const auto &found : std::filesystem::directory_iterator(scratch.path())) {
+            EXPECT_TRUE(found.path() == zip || found.path() == out) << found.path();
+        }
+        std::filesystem::remove_all(out);
+    }
+}
+
+TEST_F(HostMiroUnzip, Unzip_RefusesAnEncryptedFile) {
+    EXPECT_EQ(unzip({{.name = "secret", .content = "0123456789abcdef", .flags = 0x0801}}), MIRO_HOST_ERR_ARCHIVE);
+    EXPECT_FALSE(exists(out + "/secret"));
+}
+
+TEST_F(HostMiroUnzip, Unzip_RefusesWhatIsNoArchive) {
+    EXPECT_EQ(unzip_bytes("this is no zip archive, only text"), MIRO_HOST_ERR_ARCHIVE);
+    EXPECT_EQ(MIRO_Unzip(scratch.file("missing.zip").c_str(), out.c_str(), 0), MIRO_HOST_ERR_ARCHIVE);
+    EXPECT_EQ(MIRO_Unzip(scratch.path().c_str(), out.c_str(), 0), MIRO_HOST_ERR_ARCHIVE);
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(lines[0].rfind("unzip of \"" + zip + "\" to \"" + out + "\": not readable: ", 0), 0u) << lines[0];
+    EXPECT_FALSE(exists(out));
+}
+
+TEST_F(HostMiroUnzip, Unzip_RefusesADestinationThatIsAFile) {
+    orva_test::write_file(out, "file");
+    EXPECT_EQ(unzip({{.name = "a", .content = "1"}}), MIRO_HOST_ERR_WRITE);
+    EXPECT_EQ(orva_test::read_file(out), "file");
+}
+
+TEST_F(HostMiroUnzip, Unzip_ReportsAFileThatCannotBeWritten) {
+    std::filesystem::create_directories(out + "/a/inside");
+    EXPECT_EQ(unzip({{.name = "a", .content = "1"}}), MIRO_HOST_ERR_WRITE);
+    EXPECT_TRUE(exists(out + "/a/inside"));
+    ASSERT_EQ(lines.size(), 1u);
+}
+
+TEST_F(HostMiroUnzip, Unzip_RefusesArgumentsThatCannotBeUsed) {
+    EXPECT_EQ(MIRO_Unzip(nullptr, out.c_str(), 0), MIRO_HOST_ERR_ARGUMENT);
+    EXPECT_EQ(MIRO_Unzip(zip.c_str(), nullptr, 0), MIRO_HOST_ERR_ARGUMENT);
+    EXPECT_EQ(MIRO_Unzip("", out.c_str(), 0), MIRO_HOST_ERR_ARGUMENT);
+    EXPECT_EQ(MIRO_Unzip(zip.c_str(), "", 0), MIRO_HOST_ERR_ARGUMENT);
+    EXPECT_EQ(MIRO_Unzip(zip.c_str(), out.c_str(), 1), MIRO_HOST_ERR_UNSUPPORTED);
+    EXPECT_FALSE(exists(out));
+}
+
+TEST_F(HostMiroUnzip, ManyThreads_UnpackSideBySide) {
+    orva_test::write_file(zip, zip_of({{.name = "a/b", .content = "1"}, {.name = "c", .content = "2"}}));
+    const mode_t before = umask(022);
+    std::vector<std::thread> threads;
+    std::atomic<int> failed{0};
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&, i] {
+            const std::string own = scratch.file("out" + std::to_string(i));
+            for (int round = 0; round < 10; ++round) {
+                failed += MIRO_Unzip(zip.c_str(), own.c_str(), 0) != MIRO_HOST_OK ? 1 : 0;
+            }
+            failed += orva_test::read_file(own + "/a/b") != "1" ? 1 : 0;
+        });
+    }
+    for (std::thread &thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(failed, 0);
+    EXPECT_EQ(umask(before), 022u);
+}
+
+} // namespace
