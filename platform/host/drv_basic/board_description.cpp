@@ -10,9 +10,9 @@
 #include <system_error>
 #include <unistd.h>
 
-// The reader states conditions that some broken descriptions do break, "[%]" and "a = [}" among them, although it goes
-// on to report just these. As assertions they would end the process and as assumptions mislead the optimiser: here
-// they are neither.
+// The reader states conditions that some broken descriptions do break, "[%]" and "a = [}" among them, although it
+// goes on to report just these. As assertions they would end the process and as assumptions mislead the optimiser:
+// here they are neither.
 #undef NDEBUG
 #ifndef TOML_ASSERT
 #define TOML_ASSERT(condition) static_cast<void>(0)
@@ -311,11 +311,29 @@ std::string_view key_on_line(std::string_view text, std::size_t line) {
     return equals == std::string_view::npos ? std::string_view{} : trimmed(text.substr(0, equals));
 }
 
+// The reader's behaviour is undefined for some characters outside ASCII where a key is expected, so none reaches it;
+// texts hold them as escapes.
+bool only_ascii(Reading &reading, std::string_view text) {
+    const auto found =
+        std::find_if(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
+    if (found == text.end()) {
+        return true;
+    }
+    const auto line = static_cast<std::size_t>(std::count(text.begin(), found, '\n')) + 1;
+    toml::source_region where;
+    where.begin.line = static_cast<toml::source_index>(line);
+    return reading.fault(where, "", key_on_line(text, line),
+                         "a byte outside ASCII; a text holds such a character as an escape");
+}
+
 } // namespace
 
 std::optional<BoardDescription> parse_board(std::string_view text, const std::string &name, std::string &error) {
     error.clear();
     Reading reading{name, error, {}};
+    if (!only_ascii(reading, text)) {
+        return std::nullopt;
+    }
     const toml::parse_result parsed = toml::parse(text, name);
     if (!parsed) {
         const toml::parse_error &found = parsed.error();
