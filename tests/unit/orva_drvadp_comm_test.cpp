@@ -195,18 +195,22 @@ TEST_F(OrvaDrvadpComm, IsRouterUseHardBoardRoleDevice_AsksForEachComparison) {
     EXPECT_EQ(platform().calls.size(), 6u); // three times two keys
 
     // The state becomes known between the comparisons: 15 is asked for first, then 8, then 7.
-    for (const auto &[wantedCall, family, expected] :
-         {std::tuple{1u, "15", 1u}, {2u, "15", 0u}, {2u, "8", 1u}, {3u, "8", 0u}, {3u, "7", 1u}}) {
+    const struct {
+        unsigned answered; // the read of the family type that succeeds
+        const char *family;
+        std::uint32_t expected;
+    } cases[] = {{1, "15", 1}, {2, "15", 0}, {2, "8", 1}, {3, "8", 0}, {3, "7", 1}};
+    for (const auto &c : cases) {
         g_selfBoardBase.deviceRunState = 0xFFFFFFFF;
         unsigned familyReads = 0;
         platform().onEnvGet = [&](const char *key, char *buffer, std::uint32_t size) -> std::uint32_t {
-            if (std::string(key) != "product_family_type" || ++familyReads != wantedCall) {
+            if (std::string(key) != "product_family_type" || ++familyReads != c.answered) {
                 return 1;
             }
-            std::snprintf(buffer, size, "%s", family);
+            std::snprintf(buffer, size, "%s", c.family);
             return 0;
         };
-        EXPECT_EQ(ORVA_IsRouterUseHardBoardRoleDevice(), expected) << family << " in comparison " << wantedCall;
+        EXPECT_EQ(ORVA_IsRouterUseHardBoardRoleDevice(), c.expected) << c.family << " in comparison " << c.answered;
     }
 }
 
