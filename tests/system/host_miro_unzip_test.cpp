@@ -190,7 +190,7 @@ TEST_F(HostMiroUnzip, Unzip_MakesLinksThatStayInside) {
 }
 
 TEST_F(HostMiroUnzip, Unzip_NeverMakesPipesOrDevices) {
-    for (const mode_t type : {S_IFIFO, S_IFCHR, S_IFBLK, S_IFSOCK}) {
+    for (const mode_t type : {mode_t{S_IFIFO}, mode_t{S_IFCHR}, mode_t{S_IFBLK}, mode_t{S_IFSOCK}}) {
         const std::uint32_t code = unzip({{.name = "p", .content = "", .mode = type | 0644}});
         EXPECT_TRUE(code == MIRO_HOST_OK ? std::filesystem::is_regular_file(out + "/p") : !exists(out + "/p"));
         std::filesystem::remove_all(out);
