@@ -8,7 +8,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <utility>
 
 #include "bytes.h"
 #include "orva_comm.h"
@@ -360,16 +359,31 @@ template <std::uint8_t kWidth>
     }
 }
 
+// Two neighbouring fields at once: reversed as one word, they change places, which the rotation undoes.
+template <std::uint8_t kWidth>
+[[gnu::always_inline]] inline void swap_pair(std::uint8_t *at) {
+    if constexpr (kWidth == 2) {
+        const std::uint32_t reversed = __builtin_bswap32(load_host<std::uint32_t>(at));
+        store_host(at, reversed << 16 | reversed >> 16);
+    } else {
+        const std::uint64_t reversed = __builtin_bswap64(load_host<std::uint64_t>(at));
+        store_host(at, reversed << 32 | reversed >> 32);
+    }
+}
+
 template <Converter kRow>
 inline constexpr const MessageLayout &kLayout = kMessageLayouts[static_cast<std::size_t>(kRow)];
 
 template <Converter kRow, std::size_t kRun>
 [[gnu::always_inline]] inline void swap_run(std::uint8_t *body) {
     constexpr WordRun kWords = kLayout<kRow>.words[kRun];
-    [body]<std::size_t... kWord>(std::index_sequence<kWord...>) __attribute__((always_inline)) {
-        (swap_in_place<std::uint32_t>(body + kWords.offset + 4 * kWord), ...);
+    std::uint8_t *word = body + kWords.offset;
+    for (std::size_t i = 0; i < kWords.words / 2; ++i, word += 8) {
+        swap_pair<4>(word);
     }
-    (std::make_index_sequence<kWords.words>{});
+    if constexpr (kWords.words % 2 != 0) {
+        swap_in_place<std::uint32_t>(word);
+    }
 }
 
 // The number of entries to convert.
@@ -393,14 +407,25 @@ template <Converter kRow, std::size_t kArray>
 }
 
 template <Converter kRow, std::size_t kArray>
+[[gnu::always_inline]] inline void swap_entry(std::uint8_t *entry) {
+    constexpr EntryField kFirst = kLayout<kRow>.arrays[kArray].fields[0];
+    constexpr EntryField kSecond = kLayout<kRow>.arrays[kArray].fields[1];
+    if constexpr (kFirst.width == kSecond.width && kSecond.offset == kFirst.offset + kFirst.width) {
+        swap_pair<kFirst.width>(entry + kFirst.offset);
+    } else {
+        swap_field<kFirst.width>(entry + kFirst.offset);
+        swap_field<kSecond.width>(entry + kSecond.offset);
+    }
+}
+
+template <Converter kRow, std::size_t kArray>
 [[gnu::always_inline]] inline void swap_array(std::uint8_t *body) {
     constexpr EntryArray kEntries = kLayout<kRow>.arrays[kArray];
     if constexpr (kEntries.bound != 0) {
         const std::uint32_t count = entry_count<kRow, kArray>(body);
         std::uint8_t *entry = body + kEntries.offset;
         for (std::uint32_t i = 0; i < count; ++i, entry += kEntries.stride) {
-            swap_field<kEntries.fields[0].width>(entry + kEntries.fields[0].offset);
-            swap_field<kEntries.fields[1].width>(entry + kEntries.fields[1].offset);
+            swap_entry<kRow, kArray>(entry);
         }
     }
 }

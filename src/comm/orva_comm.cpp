@@ -544,8 +544,9 @@ namespace crc = orva::crc;
 
 bool g_isCrc16TableBuilt;
 
-// From this length the compare of the exported table costs less than the fast form saves.
-constexpr std::uint32_t kFastBytes = 16;
+// From these lengths the compare of the exported table, 512 and 1024 bytes, costs less than the fast form saves.
+constexpr std::uint32_t kCrc16FastBytes = 16;
+constexpr std::uint32_t kCrc32FastBytes = 24;
 
 // Entries that hold their value already are not written, so that checksums may run while a table is built again.
 template <typename Register>
@@ -558,7 +559,7 @@ void build_table(Register (&table)[ORVA_CRC_TABLE_ENTRIES], const Register (&sta
 }
 
 bool is_crc16_fast(std::uint32_t length) {
-    return length >= kFastBytes && crc::is_standard(g_ausCRC16Table, crc::kTables<crc::Crc16>);
+    return length >= kCrc16FastBytes && crc::is_standard(g_ausCRC16Table, crc::kTables<crc::Crc16>);
 }
 
 std::uint16_t shift_in(std::uint16_t r, std::uint8_t byte) {
@@ -625,7 +626,7 @@ uint32_t ORVA_COMM_Crc32CheckSum(const uint8_t *data, uint32_t length) {
         return 0;
     }
     std::uint32_t r = 0xFFFFFFFF;
-    if (length >= kFastBytes && crc::is_standard(g_auiCRC32Table, crc::kTables<crc::Crc32>)) {
+    if (length >= kCrc32FastBytes && crc::is_standard(g_auiCRC32Table, crc::kTables<crc::Crc32>)) {
         return ~crc::advance_crc32(r, data, length);
     }
     for (std::uint32_t i = 0; i < length; ++i) {
