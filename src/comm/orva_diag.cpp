@@ -144,15 +144,11 @@ void for_each_item(const OrvaDiagNode &node, Visit visit) {
 } // namespace
 
 OrvaDiagNode *ORVA_DiagMgrGetNode(uint32_t diagId, const char *file, uint32_t line) {
-    OrvaDiagMgr *manager = g_orvaDiagMgr;
-    OrvaDiagNode **place = manager == nullptr ? nullptr : node_place(*manager, diagId);
-    if (place == nullptr) {
-        return nullptr;
-    }
-    if (*place == nullptr) {
+    OrvaDiagNode **place = g_orvaDiagMgr == nullptr ? nullptr : node_place(*g_orvaDiagMgr, diagId);
+    if (place != nullptr && *place == nullptr) {
         *place = make_node(diagId, file, line);
     }
-    return *place;
+    return place == nullptr ? nullptr : *place;
 }
 
 OrvaDiagItem *ORVA_DiagMgrGetItem(uint32_t keyId, OrvaDiagNode *node) {
@@ -172,10 +168,7 @@ int32_t ORVA_DiagTreeKeyCompare(const void *a, const void *b) {
     }
     const std::uint32_t left = *static_cast<const std::uint32_t *>(a);
     const std::uint32_t right = *static_cast<const std::uint32_t *>(b);
-    if (left == right) {
-        return 0;
-    }
-    return left > right ? 1 : -1;
+    return left == right ? 0 : left > right ? 1 : -1;
 }
 
 // ---- Decision
@@ -188,17 +181,17 @@ struct Place {
     std::uint32_t zone;
 };
 
-Place look_up(OrvaDiagMgr *manager, std::uint32_t diagId, std::uint32_t keyId, const char *file, std::uint32_t line) {
-    MutexScope lock(manager->mutex);
-    OrvaDiagNode *node = ORVA_DiagMgrGetNode(diagId, file, line);
-    const std::uint32_t zone = manager->curZone;
-    if (node == nullptr || relaxed_load(&node->itemCount) == 0) {
-        return {node, nullptr, zone};
+Place look_up(OrvaDiagMgr &manager, std::uint32_t diagId, std::uint32_t keyId, const char *file, std::uint32_t line) {
+    MutexScope lock(manager.mutex);
+    OrvaDiagNode **place = node_place(manager, diagId);
+    OrvaDiagNode *node = place == nullptr ? nullptr : *place;
+    const std::uint32_t zone = manager.curZone;
+    if (node == nullptr || relaxed_load(&node->itemCount) == 0) [[unlikely]] {
+        return {ORVA_DiagMgrGetNode(diagId, file, line), nullptr, zone};
     }
     return {node, find_item_unlocked(*node, keyId, lock), zone};
 }
 
-// Keeps the text of a node's first record.
 void keep_text(OrvaDiagMgr *manager, OrvaDiagNode &node, const char *format, va_list args) {
     char text[sizeof node.text] = {};
     if (vsnprintf_s(text, sizeof text, sizeof text - 1, format, args) < 1) {
@@ -206,6 +199,23 @@ void keep_text(OrvaDiagMgr *manager, OrvaDiagNode &node, const char *format, va_
     }
     const MutexScope lock(manager->mutex);
     __builtin_memcpy(node.text, text, sizeof text);
+}
+
+// The item of a key's first record, or null when the record cannot be counted.
+OrvaDiagItem *first_record(OrvaDiagMgr *manager, OrvaDiagNode *node, std::uint32_t keyId, const char *format,
+                           va_list args) {
+    if (node == nullptr) {
+        count_failure(manager, ORVA_DIAG_ERR_LINE_NO_NODE);
+        return nullptr;
+    }
+    if (relaxed_load(&node->itemCount) == 0) {
+        keep_text(manager, *node, format, args);
+    }
+    OrvaDiagItem *item = ORVA_DiagMgrGetItem(keyId, node);
+    if (item == nullptr) {
+        count_failure(manager, ORVA_DIAG_ERR_LINE_NO_ITEM);
+    }
+    return item;
 }
 
 // Counts a record that is let through, unless the hour's quota is spent.
@@ -231,22 +241,14 @@ uint32_t ORVA_DiagMgrNeedRestrain(uint32_t diagId, uint32_t keyId, const char *f
     if (manager == nullptr || relaxed_load(&manager->uiSwitch) == 0) {
         return 0;
     }
-    const Place place = look_up(manager, diagId, keyId, file, line);
-    if (place.node == nullptr) {
-        count_failure(manager, ORVA_DIAG_ERR_LINE_NO_NODE);
-        return 0;
-    }
+    const Place place = look_up(*manager, diagId, keyId, file, line);
     OrvaDiagItem *item = place.item;
-    if (item == nullptr) {
-        if (relaxed_load(&place.node->itemCount) == 0) {
-            va_list args;
-            va_start(args, format);
-            keep_text(manager, *place.node, format, args);
-            va_end(args);
-        }
-        item = ORVA_DiagMgrGetItem(keyId, place.node);
+    if (item == nullptr) [[unlikely]] {
+        va_list args;
+        va_start(args, format);
+        item = first_record(manager, place.node, keyId, format, args);
+        va_end(args);
         if (item == nullptr) {
-            count_failure(manager, ORVA_DIAG_ERR_LINE_NO_ITEM);
             return 0;
         }
     }

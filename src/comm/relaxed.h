@@ -15,7 +15,7 @@ inline void relaxed_store(T *field, V value) {
     __atomic_store_n(field, static_cast<T>(value), __ATOMIC_RELAXED);
 }
 
-// Adds 1 and returns the new value.
+// Adds 1 and returns the new value; no increment is lost.
 template <typename T>
 inline T relaxed_increment(T *field) {
     return __atomic_add_fetch(field, T{1}, __ATOMIC_RELAXED);

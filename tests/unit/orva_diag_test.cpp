@@ -527,6 +527,36 @@ TEST_F(Diag, NeedRestrain_LooksUpInsideTheMutexWhenTooManyThreadsDo) {
     EXPECT_EQ(pthread_mutex_trylock(static_cast<pthread_mutex_t *>(g_orvaDiagMgr->mutex)), 0);
 }
 
+// The double's tree is made of plain links: a reader beside a writer would be a data race.
+TEST_F(Diag, NeedRestrain_KeepsAPlainTreeWholeUnderConcurrentFirstRecords) {
+    constexpr unsigned kThreads = 8;
+    constexpr std::uint32_t kKeys = 60;
+    start();
+    std::atomic<bool> mayStart{false};
+    std::vector<std::thread> threads;
+    for (unsigned thread = 0; thread < kThreads; ++thread) {
+        threads.emplace_back([&, thread] {
+            while (!mayStart) {
+                std::this_thread::yield();
+            }
+            for (std::uint32_t i = 0; i < kKeys; ++i) {
+                ask(101, thread % 2 == 0 ? i : kKeys - 1 - i);
+            }
+        });
+    }
+    mayStart = true;
+    for (std::thread &thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(node_of(101)->itemCount, kKeys);
+    std::uint32_t let = 0;
+    for (std::uint32_t key = 0; key < kKeys; ++key) {
+        ASSERT_NE(item_of(101, key), nullptr);
+        let += item_of(101, key)->successNum;
+    }
+    EXPECT_EQ(let + g_orvaDiagMgr->uiErrCount / 2, kThreads * kKeys);
+}
+
 // ---- Nodes, items and their order
 
 TEST_F(Diag, DiagMgrGetNode_MakesANodeOnce) {
