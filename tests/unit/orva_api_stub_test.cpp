@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <cstring>
 #include <gtest/gtest.h>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -72,6 +71,13 @@ std::vector<std::string> expected_names() {
         names.push_back(entry.substr(blank + 1));
     }
     return names;
+}
+
+// The record with its source line, which must be a number above 0, replaced by N.
+std::string without_line(const std::string &log) {
+    const std::size_t at = log.find(", l=") + 4;
+    const std::size_t end = log.find_first_not_of("0123456789", at);
+    return end > at && log[at] != '0' ? log.substr(0, at) + "N" + log.substr(end) : log;
 }
 
 struct Stub : orva_test::PlatformTest {
@@ -329,7 +335,7 @@ TEST_F(Stub, Readers_LogANameThatCannotBeFormattedAndReturnTheLogsResult) {
         if (composed) {
             EXPECT_EQ(value, 99u) << reader.name;
             EXPECT_EQ(
-                std::regex_replace(logs[0], std::regex("l=[1-9][0-9]*,"), "l=N,"),
+                without_line(logs[0]),
                 "WriteLog(0x10000, 0x2) [ORVA_COMM][ORVA_LEVEL_ERR]sprintf error, f=orva_api_stub, l=N, ret=-1");
         }
     }

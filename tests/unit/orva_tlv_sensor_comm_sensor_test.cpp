@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <cstring>
 #include <gtest/gtest.h>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -194,11 +193,17 @@ Bytes stored_bytes(const Kind<Record> &kind, const Record &from, std::uint8_t fi
     return expected;
 }
 
-// Line numbers of the source are replaced by N.
+// The record with its source line, which must be a number above 0, replaced by N.
+std::string without_line(const std::string &log) {
+    const std::size_t at = log.find(", l=") + 4;
+    const std::size_t end = log.find_first_not_of("0123456789", at);
+    return end > at && log[at] != '0' ? log.substr(0, at) + "N" + log.substr(end) : log;
+}
+
 Texts without_lines(const Texts &logs) {
     Texts result;
     for (const std::string &log : logs) {
-        result.push_back(std::regex_replace(log, std::regex(", l=[1-9][0-9]*,"), ", l=N,"));
+        result.push_back(without_line(log));
     }
     return result;
 }
