@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
+#include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
 #include <sstream>
@@ -328,4 +329,18 @@ TEST_F(HostDeadloop, Registration_OfManyThreadsIsWonByOne) {
         EXPECT_EQ(std::count(results.begin(), results.end(), ZEB_HOOK_TAKEN), 7);
         EXPECT_EQ(libraries.operations->pending(), 8u);
     });
+}
+
+TEST_F(HostDeadloop, Library_IsFoundByItsBareNameOverTheSearchPath) {
+    if (std::getenv("ORVA_TEST_BARE_NAME") != nullptr) {
+        for (const char *name : {"libqarl_sysdiag_agent_native.so", "libzebbase.so"}) {
+            EXPECT_NE(dlopen(name, RTLD_LAZY), nullptr) << dlerror();
+        }
+        return;
+    }
+    const std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
+    const auto result =
+        orva_test::run_program({self, "--gtest_filter=*.Library_IsFoundByItsBareNameOverTheSearchPath"},
+                               {"ORVA_TEST_BARE_NAME=1", "LD_LIBRARY_PATH=" ORVA_TEST_BINARY_DIR "/runtime_libs"});
+    EXPECT_EQ(result.status, 0) << result.output;
 }

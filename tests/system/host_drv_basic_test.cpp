@@ -1,6 +1,7 @@
 // The host's driver layer with real description files: every query, every fault of a file, several threads.
 #include "drv_basic.h"
 #include "drv_basic_host.h"
+#include "orva_drvadp_comm.h"
 #include "system_support.h"
 
 #include <array>
@@ -130,6 +131,22 @@ TEST_F(HostDrvBasic, BuiltInBoard_AnswersEveryQuery) {
             EXPECT_EQ(description_error(), "");
         });
     }
+}
+
+TEST_F(HostDrvBasic, BuiltInBoard_SuitsTheLibrary) {
+    in_child([&] {
+        uint32_t word = kUntouched;
+        EXPECT_EQ(ORVA_DRVADP_GetBoardType(&word), 0u);
+        const BoardPortInfo *port = ORVA_GetBoardEthInfo(word);
+        ASSERT_NE(port, nullptr);
+        EXPECT_STREQ(port->ifName, "veth0");
+        EXPECT_EQ(ORVA_DRVADP_GetSelfSlotVar(), 1u);
+        EXPECT_EQ(ORVA_GetDeviceRunState(), 1u);
+        EXPECT_EQ(ORVA_DRVADP_IsMatrixBoard(), 0u);
+        char item[32];
+        EXPECT_EQ(ORVA_DRVADP_GetBoardElabelItem(item, sizeof item), 0u);
+        EXPECT_STREQ(item, "HB180101-001");
+    });
 }
 
 TEST_F(HostDrvBasic, Library_IsNoMatrixBoards) {

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
 #include <sstream>
@@ -358,4 +359,18 @@ TEST_F(HostImAgent, Calls_OfManyThreadsLoseNothing) {
         }
         EXPECT_EQ(lines_of(log).size(), 1u + 4 * 100 * 2);
     });
+}
+
+TEST_F(HostImAgent, Library_IsFoundByItsBareNameOverTheSearchPath) {
+    if (std::getenv("ORVA_TEST_BARE_NAME") != nullptr) {
+        for (const char *name : {"libim_agent.so"}) {
+            EXPECT_NE(dlopen(name, RTLD_LAZY), nullptr) << dlerror();
+        }
+        return;
+    }
+    const std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
+    const auto result =
+        orva_test::run_program({self, "--gtest_filter=*.Library_IsFoundByItsBareNameOverTheSearchPath"},
+                               {"ORVA_TEST_BARE_NAME=1", "LD_LIBRARY_PATH=" ORVA_TEST_BINARY_DIR "/runtime_libs"});
+    EXPECT_EQ(result.status, 0) << result.output;
 }
