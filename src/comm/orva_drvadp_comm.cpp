@@ -1,5 +1,6 @@
 // Board adaptation: who and where this board is, from the driver layer and the boot environment, and which interface
-// and address it uses. Knows nothing of messages or sensors; the only state is the identity cache.
+// and address it uses. Knows nothing of messages or sensors. The only state is the identity cache, whose words any
+// thread may read and fill; they are accessed relaxed.
 #include "orva_drvadp_comm.h"
 
 #include <arpa/inet.h>
@@ -18,6 +19,7 @@
 #include "orva_comm.h"
 #include "orva_diag.h"
 #include "orva_elabel_comm.h"
+#include "relaxed.h"
 #include "safeio.h"
 
 OrvaSelfBoardBase g_selfBoardBase = {
@@ -161,12 +163,12 @@ constexpr std::uint32_t kHalcySpan = 3; // 2U, 3U and 5U stand in a row
 
 template <std::size_t Count>
 std::uint32_t frame_entry(const std::uint8_t (&table)[Count], std::uint32_t base) {
-    const std::uint32_t index = g_selfBoardBase.frameType - base;
+    const std::uint32_t index = orva::relaxed_load(&g_selfBoardBase.frameType) - base;
     return index < Count ? table[index] : 0;
 }
 
 std::uint32_t frame_is(std::uint32_t frameType) {
-    return g_selfBoardBase.frameType == frameType ? 1 : 0;
+    return orva::relaxed_load(&g_selfBoardBase.frameType) == frameType ? 1 : 0;
 }
 
 } // namespace
@@ -174,26 +176,26 @@ std::uint32_t frame_is(std::uint32_t frameType) {
 // ---- Device kind
 
 uint32_t ORVA_GetDeviceRunState(void) {
-    if (g_selfBoardBase.deviceRunState != ORVA_RUN_STATE_UNKNOWN) {
-        return g_selfBoardBase.deviceRunState;
+    if (orva::relaxed_load(&g_selfBoardBase.deviceRunState) != ORVA_RUN_STATE_UNKNOWN) {
+        return orva::relaxed_load(&g_selfBoardBase.deviceRunState);
     }
     char service[kKindSize] = {};
     std::uint32_t ret = read_env("product_service_type", service);
     if (ret == ORVA_OK) {
         ORVA_DIAGLOG(ret, orva::kDiagCode, kDiagEvent, 0, 0, "Get product_service_type is %s.", service);
         if (std::strcmp(service, "305") == 0) {
-            g_selfBoardBase.deviceRunState = ORVA_RUN_STATE_SERVICE_305;
+            orva::relaxed_store(&g_selfBoardBase.deviceRunState, ORVA_RUN_STATE_SERVICE_305);
             return ORVA_RUN_STATE_SERVICE_305;
         }
     }
     char family[kKindSize] = {};
     ret = read_env("product_family_type", family);
     if (ret != ORVA_OK) {
-        return g_selfBoardBase.deviceRunState;
+        return orva::relaxed_load(&g_selfBoardBase.deviceRunState);
     }
     ORVA_DIAGLOG(ret, orva::kDiagCode, kDiagEvent, 0, 0, "Get product_family_type is %s.", family);
     const auto runState = static_cast<std::uint32_t>(std::strtol(family, nullptr, 10));
-    g_selfBoardBase.deviceRunState = runState;
+    orva::relaxed_store(&g_selfBoardBase.deviceRunState, runState);
     if (runState >= ORVA_RUN_STATE_LIMIT) {
         ORVA_DIAGLOG(0, orva::kDiagCode, kDiagEvent, 0, 0, "product_family_type is out of range.");
     }
@@ -230,8 +232,8 @@ uint32_t ORVA_DRVADP_GetSelfSlotID(uint32_t *slot) {
 }
 
 uint32_t ORVA_DRVADP_GetSelfSlotVar(void) {
-    if (g_selfBoardBase.selfSlot != ORVA_SELF_SLOT_UNKNOWN) {
-        return g_selfBoardBase.selfSlot;
+    if (orva::relaxed_load(&g_selfBoardBase.selfSlot) != ORVA_SELF_SLOT_UNKNOWN) {
+        return orva::relaxed_load(&g_selfBoardBase.selfSlot);
     }
     std::uint32_t slot = ORVA_SELF_SLOT_UNKNOWN;
     const std::uint32_t ret = drv_board_get_self_logic_slotid(&slot);
@@ -240,10 +242,10 @@ uint32_t ORVA_DRVADP_GetSelfSlotVar(void) {
     } else if (ret != ORVA_OK) {
         log_slot_failure(ret);
         if ((ret & kLowByte) != kSlotStaysUnknown) {
-            return g_selfBoardBase.selfSlot;
+            return orva::relaxed_load(&g_selfBoardBase.selfSlot);
         }
     }
-    g_selfBoardBase.selfSlot = slot;
+    orva::relaxed_store(&g_selfBoardBase.selfSlot, slot);
     return slot;
 }
 
@@ -384,29 +386,29 @@ uint32_t ORVA_GetBoardStackID(const BoardPortInfo *port, uint32_t *stackId) {
 // ---- Cached variables
 
 uint32_t ORVA_DRVADP_GetFrameTypeVar(void) {
-    return g_selfBoardBase.frameType;
+    return orva::relaxed_load(&g_selfBoardBase.frameType);
 }
 
 void ORVA_DRVADP_SetFrameTypeVar(uint32_t frameType) {
-    if (g_selfBoardBase.frameType == 0) {
-        g_selfBoardBase.frameType = frameType;
+    if (orva::relaxed_load(&g_selfBoardBase.frameType) == 0) {
+        orva::relaxed_store(&g_selfBoardBase.frameType, frameType);
     }
 }
 
 uint32_t ORVA_DRVADP_GetSelfChassisVar(void) {
-    return g_selfBoardBase.selfChassis;
+    return orva::relaxed_load(&g_selfBoardBase.selfChassis);
 }
 
 void ORVA_DRVADP_SetSelfChassisVar(uint32_t chassis) {
-    g_selfBoardBase.selfChassis = chassis;
+    orva::relaxed_store(&g_selfBoardBase.selfChassis, chassis);
 }
 
 uint32_t ORVA_DRVADP_GetIsBoxStackVar(void) {
-    return g_selfBoardBase.isBoxStack;
+    return orva::relaxed_load(&g_selfBoardBase.isBoxStack);
 }
 
 void ORVA_DRVADP_SetIsBoxStackVar(uint32_t isBoxStack) {
-    g_selfBoardBase.isBoxStack = isBoxStack;
+    orva::relaxed_store(&g_selfBoardBase.isBoxStack, isBoxStack);
 }
 
 // ---- Frame-type predicates
@@ -436,7 +438,7 @@ uint32_t ORVA_DRVADP_Is5uHalcy(void) {
 }
 
 uint32_t ORVA_DRVADP_Is2u3u5uHalcy(void) {
-    return g_selfBoardBase.frameType - ORVA_FRAME_TYPE_2U_HALCY < kHalcySpan ? 1 : 0;
+    return orva::relaxed_load(&g_selfBoardBase.frameType) - ORVA_FRAME_TYPE_2U_HALCY < kHalcySpan ? 1 : 0;
 }
 
 uint32_t ORVA_DRVADP_IsRzBox(void) {

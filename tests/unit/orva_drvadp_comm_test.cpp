@@ -4,6 +4,7 @@
 #include <iterator>
 #include <set>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -261,6 +262,21 @@ TEST_F(OrvaDrvadpComm, GetSelfSlotVar_AsksOnceAndKeepsTheAnswer) {
     EXPECT_EQ(platform().calls, (Records{"drv_board_get_self_logic_slotid()"}));
     EXPECT_EQ(g_selfBoardBase.selfSlot, 12u);
     EXPECT_TRUE(take_logs().empty());
+}
+
+TEST_F(OrvaDrvadpComm, Cache_ThreadsMayFillItAtTheSameTime) {
+    forget_slot();
+    platform().slot = 12;
+    platform().environment = {{"product_family_type", "8"}};
+    const auto ask = [] {
+        for (int i = 0; i < 100; ++i) {
+            EXPECT_EQ(ORVA_DRVADP_GetSelfSlotVar(), 12u);
+            EXPECT_EQ(ORVA_GetDeviceRunState(), 8u);
+        }
+    };
+    std::thread other(ask);
+    ask();
+    other.join();
 }
 
 TEST_F(OrvaDrvadpComm, GetSelfSlotVar_BoardWithoutSlotIsSlot1) {
