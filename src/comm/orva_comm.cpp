@@ -232,13 +232,14 @@ uint32_t ORVA_QueueWrite(uint32_t queueId, const void *payload, uint32_t length,
     if (payload == nullptr || length > ORVA_QUEUE_PAYLOAD_MAX) {
         return ORVA_ERR_QUEUE_WRITE_ARGUMENT;
     }
-    const auto message = orva::make_partition<OrvaQueueMessage>(kArea);
+    auto message = orva::make_partition<OrvaQueueMessage>(kArea);
     if (message == nullptr) {
         return ORVA_ERR_QUEUE_WRITE_MEMORY;
     }
     message->type = ORVA_QUEUE_MESSAGE_TYPE;
     const int result = memcpy_s(message->payload, sizeof message->payload, payload, length);
     if (result != 0) [[unlikely]] {
+        message.reset();
         orva::log_mem_copy_error(kArea, result);
         return ORVA_FAILED;
     }
@@ -527,8 +528,9 @@ int32_t ORVA_TransSecToLocalTime(time_t seconds, char *text, uint32_t size) {
         orva::log_sprintf_error(kArea, -1);
         return -1;
     }
-    return format_time(text, size, static_cast<unsigned>(local.tm_year + 1900),
-                       static_cast<unsigned>(local.tm_mon + 1), static_cast<unsigned>(local.tm_mday),
+    // Unsigned before the sum: the last year that a calendar form can hold is INT_MAX.
+    return format_time(text, size, static_cast<unsigned>(local.tm_year) + 1900,
+                       static_cast<unsigned>(local.tm_mon) + 1, static_cast<unsigned>(local.tm_mday),
                        static_cast<unsigned>(local.tm_hour), static_cast<unsigned>(local.tm_min),
                        static_cast<unsigned>(local.tm_sec));
 }

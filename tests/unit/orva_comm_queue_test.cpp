@@ -184,6 +184,19 @@ TEST_F(Queue, Write_CopyFailureIsRecordedAndSendsNothing) {
               Records{"WriteLog(0x10000, 0x2) [ORVA_COMM][ORVA_LEVEL_ERR]mem copy error, f=orva_comm, l=N, ret=34"});
 }
 
+TEST_F(Queue, Write_CopyFailureFreesBeforeItIsRecorded) {
+    // Frees and records of the double take its lock, so the last lock is that of the record.
+    std::size_t freed = 0;
+    libc().pthread_mutex_lock = [&](pthread_mutex_t *mutex) {
+        freed = platform().frees.size();
+        return pthread_mutex_trylock(mutex);
+    };
+    fail("memcpy_s", 1, 34);
+    EXPECT_EQ(ORVA_QueueWrite(kQueue, "abc", 3, 0), 1u);
+    libc().pthread_mutex_lock = nullptr;
+    EXPECT_EQ(freed, 1u);
+}
+
 TEST_F(Queue, Write_SendFailureHasItsCode) {
     fail("msgsnd", 1, -1, EAGAIN);
     EXPECT_EQ(ORVA_QueueWrite(kQueue, "abc", 3, IPC_NOWAIT), 0xEB005Eu);

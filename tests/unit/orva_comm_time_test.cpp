@@ -169,6 +169,14 @@ TEST_F(Time, TransSecToLocalTime_FollowsTheZoneOfTheProcess) {
     EXPECT_TRUE(take_logs().empty());
 }
 
+TEST_F(Time, TransSecToLocalTime_TakesTheLastYearOfTheCalendar) {
+    setenv("TZ", "UTC0", 1);
+    tzset();
+    char text[32];
+    EXPECT_EQ(ORVA_TransSecToLocalTime(67768036191676799, text, sizeof text), 25);
+    EXPECT_STREQ(text, "2147485547-12-31 23:59:59");
+}
+
 TEST_F(Time, TransSecToLocalTime_TooShortABufferIsRecorded) {
     char text[20];
     std::memset(text, '#', sizeof text);
