@@ -140,7 +140,7 @@ ORVA_API uint32_t ORVA_GetFileName(char *pathBuffer, uint32_t bufferSize);
  * Appends to a log file after making sure that the fan log directory "/opt/keldv8/tmp/CmuLogzip" exists. Failures are
  * silent or debug records of the fan module (0x400).
  * path: the file, normally inside the directory. data: zero-terminated text for ORVA_FAN_LOG_TEXT, `length` bytes for
- * ORVA_FAN_LOG_HEX. mode: one of the two; another value writes nothing.
+ * ORVA_FAN_LOG_HEX. mode: one of the two; another value writes nothing. A null path or data does nothing.
  * Kept: a line ends in a carriage return, a line feed and one blank.
  * Thread-safe; the umask of the process is changed for a moment while the directory is made.
  */

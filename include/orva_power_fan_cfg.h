@@ -9,7 +9,7 @@
 
 ORVA_BEGIN_DECLS
 
-#define ORVA_POWER_LABEL_LEN 2048u /* bytes of electronic label that ORVA_IsWindCheckPower may look at */
+#define ORVA_POWER_LABEL_LEN 2048u /* bytes of electronic label that may hold the date of ORVA_IsWindCheckPower */
 
 /* Calibration thresholds; their meaning is the caller's. */
 typedef struct OrvaCalThreshold {
@@ -44,15 +44,16 @@ ORVA_API uint32_t ORVA_CFG_Is550WPower(uint32_t unused1, uint32_t unused2, const
 /*
  * The calibration thresholds of a sensor board.
  * boardType: any value. itemLabel: the board's label item, zero-terminated.
- * Returns {100, 30, 60, 0.067} for board type 0x1800C with the part code "51730964" or an empty one, else zeros.
+ * Returns {100, 30, 60, 0.067} for board type 0x1800C with the part code "51730964" or an empty one, else zeros. A
+ * null item has an empty part code, and so has one whose code is longer than 31 characters.
  * Thread-safe.
  */
 ORVA_API OrvaCalThreshold ORVA_GetCalThresholdPara(uint32_t boardType, const char *itemLabel);
 
 /*
  * Tells whether a power module needs the airflow check: the modules of one part code made up to the end of 2025.
- * itemLabel: the module's label item, zero-terminated. label: its electronic label, of which at most
- * ORVA_POWER_LABEL_LEN bytes are scanned, zero-terminated.
+ * itemLabel: the module's label item, zero-terminated. label: its electronic label, zero-terminated, whose
+ * date is taken from the first ORVA_POWER_LABEL_LEN bytes.
  * Returns 1 when the label's manufacturing date has a year of at most 2025 and the item's part code is exactly
  * "47062MZN", else 0, also without a date of three numbers.
  * Thread-safe.

@@ -188,6 +188,19 @@ TEST_F(StartMode, Set_UnopenedMarkerIsRecorded) {
     EXPECT_EQ(calls_of("fclose"), 0u);
 }
 
+TEST_F(StartMode, Set_GoesOnWhenModeOrLineCannotBeWritten) {
+    fail("fchmod_s", 1, -1, EPERM);
+    ORVA_COMM_SetProcessStartMode(0);
+    EXPECT_EQ(file_->read(), "5\n");
+    EXPECT_EQ(take_logs().back(), "PLog(0x1, orva, 0x10000, 0x4) Reboot flag file is created");
+    file_->write("");
+    fail("fputs", 1, EOF, ENOSPC);
+    fail("fwrite", 1, 0, ENOSPC); // what an optimiser makes of it
+    ORVA_COMM_SetProcessStartMode(0);
+    EXPECT_EQ(file_->read(), "");
+    EXPECT_EQ(take_logs(), Records{"PLog(0x1, orva, 0x10000, 0x4) Reboot flag file is created"});
+}
+
 TEST_F(StartMode, Set_FreesAndClosesOnEveryPath) {
     for (const char *content : {"", "5\n"}) {
         file_->write(content);

@@ -378,6 +378,14 @@ TEST_F(Pipe, DeletePipe_SkipsOnlyMinusOne) {
     EXPECT_EQ(platform().calls, Records{"close_s(0xfffffffe)"});
 }
 
+TEST_F(Pipe, DeletePipe_GoesOnAfterAFailedClose) {
+    platform().fakeFds = {{5, ""}, {6, ""}};
+    fail("close_s", 1, -1, EIO);
+    std::int32_t fds[2] = {5, 6};
+    ORVA_DeletePipe(fds, 2);
+    EXPECT_EQ(platform().calls, (Records{"close_s(0x5)", "close_s(0x6)"}));
+}
+
 TEST_F(Pipe, WritePipe_WritesOneZeroByteAndReturnsTheResult) {
     platform().fakeFds = {{5, ""}};
     EXPECT_EQ(ORVA_WritePipe(5), 1);

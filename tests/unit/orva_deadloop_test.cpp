@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "debug_sink.h"
 #include "orva_debugging.h"
 #include "platform_double.h"
 
@@ -114,12 +115,27 @@ TEST_F(DeadLoop, GetQarlDeadLoopHandle_TriesAgainAfterAFailure) {
     EXPECT_EQ(opened_.size(), 3u);
 }
 
-TEST_F(DeadLoop, GetQarlDeadLoopHandle_GoesToTheDebugOutputWhileTheGateIsOpen) {
-    libraries_.erase(kQarl);
+TEST_F(DeadLoop, GatedRecords_GoToTheDebugOutputWhileTheGateIsOpen) {
+    const auto debug = [](const std::string &text) {
+        return "DebugSink(0x0, 0xce42011, NULL, 0xce4bc006) [Position: 0/3][ORVA_COMM]" + text;
+    };
     platform().slot = 3;
+    bind_debug_sink();
     ORVA_DEBUG_SetLogSwitchOn(0x10000, 0);
+    g_checkResult = 0;
+    ORVA_CheckAndRepairDeadloop();
+    EXPECT_EQ(take_logs(), Lines{debug("deadloop check and repaire ret : 0x0")});
+    symbols_.erase("QARL_CheckAndRepairDeadloop");
+    ORVA_CheckAndRepairDeadloop();
+    const Lines noSymbol = {debug("dlsym qarl deadloop check and repaire func return NULL!"),
+                            debug("dlsym qarl deadloop check and repaire func for no QARL_CheckAndRepairDeadloop!")};
+    EXPECT_EQ(take_logs(), noSymbol);
+    libraries_.erase(kQarl);
+    g_orvaQarlDeadLoop.handle = nullptr;
     EXPECT_EQ(ORVA_GetQarlDeadLoopHandle(), nullptr);
-    EXPECT_TRUE(take_logs().empty()) << "no debug sink is bound";
+    const Lines noLibrary = {debug("dlopen qarldeadloop so fail!"),
+                             debug(std::string("dlopen qarldeadloop so fail for no ") + kQarl + "!")};
+    EXPECT_EQ(take_logs(), noLibrary);
 }
 
 TEST_F(DeadLoop, GetWendoDeadLoopHandle_LogsToTheProcessLog) {

@@ -8,6 +8,8 @@
 #include <unistd.h>
 #include <vector>
 
+#include "debug_sink.h"
+#include "orva_debugging.h"
 #include "platform_double.h"
 
 namespace {
@@ -283,6 +285,13 @@ TEST_F(File, Fchmod_ReportsEachFailureTwiceAndKeepsNothingOpen) {
     EXPECT_EQ(open_descriptors(), before);
 }
 
+TEST_F(File, Fchmod_GoesOnWithoutAnOwner) {
+    touch("f");
+    fail("SetFdOwner", 1, -1);
+    EXPECT_EQ(ORVA_Fchmod(path("f").c_str(), 0640), 0u);
+    EXPECT_EQ(mode_of(path("f")), 0640u);
+}
+
 // ---- File names
 
 TEST_F(File, GetFileName_LeavesTheLastComponent) {
@@ -518,6 +527,31 @@ TEST_F(FanLog, WriteLog_RecordsAFolderThatCannotBeAccessed) {
               Lines{"WriteLog(0x400, 0x4) [ORVA_FAN][ORVA_LEVEL_DEBUG][SEL SaveFile]Failed to acess dir, err: " +
                     std::string(std::strerror(ENOENT)) + "."});
     EXPECT_EQ(changes_, 0u);
+}
+
+TEST_F(FanLog, WriteLog_RecordsGoToTheDebugOutputWhileTheGateIsOpen) {
+    bind_debug_sink();
+    ORVA_DEBUG_SetLogSwitchOn(0x400, 0);
+    fail("mkdir", 1, -1, EROFS);
+    write("x", 1, 0);
+    appears_ = false;
+    write("x", 1, 0);
+    const std::string head = "DebugSink(0x0, 0xce4200b, NULL, 0xce4bc006) [Position: 0/3][ORVA_FAN][SEL SaveFile]";
+    EXPECT_EQ(take_logs(), (Lines{head + "Failed to mkdir, err: " + std::strerror(EROFS) + ".",
+                                  head + "Failed to acess dir, err: " + std::strerror(ENOENT) + "."}));
+    ORVA_DEBUG_SetLogSwitchOff(0);
+}
+
+TEST_F(FanLog, WriteLog_GoesOnWhenModeOrTextCannotBeWritten) {
+    exists_ = true;
+    fail("chmod", 1, -1, EPERM);
+    write("first", 0, 0);
+    fail("fprintf", 1, -1, ENOSPC);
+    const unsigned closed = calls_of("fclose");
+    write("lost", 0, 0);
+    EXPECT_EQ(calls_of("fclose") - closed, 1u);
+    EXPECT_EQ(content(path("log")), "first\r\n ");
+    EXPECT_TRUE(take_logs().empty());
 }
 
 } // namespace

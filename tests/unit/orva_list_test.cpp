@@ -179,6 +179,10 @@ TEST_F(List, DeleteNodeInList_FreesDataAndNodeWhereverItStands) {
     }
     EXPECT_EQ(ORVA_DeleteNodeInList(list_, list_->head->next), 0u);
     EXPECT_EQ(ids(), (Ids{1, 3, 4}));
+    ASSERT_EQ(platform().frees.size(), 2u);
+    EXPECT_EQ(platform().frees[0].size, kDataSize) << "the data first";
+    EXPECT_EQ(platform().frees[1].size, sizeof(OrvaListNode));
+    EXPECT_EQ(platform().frees[0].file, "src/comm/orva_list");
     EXPECT_EQ(ORVA_DeleteNodeInList(list_, list_->head), 0u);
     EXPECT_EQ(ORVA_DeleteNodeInList(list_, list_->tail), 0u);
     EXPECT_EQ(ids(), Ids{3});

@@ -1,5 +1,6 @@
 #include "orva_perftrace_comm.h"
 
+#include <cerrno>
 #include <ctime>
 
 #include "orva_comm.h"
@@ -173,6 +174,15 @@ TEST_F(PerfTrace, End_WithoutABeginChangesNothing) {
     ORVA_PerfTraceRecordEnd(&trace_, 0);
     ORVA_PerfTraceRecordEnd(&trace_, 0);
     EXPECT_EQ(trace_.nodes[0].count, 1u);
+}
+
+TEST_F(PerfTrace, Begin_WithAFailedClockIsNoBegin) {
+    start(1);
+    fail("clock_gettime", 1, -1, EINVAL);
+    ORVA_PerfTraceRecordBegin(&trace_, 0);
+    ORVA_PerfTraceRecordEnd(&trace_, 0);
+    EXPECT_EQ(calls_of("clock_gettime"), 1u);
+    expect_statistics(trace_.nodes[0], 0, 0, 0, 0, 0);
 }
 
 TEST_F(PerfTrace, BeginAndEnd_IgnoreInvalidPoints) {

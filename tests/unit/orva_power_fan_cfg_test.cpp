@@ -65,6 +65,12 @@ TEST_F(PowerFanCfg, GetCalThresholdPara_AppliesToOneBoardTypeAndTwoPartCodes) {
     EXPECT_TRUE(is_calibration(ORVA_GetCalThresholdPara(0x1800C, "51730964")));
     EXPECT_TRUE(is_calibration(ORVA_GetCalThresholdPara(0x1800C, "51730964-X")));
     EXPECT_TRUE(is_calibration(ORVA_GetCalThresholdPara(0x1800C, "-X"))) << "an empty part code";
+    EXPECT_TRUE(is_calibration(ORVA_GetCalThresholdPara(0x1800C, nullptr)));
+    EXPECT_TRUE(take_logs().empty());
+    EXPECT_TRUE(is_calibration(ORVA_GetCalThresholdPara(0x1800C, std::string(32, 'A').c_str())))
+        << "one that does not fit leaves the code empty";
+    EXPECT_EQ(take_logs().size(), 1u);
+    EXPECT_TRUE(is_zero(ORVA_GetCalThresholdPara(0x1800C, std::string(31, 'A').c_str())));
     EXPECT_TRUE(is_zero(ORVA_GetCalThresholdPara(0x1800C, "517309641")));
     EXPECT_TRUE(is_zero(ORVA_GetCalThresholdPara(0x1800C, "47068HWL")));
     EXPECT_TRUE(is_zero(ORVA_GetCalThresholdPara(0x1800D, "")));
