@@ -1,11 +1,14 @@
 #include "agent.h"
 
 #include "agent_answers.h"
+#include "board_folder.h"
 #include "inbox.h"
+#include "private_mount.h"
 #include "runtime.h"
 #include "transport.h"
 
 #include "orva_comm.h"
+#include "orva_debugging.h"
 #include "orva_diag.h"
 #include "orva_drvadp_comm.h"
 
@@ -13,9 +16,11 @@
 #include <cerrno>
 #include <csignal>
 #include <exception>
+#include <fstream>
 #include <iostream>
 #include <poll.h>
 #include <stdexcept>
+#include <sys/prctl.h>
 #include <sys/timerfd.h>
 
 namespace chassis {
@@ -35,11 +40,23 @@ Descriptor second_timer() {
     return timer;
 }
 
+bool has_private_mount(const AgentOptions &options) {
+    load_optional_libraries();
+    const std::string refusal = enter_private_mount(options.folder, options.run_folder);
+    if (!refusal.empty()) {
+        std::ofstream(refusal_file(options.folder)) << refusal;
+    }
+    return refusal.empty();
+}
+
 class Agent {
 public:
-    Agent(const AgentOptions &options, const Descriptor &signals)
+    Agent(const AgentOptions &options, const Descriptor &signals, bool private_mount)
         : slot_(static_cast<std::uint8_t>(ORVA_DRVADP_GetSelfSlotVar())), run_(options.run), signals_(signals),
           timer_(second_timer()) {
+        board_.slot = slot_;
+        board_.backup = options.backup;
+        board_.private_mount = private_mount;
         if (slot_ != options.slot) {
             throw std::runtime_error("the board description is of another slot");
         }
@@ -94,12 +111,14 @@ private:
     }
 
     void send(const Frame &frame) const {
-        endpoint_.send(make_datagram(frame, run_));
+        const auto datagram = make_datagram(frame, run_);
+        ORVA_DEBUG_OutUdpPacket("to the main board", datagram.data(), static_cast<std::uint32_t>(datagram.size()));
+        endpoint_.send(datagram);
     }
 
     void refuse(std::uint16_t sequence, std::uint32_t code) {
-        ++counters_.refused;
-        send(make_result(slot_, sequence, code));
+        ++board_.counters.refused;
+        send(make_result(board_, sequence, code));
     }
 
     void handle(std::span<const std::uint8_t> datagram) {
@@ -107,7 +126,8 @@ private:
         if (!packet) {
             return;
         }
-        ++counters_.handled;
+        ++board_.counters.handled;
+        ORVA_DEBUG_OutUdpPacket("from the main board", datagram.data(), static_cast<std::uint32_t>(datagram.size()));
         const std::uint16_t sequence = net_sequence(packet->frame);
         const MessageType *type = find_type(packet->net_fn, packet->command);
         if (type == nullptr) {
@@ -131,13 +151,14 @@ private:
             registered_ = registered_ || ORVA_AGENT_CheckAckMsgValidity(slot_, frame.header_words()) == ORVA_OK;
             return;
         }
-        const std::uint32_t code = ORVA_AGENT_CheckReqMsgValidity(slot_, frame.header_words());
+        const std::uint32_t code =
+            frame.type->headed ? ORVA_AGENT_CheckReqMsgValidity(slot_, frame.header_words()) : ORVA_OK;
         if (code != ORVA_OK) {
             return refuse(frame.sequence(), code);
         }
-        counters_.received = inbox_->received();
-        counters_.queue_refusals = inbox_->refused();
-        send(answer(frame, slot_, counters_));
+        board_.counters.received = inbox_->received();
+        board_.counters.queue_refusals = inbox_->refused();
+        send(answer(frame, board_));
     }
 
     std::uint8_t slot_;
@@ -146,7 +167,7 @@ private:
     Descriptor timer_;
     Endpoint endpoint_;
     std::optional<Inbox> inbox_;
-    AgentCounters counters_;
+    BoardContext board_;
     bool registered_ = false;
     bool stop_ = false;
 };
@@ -155,13 +176,16 @@ private:
 
 int run_agent(const AgentOptions &options) {
     try {
+        uptime_ms();
+        const Descriptor signals = take_signals({SIGTERM, SIGINT});
+        const bool private_mount = has_private_mount(options);
+        // A new user namespace forgets that the process ends with its parent.
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
         if (getppid() != options.parent) {
             return 1; // the management process is gone already
         }
-        uptime_ms();
-        const Descriptor signals = take_signals({SIGTERM, SIGINT});
-        start_runtime(options.folder, "agent" + std::to_string(options.slot));
-        Agent(options, signals).run();
+        start_runtime(options.folder, options.backup ? "backup" : "agent" + std::to_string(options.slot));
+        Agent(options, signals, private_mount).run();
         return 0;
     } catch (const std::exception &error) {
         std::cerr << "orva-chassis: slot " << options.slot << ": " << error.what() << '\n';

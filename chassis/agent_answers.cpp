@@ -5,8 +5,11 @@
 
 #include "orva_comm.h"
 #include "orva_diag.h"
+#include "orva_imlib.h"
 
+#include <arpa/inet.h>
 #include <array>
+#include <fstream>
 
 namespace chassis {
 
@@ -15,91 +18,120 @@ namespace {
 // A request for more is a mistake: the summary comes after one hour.
 constexpr std::uint32_t kMaxAdvance = 2 * ORVA_DIAG_HOUR_SECONDS;
 
-Header reply_header(std::uint32_t slot, std::uint32_t word) {
-    return {ORVA_AGENT_REPLY, slot, kMainSlot, word};
-}
-
 std::uint32_t uptime_seconds() {
     return static_cast<std::uint32_t>(uptime_ms() / 1000);
 }
 
+Reading reading(const Sensor &sensor, std::int32_t value, Source source) {
+    return {value, sensor.number, static_cast<std::uint8_t>(judge(sensor, value)), source, 0};
+}
+
 template <typename Body>
-Frame readings(const Frame &request, std::uint32_t slot, SensorKind kind) {
+Frame readings(const Frame &request, BoardContext &board, SensorKind kind) {
     Body body{};
-    body.header = reply_header(slot, 0);
+    body.header = reply_header(board, ORVA_OK);
     for (const Sensor &sensor : sensors_of(kind)) {
-        const std::int32_t value = read_sensor(sensor, slot, uptime_seconds());
-        body.readings[body.count++] = {value, sensor.number, static_cast<std::uint8_t>(judge(sensor, value)), {}};
+        const std::int32_t hardware = read_sensor(sensor, board.slot, uptime_seconds());
+        if (const auto set = board.simulation.find(sensor, board.slot)) {
+            body.readings[body.count++] = reading(sensor, set->value, set->source);
+            body.readings[body.count++] = reading(sensor, hardware, Source::kBesideOverride);
+        } else {
+            body.readings[body.count++] = reading(sensor, hardware, Source::kHardware);
+        }
     }
     return make_frame(kNetFnAgentReply, request.type->command, request.sequence(), body,
                       offsetof(Body, readings) + body.count * sizeof(Reading));
 }
 
-Frame temperatures(const Frame &request, std::uint32_t slot, AgentCounters &) {
-    return readings<TemperatureBody>(request, slot, SensorKind::kTemperature);
+Frame temperatures(const Frame &request, BoardContext &board) {
+    return readings<TemperatureBody>(request, board, SensorKind::kTemperature);
 }
 
-Frame voltages(const Frame &request, std::uint32_t slot, AgentCounters &) {
-    return readings<VoltageBody>(request, slot, SensorKind::kVoltage);
+Frame voltages(const Frame &request, BoardContext &board) {
+    return readings<VoltageBody>(request, board, SensorKind::kVoltage);
 }
 
-Frame heart_beat(const Frame &request, std::uint32_t slot, AgentCounters &counters) {
+Frame heart_beat(const Frame &request, BoardContext &board) {
+    const auto pair = board.simulation.online(board.slot);
     HeartBeatBody body{};
-    body.header = reply_header(slot, 0);
-    body.beat = ++counters.beats;
+    body.header = reply_header(board, ORVA_OK);
+    body.beat = ++board.counters.beats;
     body.uptime_seconds = uptime_seconds();
-    body.requests = counters.handled;
-    body.refused = counters.refused;
-    body.version[0] = 1;
-    body.queue_refusals = counters.queue_refusals;
+    body.requests = board.counters.handled;
+    body.refused = board.counters.refused;
+    body.hardware_online = 1;
+    body.pair_set = pair ? 1 : 0;
+    body.online = pair.value_or(true) ? 1 : 0;
+    body.private_mount = board.private_mount ? 1 : 0;
+    body.queue_refusals = board.counters.queue_refusals;
     return make_frame(kNetFnAgentReply, kCmdHeartBeat, request.sequence(), body);
 }
 
-Frame clock_advance(const Frame &request, std::uint32_t slot, AgentCounters &) {
+// The interface manager hears of it from the library, which reads the file again and again.
+Frame switch_over(const Frame &request, BoardContext &board) {
+    if (!board.private_mount) {
+        return make_result(board, request.sequence(), kRefusedNoPrivateMount);
+    }
+    in_addr address{htonl(request.body<AddressBody>().address)};
+    std::array<char, INET_ADDRSTRLEN> text{};
+    inet_ntop(AF_INET, &address, text.data(), text.size());
+    std::ofstream file(ORVA_ACT_MPU_FILE);
+    file << text.data() << '\n';
+    return make_result(board, request.sequence(), file.flush() ? ORVA_OK : kRefusedFile);
+}
+
+Frame clock_advance(const Frame &request, BoardContext &board) {
     const std::uint32_t seconds = request.header().word;
     if (seconds > kMaxAdvance) {
-        return make_result(slot, request.sequence(), kRefusedArgument);
+        return make_result(board, request.sequence(), kRefusedArgument);
     }
     advance_clock(seconds);
-    return make_result(slot, request.sequence(), ORVA_OK);
+    return make_result(board, request.sequence(), ORVA_OK);
 }
 
-Frame diag_dump(const Frame &request, std::uint32_t slot, AgentCounters &) {
+Frame diag_dump(const Frame &request, BoardContext &board) {
     ORVA_DiagMgrPrintLocalData();
-    return make_result(slot, request.sequence(), ORVA_OK);
+    return make_result(board, request.sequence(), ORVA_OK);
 }
 
-Frame statistics(const Frame &request, std::uint32_t slot, AgentCounters &counters) {
+Frame statistics(const Frame &request, BoardContext &board) {
+    const AgentCounters &counters = board.counters;
     return make_frame(kNetFnChassisReply, kCmdStatistics, request.sequence(),
-                      StatisticsBody{reply_header(slot, 0), counters.received, counters.queue_refusals,
+                      StatisticsBody{reply_header(board, ORVA_OK), counters.received, counters.queue_refusals,
                                      counters.handled, counters.refused});
 }
 
-struct Answer {
-    std::uint8_t net_fn;
-    std::uint16_t command;
-    Frame (*make)(const Frame &request, std::uint32_t slot, AgentCounters &counters);
-};
-
 constexpr std::array kAnswers = {
-    Answer{kNetFnAgent, kCmdTemperature, temperatures}, Answer{kNetFnAgent, kCmdVoltage, voltages},
-    Answer{kNetFnAgent, kCmdHeartBeat, heart_beat},     Answer{kNetFnChassis, kCmdAdvanceClock, clock_advance},
-    Answer{kNetFnChassis, kCmdPrintDiag, diag_dump},    Answer{kNetFnChassis, kCmdStatistics, statistics},
+    Answer{kNetFnAgent, kCmdTemperature, temperatures},     Answer{kNetFnAgent, kCmdVoltage, voltages},
+    Answer{kNetFnAgent, kCmdHeartBeat, heart_beat},         Answer{kNetFnAgent, kCmdSwitchOver, switch_over},
+    Answer{kNetFnChassis, kCmdAdvanceClock, clock_advance}, Answer{kNetFnChassis, kCmdPrintDiag, diag_dump},
+    Answer{kNetFnChassis, kCmdStatistics, statistics},
 };
 
 } // namespace
 
-Frame make_result(std::uint32_t slot, std::uint16_t sequence, std::uint32_t code) {
-    return make_frame(kNetFnAgentReply, kCmdResult, sequence, RequestBody{reply_header(slot, code)});
+std::span<const Answer> board_answers() {
+    return kAnswers;
 }
 
-Frame answer(const Frame &request, std::uint32_t slot, AgentCounters &counters) {
-    for (const Answer &row : kAnswers) {
-        if (row.net_fn == request.type->net_fn && row.command == request.type->command) {
-            return row.make(request, slot, counters);
+Header reply_header(const BoardContext &board, std::uint32_t word) {
+    return {ORVA_AGENT_REPLY, board.slot, kMainSlot, word};
+}
+
+Frame make_result(const BoardContext &board, std::uint16_t sequence, std::uint32_t code) {
+    return make_frame(kNetFnAgentReply, kCmdResult, sequence, RequestBody{reply_header(board, code)});
+}
+
+Frame answer(const Frame &request, BoardContext &board) {
+    const std::array own = {board.backup ? backup_answers() : board_answers(), tester_answers()};
+    for (const auto &answers : own) {
+        for (const Answer &row : answers) {
+            if (row.net_fn == request.type->net_fn && row.command == request.type->command) {
+                return row.make(request, board);
+            }
         }
     }
-    return make_result(slot, request.sequence(), kRefusedUnknown);
+    return make_result(board, request.sequence(), kRefusedUnknown);
 }
 
 void advance_clock(std::uint32_t seconds) {

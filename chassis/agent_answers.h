@@ -1,10 +1,12 @@
-// What an agent answers to a valid request. Knows no transport.
+// What a board's process answers to valid requests. Knows no transport.
 #ifndef CHASSIS_AGENT_ANSWERS_H
 #define CHASSIS_AGENT_ANSWERS_H
 
 #include "messages.h"
+#include "simulation.h"
 
 #include <cstdint>
+#include <span>
 
 namespace chassis {
 
@@ -16,11 +18,33 @@ struct AgentCounters {
     std::uint32_t beats = 0;
 };
 
+// What the answers of one process share.
+struct BoardContext {
+    std::uint32_t slot = 0;
+    bool backup = false;        // the backup management process, which keeps records in step
+    bool private_mount = false; // the fixed paths are this board's own
+    AgentCounters counters;
+    Simulation simulation;
+};
+
+struct Answer {
+    std::uint8_t net_fn;
+    std::uint16_t command;
+    Frame (*make)(const Frame &request, BoardContext &board);
+};
+
+// Each in a source of its own: readings and the diagnostic manager, what testers ask, and the backup's.
+std::span<const Answer> board_answers();
+std::span<const Answer> tester_answers();
+std::span<const Answer> backup_answers();
+
+Header reply_header(const BoardContext &board, std::uint32_t word);
+
 // The reply that carries a code only.
-Frame make_result(std::uint32_t slot, std::uint16_t sequence, std::uint32_t code);
+Frame make_result(const BoardContext &board, std::uint16_t sequence, std::uint32_t code);
 
 // The reply to a request in host order whose header was found valid.
-Frame answer(const Frame &request, std::uint32_t slot, AgentCounters &counters);
+Frame answer(const Frame &request, BoardContext &board);
 
 // Lets so many seconds pass on the diagnostic manager's clock.
 void advance_clock(std::uint32_t seconds);

@@ -3,6 +3,7 @@
 #define CHASSIS_BOARD_H
 
 #include "hardware.h"
+#include "message_bodies.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -18,6 +19,8 @@ struct Measured {
     const Sensor *sensor = nullptr;
     std::int32_t value = 0;
     SensorState state = SensorState::kNormal;
+    Source source = Source::kHardware;
+    std::int32_t hardware = 0; // what the hardware says, where something overrides it
 };
 
 struct Board {
@@ -33,6 +36,9 @@ struct Board {
     std::uint32_t beat = 0;
     std::uint32_t uptime_seconds = 0;
     std::uint32_t answers = 0;
+    bool online = true; // as the board says of itself
+    bool online_pair = false;
+    bool private_mount = false;
 };
 
 } // namespace chassis

@@ -34,7 +34,7 @@ std::string description_text(std::uint32_t slot, std::uint32_t boards) {
         "# Written by orva-chassis for the board in slot " + number + ".\n\n[board]\nslot = " + number +
         "\ntype = " + hexadecimal(board_type(slot)) + "\n\n[chassis]\ntype = " + hexadecimal(kFrameType) +
         "\n\n[environment]\nproduct_service_type = \"100\"\n" +
-        "product_family_type = 3\nchassisid = 1\ncpu_id = 0\nslotid = " + number + "\nACT_MPU = \"127.0.0.1\"\n";
+        "product_family_type = 3\nchassisid = 1\ncpu_id = 0\nslotid = " + number + "\nACT_MPU = \"172.16.0.250\"\n";
     for (std::uint32_t other = 0; other <= boards; ++other) {
         if (other != slot) {
             text += "\n[[other_board]]\nslot = " + std::to_string(other) +
@@ -55,6 +55,10 @@ std::filesystem::path board_folder(const std::filesystem::path &run_folder, std:
     std::array<char, 16> name{};
     std::snprintf(name.data(), name.size(), "slot%02u", slot);
     return run_folder / name.data();
+}
+
+std::filesystem::path backup_folder(const std::filesystem::path &run_folder) {
+    return run_folder / "backup";
 }
 
 void make_board_folder(const std::filesystem::path &folder, std::uint32_t slot, std::uint32_t boards) {
@@ -80,6 +84,18 @@ std::filesystem::path diagnostic_log(const std::filesystem::path &folder) {
 
 std::filesystem::path process_log(const std::filesystem::path &folder) {
     return log_folder(folder) / "process.log";
+}
+
+std::filesystem::path system_log(const std::filesystem::path &folder) {
+    return log_folder(folder) / "system.log";
+}
+
+std::filesystem::path interface_manager_log(const std::filesystem::path &folder) {
+    return log_folder(folder) / "interface_manager.log";
+}
+
+std::filesystem::path refusal_file(const std::filesystem::path &folder) {
+    return folder / "private_mount_refused";
 }
 
 key_t queue_key(const std::filesystem::path &folder, std::uint32_t slot) {

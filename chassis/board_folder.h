@@ -14,6 +14,9 @@ std::uint32_t board_type(std::uint32_t slot);
 
 std::filesystem::path board_folder(const std::filesystem::path &run_folder, std::uint32_t slot);
 
+// The backup management process has the main board's slot and a folder of its own.
+std::filesystem::path backup_folder(const std::filesystem::path &run_folder);
+
 // Makes the folder and writes the board's description.
 void make_board_folder(const std::filesystem::path &folder, std::uint32_t slot, std::uint32_t boards);
 
@@ -21,6 +24,11 @@ std::filesystem::path description_file(const std::filesystem::path &folder);
 std::filesystem::path log_folder(const std::filesystem::path &folder);
 std::filesystem::path diagnostic_log(const std::filesystem::path &folder);
 std::filesystem::path process_log(const std::filesystem::path &folder);
+std::filesystem::path system_log(const std::filesystem::path &folder);
+std::filesystem::path interface_manager_log(const std::filesystem::path &folder);
+
+// Why the kernel refused the board a private mount; absent where it has one.
+std::filesystem::path refusal_file(const std::filesystem::path &folder);
 
 // The key of the board's queue, -1 while its key file does not exist.
 key_t queue_key(const std::filesystem::path &folder, std::uint32_t slot);

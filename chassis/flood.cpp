@@ -1,11 +1,11 @@
 #include "flood.h"
 
 #include "board_folder.h"
+#include "log_lines.h"
 
 #include "orva_comm.h"
 #include "orva_diag.h"
 
-#include <fstream>
 #include <string>
 
 namespace chassis {
@@ -18,24 +18,6 @@ constexpr std::uint32_t kPackets = 200;
 constexpr std::uint32_t kExtraBytes = 40;
 constexpr milliseconds kPace{2};
 constexpr milliseconds kAnswerPatience{5000};
-
-// The lines of a log that hold the text, and the last of them.
-struct Found {
-    std::uint32_t count = 0;
-    std::string last;
-};
-
-Found find_lines(const std::filesystem::path &log, const std::string &text) {
-    Found found;
-    std::ifstream stream(log);
-    for (std::string line; std::getline(stream, line);) {
-        if (line.find(text) != std::string::npos) {
-            ++found.count;
-            found.last = line.substr(line.find(text));
-        }
-    }
-    return found;
-}
 
 bool tell(Manager &manager, Board &board, std::uint16_t command, std::uint32_t word) {
     const auto reply =

@@ -10,14 +10,14 @@ namespace chassis {
 namespace {
 
 constexpr std::array kTemperatures = {
-    Sensor{SensorKind::kTemperature, 1, "inlet", 245, 8, 0, 450},
-    Sensor{SensorKind::kTemperature, 2, "outlet", 382, 15, 0, 650},
-    Sensor{SensorKind::kTemperature, 3, "processor", 561, 30, 0, 900},
+    Sensor{SensorKind::kTemperature, 1, "inlet", "i2cAirTemp", 245, 8, 0, 450},
+    Sensor{SensorKind::kTemperature, 2, "outlet", "caseTemp", 382, 15, 0, 650},
+    Sensor{SensorKind::kTemperature, 3, "processor", "pmTempValue", 561, 30, 0, 900},
 };
 constexpr std::array kVoltages = {
-    Sensor{SensorKind::kVoltage, 1, "12V", 12000, 60, 11400, 12600},
-    Sensor{SensorKind::kVoltage, 2, "3V3", 3300, 20, 3135, 3465},
-    Sensor{SensorKind::kVoltage, 3, "1V0", 1000, 6, 950, 1050},
+    Sensor{SensorKind::kVoltage, 1, "12V", "pmOutputVolt", 12000, 60, 11400, 12600},
+    Sensor{SensorKind::kVoltage, 2, "3V3", "voltValue", 3300, 20, 3135, 3465},
+    Sensor{SensorKind::kVoltage, 3, "1V0", "pwrOutVolt", 1000, 6, 950, 1050},
 };
 
 } // namespace

@@ -16,6 +16,7 @@ struct Sensor {
     SensorKind kind;
     std::uint8_t number;
     const char *name;
+    const char *stub;     // name of the stub that overrides it
     std::int32_t nominal; // tenths of a degree Celsius, or millivolts
     std::int32_t swing;   // how far a reading goes to either side of it
     std::int32_t low;     // outside of these two: no longer normal

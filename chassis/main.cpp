@@ -1,6 +1,7 @@
 // orva-chassis: a chassis on one machine.
 #include "agent.h"
 #include "board_folder.h"
+#include "control.h"
 #include "manager.h"
 #include "messages.h"
 #include "options.h"
@@ -15,6 +16,7 @@
 #include <exception>
 #include <iostream>
 #include <memory>
+#include <sys/stat.h>
 
 namespace {
 
@@ -54,8 +56,10 @@ int interrupted(const Interrupted &reason, Manager &manager) {
 int manage(const RunOptions &options, RunFolder &folder, const Descriptor &signals) {
     const auto own_folder = board_folder(folder.path(), kMainSlot);
     make_board_folder(own_folder, kMainSlot, options.boards);
+    load_optional_libraries();
     start_runtime(own_folder, "manager");
     Manager manager(folder.path(), options.boards, signals);
+    const Control control(manager);
     Report report;
     try {
         run_scenario(manager, report, options);
@@ -68,6 +72,7 @@ int manage(const RunOptions &options, RunFolder &folder, const Descriptor &signa
 
 int run(const RunOptions &options) {
     uptime_ms();
+    umask(077);                    // what a run writes is its user's
     std::signal(SIGPIPE, SIG_IGN); // a reader that goes away must not keep the chassis from cleaning up
     const Descriptor signals = take_signals({SIGINT, SIGTERM, SIGHUP, SIGCHLD});
     std::unique_ptr<RunFolder> folder;
@@ -104,6 +109,9 @@ int main(int argc, char **argv) {
     }
     if (const auto *agent = std::get_if<AgentOptions>(&options)) {
         return run_agent(*agent);
+    }
+    if (const auto *command = std::get_if<CommandOptions>(&options)) {
+        return give_command(*command);
     }
     return run(std::get<RunOptions>(options));
 }

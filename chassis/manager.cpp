@@ -4,7 +4,7 @@
 #include "processes.h"
 #include "runtime.h"
 
-#include "orva_comm.h"
+#include "orva_debugging.h"
 
 #include <algorithm>
 #include <array>
@@ -23,6 +23,7 @@ using std::chrono::milliseconds;
 constexpr milliseconds kStopPatience{5000};
 constexpr milliseconds kRoundPatience{4000};
 constexpr milliseconds kRepeatAfter{500};
+constexpr milliseconds kCommandPatience{15000};
 
 bool queue_exists(int queue) {
     msqid_ds description{};
@@ -36,8 +37,12 @@ void take_readings(Board &board, const Frame &reply, SensorKind kind) {
     const std::size_t count = std::min<std::size_t>(body.count, std::size(body.readings));
     for (std::size_t i = 0; i < count; ++i) {
         const Reading &reading = body.readings[i];
-        if (const Sensor *sensor = find_sensor(kind, reading.sensor)) {
-            board.measured.push_back({sensor, reading.value, static_cast<SensorState>(reading.state)});
+        const Sensor *sensor = find_sensor(kind, reading.sensor);
+        if (reading.source == Source::kBesideOverride && !board.measured.empty()) {
+            board.measured.back().hardware = reading.value;
+        } else if (sensor != nullptr) {
+            board.measured.push_back(
+                {sensor, reading.value, static_cast<SensorState>(reading.state), reading.source, reading.value});
         }
     }
 }
@@ -46,6 +51,9 @@ void take_heart_beat(Board &board, const Frame &reply) {
     const auto body = reply.body<HeartBeatBody>();
     board.beat = body.beat;
     board.uptime_seconds = body.uptime_seconds;
+    board.online = body.online != 0;
+    board.online_pair = body.pair_set != 0;
+    board.private_mount = body.private_mount != 0;
 }
 
 void take_round(Board &board, std::span<const Request> requests) {
@@ -90,36 +98,70 @@ Manager::Manager(std::filesystem::path run_folder, std::uint32_t boards, const D
         boards_[i].folder = board_folder(run_folder_, i + 1);
         make_board_folder(boards_[i].folder, i + 1, boards);
     }
+    backup_.slot = kMainSlot;
+    backup_.folder = backup_folder(run_folder_);
+    make_board_folder(backup_.folder, kMainSlot, boards);
 }
 
 Manager::~Manager() {
     stop();
 }
 
-void Manager::start_agents() {
+std::vector<Board *> Manager::processes() {
+    std::vector<Board *> all = {&backup_};
     for (Board &board : boards_) {
-        board.process = start_process({"agent", "--slot", std::to_string(board.slot), "--folder",
-                                       board.folder.string(), "--port", std::to_string(endpoint_.port()), "--run",
-                                       std::to_string(run_), "--parent", std::to_string(getpid())});
+        all.push_back(&board);
+    }
+    return all;
+}
+
+Board *Manager::board(std::uint32_t slot) {
+    const auto found = std::ranges::find(boards_, slot, &Board::slot);
+    return found != boards_.end() ? &*found : nullptr;
+}
+
+void Manager::start(Board &board) {
+    std::vector<std::string> arguments = {"agent",
+                                          "--slot",
+                                          std::to_string(board.slot),
+                                          "--folder",
+                                          board.folder.string(),
+                                          "--run-folder",
+                                          run_folder_.string(),
+                                          "--port",
+                                          std::to_string(endpoint_.port()),
+                                          "--run",
+                                          std::to_string(run_),
+                                          "--parent",
+                                          std::to_string(getpid())};
+    if (&board == &backup_) {
+        arguments.push_back("--backup");
+    }
+    board.process = start_process(arguments);
+}
+
+void Manager::start_agents() {
+    for (Board *board : processes()) {
+        start(*board);
     }
 }
 
 Leftovers Manager::stop() {
     std::vector<pid_t> running;
-    for (Board &board : boards_) {
-        if (board.process != 0) {
-            running.push_back(std::exchange(board.process, 0));
+    for (Board *board : processes()) {
+        if (board->process != 0) {
+            running.push_back(std::exchange(board->process, 0));
         }
     }
     stop_processes(running, kStopPatience);
     Leftovers left;
-    for (Board &board : boards_) {
+    for (Board *board : processes()) {
         // An agent that ended as it should has removed its queue; a killed one has not.
-        if (board.queue < 0) {
-            board.queue = msgget(queue_key(board.folder, board.slot), 0);
+        if (board->queue < 0) {
+            board->queue = msgget(queue_key(board->folder, board->slot), 0);
         }
-        ORVA_QueueDelete(board.queue);
-        left.queues += queue_exists(board.queue) ? 1U : 0U;
+        ORVA_QueueDelete(board->queue);
+        left.queues += queue_exists(board->queue) ? 1U : 0U;
     }
     for (const pid_t process : running) {
         left.processes += kill(process, 0) == 0 ? 1U : 0U;
@@ -128,15 +170,24 @@ Leftovers Manager::stop() {
 }
 
 bool Manager::any_starting() const {
-    return count(BoardState::kStarting) != 0;
+    return count(BoardState::kStarting) != 0 || backup_.state == BoardState::kStarting;
 }
 
 std::uint32_t Manager::count(BoardState state) const {
     return static_cast<std::uint32_t>(std::ranges::count(boards_, state, &Board::state));
 }
 
+void Manager::watch(int descriptor, std::function<void()> serve) {
+    watched_.push_back({descriptor, std::move(serve)});
+}
+
 void Manager::wait(Clock::time_point deadline, const std::function<bool()> &done) {
-    std::array<pollfd, 2> sources = {{{endpoint_.descriptor(), POLLIN, 0}, {signals_.get(), POLLIN, 0}}};
+    std::vector<pollfd> sources = {{endpoint_.descriptor(), POLLIN, 0}, {signals_.get(), POLLIN, 0}};
+    const std::size_t own = sources.size();
+    for (const Watched &watched : watched_) {
+        // While one of them is served, poll leaves them out.
+        sources.push_back({serving_ ? -1 : watched.descriptor, POLLIN, 0});
+    }
     while (!done()) {
         const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now());
         if (left.count() <= 0) {
@@ -147,7 +198,31 @@ void Manager::wait(Clock::time_point deadline, const std::function<bool()> &done
         }
         serve_signals();
         serve_socket();
+        serve_watched(std::span<const pollfd>(sources).subspan(own));
     }
+}
+
+void Manager::serve_watched(std::span<const pollfd> sources) {
+    for (std::size_t i = 0; i < sources.size(); ++i) {
+        if (sources[i].revents != 0) {
+            serving_ = true;
+            watched_[i].serve();
+            serving_ = false;
+        }
+    }
+}
+
+int Manager::run_command(const std::vector<std::string> &arguments) {
+    const pid_t child = start_process(arguments);
+    std::optional<int> status;
+    wait(Clock::now() + kCommandPatience, [&] {
+        status = exit_status(child);
+        return status.has_value();
+    });
+    if (!status) {
+        stop_processes(std::array{child}, kStopPatience);
+    }
+    return status.value_or(-1);
 }
 
 void Manager::serve_signals() {
@@ -161,10 +236,10 @@ void Manager::serve_signals() {
 
 // One SIGCHLD may stand for several children.
 void Manager::note_ended_agents() {
-    for (Board &board : boards_) {
-        if (board.process != 0 && has_ended(board.process)) {
-            board.process = 0;
-            lose(board);
+    for (Board *board : processes()) {
+        if (board->process != 0 && exit_status(board->process)) {
+            board->process = 0;
+            lose(*board);
         }
     }
 }
@@ -187,6 +262,7 @@ void Manager::serve_socket() {
 }
 
 void Manager::handle(std::span<const std::uint8_t> datagram, const sockaddr_in &from) {
+    ORVA_DEBUG_OutUdpPacket("from a board", datagram.data(), static_cast<std::uint32_t>(datagram.size()));
     const auto packet = parse_packet(datagram, run_);
     const MessageType *type = packet ? find_type(packet->net_fn, packet->command) : nullptr;
     if (type == nullptr || packet->frame.size() < kPrefixBytes + type->min_body_bytes ||
@@ -207,8 +283,8 @@ void Manager::register_board(const Frame &frame, const sockaddr_in &from) {
     if (ORVA_AGENT_CheckReqMsgValidity(kMainSlot, frame.header_words()) != ORVA_OK) {
         return;
     }
-    const auto board = std::ranges::find(boards_, header.source_slot, &Board::slot);
-    if (board == boards_.end() || board->state == BoardState::kLost) {
+    Board *board = header.source_slot == kMainSlot ? &backup_ : this->board(header.source_slot);
+    if (board == nullptr || board->state == BoardState::kLost) {
         return;
     }
     if (board->state == BoardState::kStarting) {
@@ -223,12 +299,13 @@ void Manager::register_board(const Frame &frame, const sockaddr_in &from) {
 }
 
 void Manager::take_reply(const Frame &frame, const sockaddr_in &from) {
-    if (ORVA_AGENT_CheckAckMsgValidity(kMainSlot, frame.header_words()) != ORVA_OK) {
+    const bool headed = frame.type->headed;
+    if (headed && ORVA_AGENT_CheckAckMsgValidity(kMainSlot, frame.header_words()) != ORVA_OK) {
         return;
     }
     const auto request = std::ranges::find_if(waiting_, [&](const Request *waiting) {
         return waiting->frame.sequence() == frame.sequence() && waiting->board->peer.sin_port == from.sin_port &&
-               waiting->board->slot == frame.header().source_slot;
+               (!headed || waiting->board->slot == frame.header().source_slot);
     });
     if (request != waiting_.end() && !(*request)->reply) {
         (*request)->reply = frame;
@@ -236,7 +313,10 @@ void Manager::take_reply(const Frame &frame, const sockaddr_in &from) {
 }
 
 void Manager::send(const Board &board, const Frame &frame) const {
-    endpoint_.send_to(board.peer, make_datagram(frame, run_));
+    const auto datagram = make_datagram(frame, run_);
+    const std::string name = "to slot " + std::to_string(board.slot);
+    ORVA_DEBUG_OutUdpPacket(name.c_str(), datagram.data(), static_cast<std::uint32_t>(datagram.size()));
+    endpoint_.send_to(board.peer, datagram);
 }
 
 Frame Manager::request_frame(const Board &board, std::uint8_t net_fn, std::uint16_t command, std::uint32_t word) {

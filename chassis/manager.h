@@ -7,11 +7,16 @@
 #include "messages.h"
 #include "transport.h"
 
+#include "orva_comm.h"
+
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <poll.h>
+#include <span>
+#include <string>
 #include <vector>
 
 namespace chassis {
@@ -53,14 +58,34 @@ public:
     std::vector<Board> &boards() {
         return boards_;
     }
+    Board &backup() {
+        return backup_;
+    }
+    // The board in a slot, or null.
+    Board *board(std::uint32_t slot);
+    const std::filesystem::path &run_folder() const {
+        return run_folder_;
+    }
     bool any_starting() const;
     std::uint32_t count(BoardState state) const;
+
+    // Calls `serve` whenever the descriptor is readable, except while one of these calls is under way.
+    void watch(int descriptor, std::function<void()> serve);
 
     // Serves whatever arrives until `done` or the deadline.
     void wait(Clock::time_point deadline, const std::function<bool()> &done);
 
     // A frame from the main board to the board, with the next sequence number.
     Frame request_frame(const Board &board, std::uint8_t net_fn, std::uint16_t command, std::uint32_t word = 0);
+
+    template <typename Body>
+    Frame request_frame(const Board &board, std::uint8_t net_fn, std::uint16_t command, Body body) {
+        body.header = {ORVA_AGENT_REQUEST, kMainSlot, board.slot, body.header.word};
+        return make_frame(net_fn, command, ++sequence_, body);
+    }
+    std::uint16_t next_sequence() {
+        return ++sequence_;
+    }
 
     // Sends the requests and waits for their replies. A request whose board is lost, or that is not answered in time,
     // stays without one. `repeat`: sent again while there is no reply.
@@ -69,13 +94,19 @@ public:
     // One request, sent once.
     std::optional<Frame> exchange(Board &board, const Frame &frame, std::chrono::milliseconds patience);
 
+    // Runs this program with these arguments, and gives its exit status.
+    int run_command(const std::vector<std::string> &arguments);
+
     // Asks every board that is online for everything; one that answers nothing is lost.
     void poll_boards();
 
 private:
     void serve_socket();
     void serve_signals();
+    void serve_watched(std::span<const pollfd> sources);
     void note_ended_agents();
+    std::vector<Board *> processes();
+    void start(Board &board);
     void lose(Board &board);
     void register_board(const Frame &frame, const sockaddr_in &from);
     void take_reply(const Frame &frame, const sockaddr_in &from);
@@ -88,7 +119,14 @@ private:
     std::uint32_t run_;
     std::uint16_t sequence_ = 0;
     std::vector<Board> boards_;
+    Board backup_; // the backup management process: not a board of the table
     std::vector<Request *> waiting_;
+    struct Watched {
+        int descriptor;
+        std::function<void()> serve;
+    };
+    std::vector<Watched> watched_;
+    bool serving_ = false;
     std::vector<std::uint8_t> buffer_;
 };
 

@@ -60,53 +60,111 @@ void heart_beat_to_net(std::uint8_t *frame) {
     }
 }
 
-void statistics_words(std::uint8_t *frame) {
-    for (std::size_t offset = sizeof(Header); offset < sizeof(StatisticsBody); offset += sizeof(std::uint32_t)) {
-        swap_word(frame + kPrefixBytes, offset);
+// The chassis's own messages: the header as everywhere, and behind it so many words.
+template <std::size_t kWords>
+void swap_words(std::uint8_t *frame) {
+    for (std::size_t i = 0; i < kWords; ++i) {
+        swap_word(frame + kPrefixBytes, sizeof(Header) + i * sizeof(std::uint32_t));
     }
 }
 
-void statistics_to_net(std::uint8_t *frame) {
+template <std::size_t kWords>
+void words_to_net(std::uint8_t *frame) {
     body_converter<ORVA_AGENT_ChgReqMsgToNet>(frame);
-    statistics_words(frame);
+    swap_words<kWords>(frame);
 }
 
-void statistics_to_host(std::uint8_t *frame) {
+template <std::size_t kWords>
+void words_to_host(std::uint8_t *frame) {
     body_converter<ORVA_AGENT_ChgReqMsgToHost>(frame);
-    statistics_words(frame);
+    swap_words<kWords>(frame);
 }
 
-constexpr std::uint32_t kRequestBytes = sizeof(RequestBody);
+void swap_sensor_list(std::uint8_t *frame) {
+    swap_word(frame + kPrefixBytes, offsetof(SensorListBody, count));
+    for (std::size_t i = 0; i < ORVA_SIMULATE_SENSORS; ++i) {
+        const std::size_t at = offsetof(SensorListBody, sensors) + i * sizeof(ListedSensor);
+        swap_word(frame + kPrefixBytes, at + offsetof(ListedSensor, mask));
+        swap_word(frame + kPrefixBytes, at + offsetof(ListedSensor, value));
+    }
+}
+
+void sensor_list_to_net(std::uint8_t *frame) {
+    body_converter<ORVA_AGENT_ChgReqMsgToNet>(frame);
+    swap_sensor_list(frame);
+}
+
+void sensor_list_to_host(std::uint8_t *frame) {
+    body_converter<ORVA_AGENT_ChgReqMsgToHost>(frame);
+    swap_sensor_list(frame);
+}
+
 constexpr std::uint32_t kReadingsBytes = offsetof(TemperatureBody, readings);
-constexpr auto kRequestToHost = body_converter<ORVA_AGENT_ChgReqMsgToHost>;
-constexpr auto kRequestToNet = body_converter<ORVA_AGENT_ChgReqMsgToNet>;
+
+using FrameConverter = void (*)(std::uint8_t *frame);
+
+template <typename Body>
+constexpr MessageType whole(std::uint8_t net_fn, std::uint16_t command, const char *name, FrameConverter to_host,
+                            FrameConverter to_net) {
+    return {net_fn, command, name, sizeof(Body), sizeof(Body), true, to_host, to_net};
+}
+
+constexpr MessageType plain(std::uint8_t net_fn, std::uint16_t command, const char *name) {
+    return whole<RequestBody>(net_fn, command, name, body_converter<ORVA_AGENT_ChgReqMsgToHost>,
+                              body_converter<ORVA_AGENT_ChgReqMsgToNet>);
+}
+
+template <typename Body, std::size_t kWords>
+constexpr MessageType words(std::uint8_t net_fn, std::uint16_t command, const char *name) {
+    return whole<Body>(net_fn, command, name, words_to_host<kWords>, words_to_net<kWords>);
+}
+
+constexpr MessageType stub_list(std::uint8_t net_fn, std::uint16_t command, const char *name) {
+    return {net_fn,
+            command,
+            name,
+            sizeof(SimulateBody),
+            sizeof(SimulateBody),
+            false,
+            body_converter<ORVA_AGENT_ChgSimulateMsgToHost>,
+            frame_converter<ORVA_AGENT_ChgSimulateMsgToNet>};
+}
 
 constexpr std::array kTypes = {
-    MessageType{kNetFnAgent, kCmdAddress, "address registration", sizeof(AddressBody), sizeof(AddressBody),
-                body_converter<ORVA_AGENT_ChgAddrRegMsgToHost>, address_to_net},
-    MessageType{kNetFnAgentReply, kCmdAddress, "address acknowledgement", sizeof(AddressBody), sizeof(AddressBody),
-                address_to_host, frame_converter<ORVA_AGENT_ChgAddrAckMsgToNet>},
-    MessageType{kNetFnAgent, kCmdTemperature, "temperature request", kRequestBytes, kRequestBytes, kRequestToHost,
-                kRequestToNet},
-    MessageType{kNetFnAgentReply, kCmdTemperature, "temperatures", sizeof(TemperatureBody), kReadingsBytes,
+    whole<AddressBody>(kNetFnAgent, kCmdAddress, "address registration",
+                       body_converter<ORVA_AGENT_ChgAddrRegMsgToHost>, address_to_net),
+    whole<AddressBody>(kNetFnAgentReply, kCmdAddress, "address acknowledgement", address_to_host,
+                       frame_converter<ORVA_AGENT_ChgAddrAckMsgToNet>),
+    plain(kNetFnAgent, kCmdTemperature, "temperature request"),
+    MessageType{kNetFnAgentReply, kCmdTemperature, "temperatures", sizeof(TemperatureBody), kReadingsBytes, true,
                 body_converter<ORVA_AGENT_ChgTempInfoMsgToHost>, frame_converter<ORVA_AGENT_ChgTempInfoMsgToNet>},
-    MessageType{kNetFnAgent, kCmdVoltage, "voltage request", kRequestBytes, kRequestBytes, kRequestToHost,
-                kRequestToNet},
-    MessageType{kNetFnAgentReply, kCmdVoltage, "voltages", sizeof(VoltageBody), kReadingsBytes,
+    plain(kNetFnAgent, kCmdVoltage, "voltage request"),
+    MessageType{kNetFnAgentReply, kCmdVoltage, "voltages", sizeof(VoltageBody), kReadingsBytes, true,
                 body_converter<ORVA_AGENT_ChgVltInfoMsgToHost>, frame_converter<ORVA_AGENT_ChgVltInfoMsgToNet>},
-    MessageType{kNetFnAgent, kCmdHeartBeat, "heartbeat request", sizeof(HeartBeatBody), sizeof(HeartBeatBody),
-                body_converter<ORVA_AGENT_ChgHeartBeatMsgToHost>, heart_beat_to_net},
-    MessageType{kNetFnAgentReply, kCmdHeartBeat, "heartbeat", sizeof(HeartBeatBody), sizeof(HeartBeatBody),
-                body_converter<ORVA_AGENT_ChgHeartBeatMsgToHost>, heart_beat_to_net},
-    MessageType{kNetFnAgentReply, kCmdResult, "result", kRequestBytes, kRequestBytes, kRequestToHost, kRequestToNet},
-    MessageType{kNetFnChassis, kCmdAdvanceClock, "clock advance", kRequestBytes, kRequestBytes, kRequestToHost,
-                kRequestToNet},
-    MessageType{kNetFnChassis, kCmdPrintDiag, "diagnostic dump", kRequestBytes, kRequestBytes, kRequestToHost,
-                kRequestToNet},
-    MessageType{kNetFnChassis, kCmdStatistics, "statistics request", kRequestBytes, kRequestBytes, kRequestToHost,
-                kRequestToNet},
-    MessageType{kNetFnChassisReply, kCmdStatistics, "statistics", sizeof(StatisticsBody), sizeof(StatisticsBody),
-                statistics_to_host, statistics_to_net},
+    whole<HeartBeatBody>(kNetFnAgent, kCmdHeartBeat, "heartbeat request",
+                         body_converter<ORVA_AGENT_ChgHeartBeatMsgToHost>, heart_beat_to_net),
+    whole<HeartBeatBody>(kNetFnAgentReply, kCmdHeartBeat, "heartbeat",
+                         body_converter<ORVA_AGENT_ChgHeartBeatMsgToHost>, heart_beat_to_net),
+    stub_list(kNetFnAgent, kCmdSimulate, "stub list"),
+    whole<AddressBody>(kNetFnAgent, kCmdSwitchOver, "switch-over", body_converter<ORVA_AGENT_ChgSwitchOverMsgToHost>,
+                       frame_converter<ORVA_AGENT_ChgSwitchOverMsgToNet>),
+    plain(kNetFnAgentReply, kCmdResult, "result"),
+    plain(kNetFnChassis, kCmdAdvanceClock, "clock advance"),
+    plain(kNetFnChassis, kCmdPrintDiag, "diagnostic dump"),
+    plain(kNetFnChassis, kCmdStatistics, "statistics request"),
+    words<StatisticsBody, 4>(kNetFnChassisReply, kCmdStatistics, "statistics"),
+    plain(kNetFnChassis, kCmdStubList, "stub list request"),
+    stub_list(kNetFnChassisReply, kCmdStubList, "stub list of the board"),
+    words<SetSensorBody, 8>(kNetFnChassis, kCmdSetSensor, "simulated sensor"),
+    plain(kNetFnChassis, kCmdSensorList, "sensor list request"),
+    whole<SensorListBody>(kNetFnChassisReply, kCmdSensorList, "sensor list", sensor_list_to_host, sensor_list_to_net),
+    words<OnlineBody, 0>(kNetFnChassis, kCmdSetOnline, "online pairs"),
+    plain(kNetFnChassis, kCmdOnlineList, "online pairs request"),
+    words<OnlineBody, 0>(kNetFnChassisReply, kCmdOnlineList, "online pairs of the board"),
+    words<DebugLogBody, 3>(kNetFnChassis, kCmdDebugLog, "log switch"),
+    words<DebugPacketBody, 4>(kNetFnChassis, kCmdDebugPacket, "packet switch"),
+    words<SyncBody, 2>(kNetFnChassis, kCmdSync, "sync block"),
+    words<SyncReportBody, 2>(kNetFnChassisReply, kCmdSync, "sync report"),
 };
 static_assert(std::ranges::all_of(kTypes, [](const MessageType &type) {
     return type.min_body_bytes >= sizeof(Header) && type.min_body_bytes <= type.body_bytes &&

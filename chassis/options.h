@@ -7,6 +7,7 @@
 #include <string>
 #include <sys/types.h>
 #include <variant>
+#include <vector>
 
 namespace chassis {
 
@@ -20,13 +21,21 @@ struct RunOptions {
     std::uint32_t kill_agent = 0; // 0: none
 };
 
-// What a management process hands to an agent that it starts.
+// What a management process hands to an agent, or to its backup, that it starts.
 struct AgentOptions {
+    bool backup = false;
     std::uint32_t slot = 0;
+    std::string run_folder;
     std::string folder;
     std::uint16_t port = 0; // of the management process, on loopback
     std::uint32_t run = 0;
     pid_t parent = 0;
+};
+
+// A tester's or an operator's command to a chassis that runs.
+struct CommandOptions {
+    std::string run_dir; // empty: the one that runs
+    std::vector<std::string> words;
 };
 
 // The program ends at once with this status, after what it had to say was said.
@@ -34,7 +43,7 @@ struct ExitNow {
     int status = 0;
 };
 
-using Options = std::variant<RunOptions, AgentOptions, ExitNow>;
+using Options = std::variant<RunOptions, AgentOptions, CommandOptions, ExitNow>;
 
 Options read_options(int argc, char **argv);
 

@@ -47,8 +47,12 @@ pid_t start_process(const std::vector<std::string> &arguments) {
     return child;
 }
 
-bool has_ended(pid_t child) {
-    return waitpid(child, nullptr, WNOHANG) != 0;
+std::optional<int> exit_status(pid_t child) {
+    int status = 0;
+    if (waitpid(child, &status, WNOHANG) == 0) {
+        return std::nullopt;
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
 void stop_processes(std::span<const pid_t> children, std::chrono::milliseconds patience) {
@@ -57,10 +61,10 @@ void stop_processes(std::span<const pid_t> children, std::chrono::milliseconds p
         kill(child, SIGTERM);
     }
     const auto deadline = std::chrono::steady_clock::now() + patience;
-    std::erase_if(left, has_ended);
+    std::erase_if(left, exit_status);
     while (!left.empty() && std::chrono::steady_clock::now() < deadline) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        std::erase_if(left, has_ended);
+        std::erase_if(left, exit_status);
     }
     for (const pid_t child : left) {
         kill(child, SIGKILL);

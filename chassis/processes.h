@@ -4,6 +4,7 @@
 #define CHASSIS_PROCESSES_H
 
 #include <chrono>
+#include <optional>
 #include <span>
 #include <string>
 #include <sys/types.h>
@@ -14,8 +15,9 @@ namespace chassis {
 // Starts this program again with these arguments. The process is told to stop when this one ends, however it ends.
 pid_t start_process(const std::vector<std::string> &arguments);
 
-// Whether a child has ended; it is then reaped and must not be named again.
-bool has_ended(pid_t child);
+// The exit status of a child that has ended, 128 plus the number of the signal that ended it. It is then reaped and
+// must not be named again.
+std::optional<int> exit_status(pid_t child);
 
 // Tells the children to stop, kills those that do not within `patience`, and reaps them all.
 void stop_processes(std::span<const pid_t> children, std::chrono::milliseconds patience);

@@ -35,4 +35,9 @@ std::string hex_code(std::uint32_t code) {
     return text.data();
 }
 
+std::string address_text(std::uint32_t address) {
+    return std::to_string(address >> 24) + "." + std::to_string(address >> 16 & 0xFF) + "." +
+           std::to_string(address >> 8 & 0xFF) + "." + std::to_string(address & 0xFF);
+}
+
 } // namespace chassis

@@ -38,6 +38,9 @@ private:
 // "0x01DA0006"
 std::string hex_code(std::uint32_t code);
 
+// "172.16.3.250", of an address in host order.
+std::string address_text(std::uint32_t address);
+
 } // namespace chassis
 
 #endif

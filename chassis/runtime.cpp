@@ -6,11 +6,14 @@
 #include "miro_host.h"
 #include "orva_comm.h"
 #include "orva_drvadp_comm.h"
+#include "orva_imlib.h"
 #include "tova_host.h"
 
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <cstdlib>
+#include <dlfcn.h>
 #include <stdexcept>
 #include <sys/signalfd.h>
 #include <system_error>
@@ -18,6 +21,9 @@
 namespace chassis {
 
 namespace {
+
+constexpr const char *kInterfaceManager = "libim_agent.so";
+constexpr std::array kOptionalLibraries = {kInterfaceManager};
 
 void direct_logs(const std::string &process_name) {
     TovaHostConfig config{};
@@ -57,6 +63,12 @@ int next_signal(const Descriptor &signals) {
     return count == sizeof info ? static_cast<int>(info.ssi_signo) : 0;
 }
 
+void load_optional_libraries() {
+    for (const char *name : kOptionalLibraries) {
+        dlopen(name, RTLD_LAZY); // stays open
+    }
+}
+
 void start_runtime(const std::filesystem::path &folder, const std::string &process_name) {
     std::filesystem::current_path(folder);
     direct_logs(process_name);
@@ -72,6 +84,8 @@ void start_runtime(const std::filesystem::path &folder, const std::string &proce
     ORVA_DRVADP_GetChassisIdFromEnv(&chassis_id);
     ORVA_DRVADP_SetSelfChassisVar(chassis_id);
     ORVA_DRVADP_GetSelfSlotVar();
+    setenv("ORVA_HOST_IM_LOG", interface_manager_log(folder).c_str(), 1);
+    ORVA_SetImlibIpConfigInPnf(kInterfaceManager, 0, process_name.c_str(), 0);
 }
 
 std::uint64_t uptime_ms() {

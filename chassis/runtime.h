@@ -18,6 +18,10 @@ Descriptor take_signals(std::initializer_list<int> signals);
 // The next waiting signal, or 0.
 int next_signal(const Descriptor &signals);
 
+// Loads the libraries that are opened at run time by their bare names, so that they are found whatever is mounted
+// later. One that is missing is left to the library, which goes on without it.
+void load_optional_libraries();
+
 // Moves into the board's folder and makes it this process's board. Once per process, before it has other threads.
 void start_runtime(const std::filesystem::path &folder, const std::string &process_name);
 

@@ -1,9 +1,11 @@
 #include "scenario.h"
 
-#include "board_folder.h"
+#include "backup_step.h"
 #include "flood.h"
 #include "runtime.h"
+#include "switch_over_step.h"
 #include "table.h"
+#include "tester_step.h"
 
 #include "orva_comm.h"
 
@@ -31,11 +33,6 @@ bool never() {
 Board *first_online(Manager &manager) {
     const auto board = std::ranges::find(manager.boards(), BoardState::kOnline, &Board::state);
     return board != manager.boards().end() ? &*board : nullptr;
-}
-
-std::string address_text(std::uint32_t address) {
-    return std::to_string(address >> 24) + "." + std::to_string(address >> 16 & 0xFF) + "." +
-           std::to_string(address >> 8 & 0xFF) + "." + std::to_string(address & 0xFF);
 }
 
 void power_on(Manager &manager, Report &report) {
@@ -121,6 +118,9 @@ void run_scenario(Manager &manager, Report &report, const RunOptions &options) {
     }
     wrong_headers(manager, report);
     flood(manager, first_online(manager), report);
+    keep_in_step(manager, report);
+    operate(manager, first_online(manager), report);
+    switch_over(manager, report);
     keep_polling(manager, report, options);
     report.step("the boards");
     std::cout << table_text(manager.boards()) << std::flush;

@@ -7,7 +7,7 @@ namespace chassis {
 
 namespace {
 
-constexpr const char *kRule = "   ----  ----------  ----------  ----------------  ------\n";
+constexpr const char *kRule = "   ----  ----------  ----------  ----------------  -------\n";
 
 struct Row {
     std::string slot;
@@ -22,6 +22,24 @@ void append(std::string &text, const Row &row) {
     const int length = std::snprintf(line.data(), line.size(), "   %4s  %-10s  %-10s  %16s  %s\n", row.slot.c_str(),
                                      row.type.c_str(), row.sensor.c_str(), row.value.c_str(), row.state.c_str());
     text.append(line.data(), static_cast<std::size_t>(length));
+}
+
+// An override is marked, with what the hardware says beside it.
+std::string state_text(const Measured &measured) {
+    const std::string state = state_name(measured.state);
+    if (measured.source == Source::kHardware) {
+        return state;
+    }
+    return state + (measured.source == Source::kStub ? "  * stub" : "  * simulated") + ", hardware says " +
+           value_text(measured.sensor->kind, measured.hardware);
+}
+
+std::string heart_beat_state(const Board &board) {
+    if (board.answers == 0) {
+        return "none";
+    }
+    return std::string(board.online ? "normal" : "offline") +
+           (board.online_pair ? "  * online pair, hardware says online" : "");
 }
 
 std::string type_text(std::uint32_t type) {
@@ -39,11 +57,11 @@ void append_board(std::string &text, const Board &board) {
     }
     for (const Measured &measured : board.measured) {
         append(text, {slot, type, measured.sensor->name, value_text(measured.sensor->kind, measured.value),
-                      state_name(measured.state)});
+                      state_text(measured)});
     }
     append(text, {slot, type, "heartbeat",
                   "beat " + std::to_string(board.beat) + ", up " + std::to_string(board.uptime_seconds) + " s",
-                  board.answers != 0 ? "normal" : "none"});
+                  heart_beat_state(board)});
 }
 
 } // namespace

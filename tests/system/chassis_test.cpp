@@ -200,8 +200,11 @@ TEST_F(Chassis, Run_ShowsOneTableOfEveryBoardAndSensor) {
     for (const char *slot : {"1", "2", "3"}) {
         EXPECT_EQ(lines_that_begin(result.output, std::string("      ") + slot + "  0x1"), 7U) << result.output;
     }
-    for (const char *sensor : {"inlet", "outlet", "processor", "12V", "3V3", "1V0", "heartbeat"}) {
-        EXPECT_EQ(count_of(result.output, sensor), sensor == std::string("heartbeat") ? 4U : 3U) << sensor;
+    for (const char *row : {"1  0x18001     ", "2  0x18004     ", "3  0x18010     "}) {
+        for (const char *sensor : {"inlet", "outlet", "processor", "12V", "3V3", "1V0", "heartbeat"}) {
+            EXPECT_EQ(lines_that_begin(result.output, std::string("      ") + row + sensor + " "), 1U)
+                << row << sensor << result.output;
+        }
     }
 }
 
@@ -303,6 +306,197 @@ TEST_F(Chassis, KilledManager_LeavesNeitherAgentNorQueue) {
     expect_nothing_left(3);
 }
 
+TEST_F(Chassis, Backup_IsInStepAndNamesWhatItDoesNotStore) {
+    const auto result = run({"--boards", "1", "--seconds", "0"});
+    EXPECT_EQ(result.status, 0) << result.output;
+    for (const char *line : {
+             "[seen]   temperature record, 138 bytes, 24 members stored: in step\n",
+             "[seen]   voltage record, 128 bytes, 19 members stored: in step; not stored by design: extra1 extra2 "
+             "extra3\n",
+             "[seen]   FMEA record, 41 bytes, 5 members stored: in step\n",
+             "[seen]   power supply record, 26 bytes, 2 members stored: in step\n",
+             "[seen]   board record, 59 bytes, 4 members stored: in step\n",
+             "[seen]   power record, 31 bytes, 3 members stored: in step\n",
+             "[seen]   model control record, 182 bytes, 17 members stored: in step; not stored by design: "
+             "ctlByte14\n",
+             "[seen]   a block without its last byte is refused with 0xC0000005\n",
+         }) {
+        EXPECT_NE(result.output.find(line), std::string::npos) << line << result.output;
+    }
+}
+
+TEST_F(Chassis, SwitchOver_ReachesTheInterfaceManagersAndNotTheMachine) {
+    const bool had_folder = std::filesystem::exists("/opt/keldv8");
+    const auto result = run({"--boards", "2", "--seconds", "0"});
+    EXPECT_EQ(result.status, 0) << result.output;
+    EXPECT_EQ(std::filesystem::exists("/opt/keldv8"), had_folder);
+    if (result.output.find("[SKIPPED] the boards have no private mount") != std::string::npos) {
+        GTEST_SKIP() << "SKIPPED LOUDLY: " << read_file(run_dir() + "/slot01/private_mount_refused");
+    }
+    for (const char *slot : {"slot01", "slot02"}) {
+        const std::string folder = run_dir() + "/" + slot;
+        EXPECT_EQ(read_file(folder + "/private/opt/keldv8/tmp/mmb_ip"), "172.16.0.251\n");
+        const std::string log = read_file(folder + "/log/interface_manager.log");
+        EXPECT_EQ(count_of(log, " old=0.0.0.0 new=172.16.0.250\n"), 1U) << log;
+        EXPECT_EQ(count_of(log, " old=172.16.0.250 new=172.16.0.251\n"), 1U) << log;
+    }
+}
+
+// In a user namespace that allows no further one, the kernel refuses the boards their mounts.
+TEST_F(Chassis, SwitchOver_IsSkippedLoudlyWhereTheKernelRefusesTheMounts) {
+    const std::string command = "echo 0 > /proc/sys/user/max_mnt_namespaces && echo 0 > "
+                                "/proc/sys/user/max_user_namespaces && exec " +
+                                kProgram + " --boards 1 --seconds 0 --run-dir " + run_dir();
+    const auto result = orva_test::run_program({"unshare", "--user", "--map-root-user", "sh", "-c", command});
+    if (result.output.find("== power-on") == std::string::npos) {
+        GTEST_SKIP() << "SKIPPED LOUDLY: no user namespace with limits here: " << result.output;
+    }
+    EXPECT_EQ(result.status, 0) << result.output;
+    EXPECT_NE(
+        result.output.find("[SKIPPED] the boards have no private mount of the fixed paths, and the machine's are "
+                           "not touched: a mount namespace is refused: "),
+        std::string::npos)
+        << result.output;
+}
+
+class RunningChassis : public Chassis {
+protected:
+    RunningChassis() : chassis_(scratch_.file("output"), arguments({"--boards", "2", "--seconds", "60"})) {}
+
+    void SetUp() override {
+        ASSERT_TRUE(chassis_.shows("== rounds of requests")) << chassis_.output();
+    }
+
+    void TearDown() override {
+        chassis_.signal(SIGTERM);
+        EXPECT_EQ(chassis_.wait(), 128 + SIGTERM) << chassis_.output();
+        expect_nothing_left(2);
+    }
+
+    orva_test::ProgramResult command(const std::vector<std::string> &words) const {
+        std::vector<std::string> line = {kProgram, "--run-dir", run_dir()};
+        line.insert(line.end(), words.begin(), words.end());
+        return orva_test::run_program(line);
+    }
+
+    void expect(const std::vector<std::string> &words, const std::string &output) const {
+        const auto result = command(words);
+        EXPECT_EQ(result.status, 0) << result.output;
+        EXPECT_EQ(result.output, output);
+    }
+
+    std::string interface_manager_log(const std::string &folder) const {
+        return read_file(run_dir() + "/" + folder + "/log/interface_manager.log");
+    }
+
+    BackgroundRun chassis_;
+};
+
+TEST_F(RunningChassis, Stub_OverridesAReadingUntilItIsCleared) {
+    expect({"stub", "set", "2", "voltValue", "-5"}, "slot 2: stubs set: 1\n");
+    expect({"stub", "set", "2", "2_3_pwrOutVolt", "3FF"}, "slot 2: stubs set: 2\n");
+    expect({"stub", "set", "2", "voltValue", "3000"}, "slot 2: stubs set: 2\n");
+    expect({"stub", "list", "2"}, "stub voltValue (type 78) = 3000\nstub 2_3_pwrOutVolt (type 155) = 1023\n");
+    const std::string table = command({"table"}).output;
+    EXPECT_NE(table.find("      2  0x18004     3V3                  3.000 V  low  * stub, hardware says 3."),
+              std::string::npos)
+        << table;
+    EXPECT_NE(table.find("      2  0x18004     1V0                  1.023 V  normal  * stub, hardware says "),
+              std::string::npos)
+        << table;
+    expect({"stub", "clear", "2", "voltValue"}, "slot 2: stubs set: 1\n");
+    expect({"stub", "clear", "2"}, "slot 2: stubs set: 0\n");
+    expect({"stub", "list", "2"}, "none\n");
+    EXPECT_EQ(count_of(command({"table"}).output, "* stub"), 1U) << "the run's own, in slot 1";
+}
+
+TEST_F(RunningChassis, Stub_TakesThirtyTwoAndNoMore) {
+    for (int i = 0; i < 32; ++i) {
+        expect({"stub", "set", "2", "2_" + std::to_string(i) + "_pmSwitch", "1"},
+               "slot 2: stubs set: " + std::to_string(i + 1) + "\n");
+    }
+    const auto result = command({"stub", "set", "2", "pmSwitch", "1"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.output, "orva-chassis: the board has 32 stubs already\n");
+}
+
+TEST_F(RunningChassis, Sensor_IsSimulatedUntilItIsCleared) {
+    expect({"sensor", "set", "2", "inlet", "100"}, "slot 2: sensor inlet reads 10.0 C\n");
+    expect({"sensor", "set", "2", "inlet", "500"}, "slot 2: sensor inlet reads 50.0 C\n");
+    expect({"sensor", "set", "2", "12V", "11000"}, "slot 2: sensor 12V reads 11.000 V\n");
+    expect({"sensor", "list", "2"}, "sensor inlet = 500\nsensor 12V = 11000\n");
+    const std::string table = command({"table"}).output;
+    EXPECT_NE(table.find("      2  0x18004     inlet                 50.0 C  high  * simulated, hardware says 2"),
+              std::string::npos)
+        << table;
+    expect({"sensor", "clear", "2", "12V"}, "slot 2: sensor 12V reads the hardware\n");
+    expect({"sensor", "clear", "2"}, "slot 2: sensor inlet reads the hardware\n");
+    expect({"sensor", "list", "2"}, "none\n");
+    EXPECT_EQ(command({"sensor", "clear", "2", "12V"}).output, "orva-chassis: slot 2 refuses with 0x00890008\n");
+}
+
+TEST_F(RunningChassis, Online_PairsDecideWhatTheBoardSaysOfItself) {
+    expect({"online", "set", "2", "7", "1"}, "slot 2: online pairs set: 1\n");
+    expect({"online", "set", "2", "2", "0"}, "slot 2: online pairs set: 2\n");
+    expect({"online", "list", "2"}, "board 7 online\nboard 2 offline\n");
+    EXPECT_NE(command({"table"}).output.find("  offline  * online pair, hardware says online\n"), std::string::npos);
+    expect({"online", "clear", "2", "2"}, "slot 2: online pairs set: 1\n");
+    expect({"online", "clear", "2"}, "slot 2: online pairs set: 0\n");
+    EXPECT_EQ(count_of(command({"table"}).output, "offline"), 0U);
+}
+
+TEST_F(RunningChassis, Debug_SwitchesReachTheProcessThatIsNamed) {
+    expect({"debug", "packet", "on", "2", "udp", "0x30", "3"}, "slot 2: packet switch on for udp\n");
+    expect({"debug", "packet", "on", "0", "udp"}, "slot 0: packet switch on for udp\n");
+    EXPECT_EQ(command({"table"}).status, 0);
+    expect({"debug", "packet", "off", "2", "udp"}, "slot 2: packet switch off for udp\n");
+    expect({"debug", "packet", "off", "0", "udp"}, "slot 0: packet switch off for udp\n");
+    const std::string board = interface_manager_log("slot02");
+    EXPECT_GT(count_of(board, ":1] from the main board: "), 0U);
+    EXPECT_EQ(count_of(board, ":1] to the main board: "), 0U) << "only voltage requests were asked for";
+    const std::string main = interface_manager_log("slot00");
+    EXPECT_GT(count_of(main, ":1] to slot 1: "), 0U);
+    EXPECT_GT(count_of(main, ":1] from a board: "), 0U);
+    expect({"debug", "log", "on", "2", "0x3", "4"}, "slot 2: log switch on for modules 0x00000003\n");
+    expect({"debug", "log", "off", "2", "0"}, "slot 2: log switch off for modules 0x00000000\n");
+}
+
+TEST_F(RunningChassis, Command_ForABoardThatIsNotThereFails) {
+    const auto result = command({"stub", "list", "3"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.output, "orva-chassis: no board is online in slot 3\n");
+}
+
+TEST_F(Chassis, Command_WithoutAChassisFails) {
+    const auto named = orva_test::run_program({kProgram, "stub", "list", "1", "--run-dir", scratch_.path()});
+    EXPECT_EQ(named.status, 1);
+    EXPECT_EQ(named.output, "orva-chassis: no chassis runs in " + scratch_.path() + "\n");
+    const auto found = orva_test::run_program({kProgram, "stub", "list", "1"}, {"TMPDIR=" + scratch_.path()});
+    EXPECT_EQ(found.status, 1);
+    EXPECT_EQ(found.output, "orva-chassis: no chassis runs; start one, or name its folder with --run-dir\n");
+}
+
+TEST_F(Chassis, Command_FindsTheOneChassisThatRuns) {
+    const std::string temporary = scratch_.file("tmp");
+    std::filesystem::create_directories(temporary);
+    ASSERT_EQ(setenv("TMPDIR", temporary.c_str(), 1), 0);
+    BackgroundRun chassis(scratch_.file("output"), {"--boards", "1", "--seconds", "60"});
+    ASSERT_TRUE(chassis.shows("== rounds of requests")) << chassis.output();
+    const auto one = orva_test::run_program({kProgram, "online", "list", "1"});
+    EXPECT_EQ(one.status, 0) << one.output;
+    EXPECT_EQ(one.output, "none\n");
+    BackgroundRun second(scratch_.file("output2"), {"--boards", "1", "--seconds", "60"});
+    ASSERT_TRUE(second.shows("== rounds of requests")) << second.output();
+    const auto two = orva_test::run_program({kProgram, "online", "list", "1"});
+    EXPECT_EQ(two.status, 1);
+    EXPECT_EQ(two.output, "orva-chassis: several chassis run; name the folder of one with --run-dir\n");
+    for (BackgroundRun *run : {&chassis, &second}) {
+        run->signal(SIGTERM);
+        EXPECT_EQ(run->wait(), 128 + SIGTERM);
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(temporary));
+}
+
 struct BadLine {
     const char *name;
     std::vector<std::string> arguments;
@@ -320,6 +514,16 @@ TEST_F(Chassis, CommandLine_IsRefusedWithAMessageAndTwo) {
         {"an unknown option", {"--frobnicate"}, "--frobnicate"},
         {"an unknown command", {"frobnicate"}, "frobnicate"},
         {"an agent that is not there", {"--boards", "2", "--kill-agent", "3"}, "no board in slot 3"},
+        {"a family without a command", {"stub"}, "subcommand"},
+        {"a stub that does not exist", {"stub", "set", "1", "noSuchStub", "1"}, "there is no stub named noSuchStub"},
+        {"a stub value that is none", {"stub", "set", "1", "caseTemp", "1x"}, "1x is no number"},
+        {"a stub without a value", {"stub", "set", "1", "caseTemp"}, "value"},
+        {"a stub of no board", {"stub", "list", "31"}, "slot"},
+        {"a sensor that does not exist", {"sensor", "set", "1", "exhaust", "1"}, "exhaust"},
+        {"a state that does not exist", {"online", "set", "1", "1", "2"}, "state"},
+        {"a bus that does not exist", {"debug", "packet", "on", "1", "usb"}, "usb"},
+        {"a mask that is no number", {"debug", "log", "on", "1", "all"}, "all is no number"},
+        {"an option of a run", {"table", "--boards", "3"}, "--boards is no option of a command"},
         {"a folder that is a file", {"--run-dir", scratch_.file("file")}, scratch_.file("file")},
         {"a folder that is not empty", {"--run-dir", scratch_.path()}, "is not empty"},
         {"a folder that cannot be made", {"--run-dir", "/proc/no/such"}, "/proc/no/such"},
