@@ -270,35 +270,58 @@ TEST_F(HostMiroTree, UnusableArguments_FindAndInsertNothing) {
     EXPECT_EQ(tree.root, nullptr);
 }
 
+thread_local bool t_pauses = false;
+
+// Pauses in the middle of many lookups, so that others change the tree meanwhile.
+int32_t compare_keys_slowly(const void *a, const void *b) {
+    thread_local unsigned calls = 0;
+    if (t_pauses && ++calls % 13 == 0) {
+        std::this_thread::yield();
+    }
+    return compare_keys(a, b);
+}
+
 TEST_F(HostMiroTree, Readers_FindWhatStaysWhileOthersInsertAndDelete) {
+    tree.compare = compare_keys_slowly;
     std::vector<Item *> stays;
-    for (std::uint32_t key = 0; key < 200; ++key) {
-        stays.push_back(insert(key * 10));
+    for (std::uint32_t key = 0; key < 8; ++key) {
+        stays.push_back(insert(key * 100));
     }
+    // Inserted in order, these turn the tree over again and again.
     std::vector<Item *> moving;
-    for (std::uint32_t key = 0; key < 200; ++key) {
-        moving.push_back(make(key * 10 + 5));
+    for (std::uint32_t key = 1; key < 700; key += 3) {
+        if (key % 100 != 0) {
+            moving.push_back(make(key));
+        }
     }
-    std::atomic<bool> stop{false};
+#ifdef __SANITIZE_THREAD__
+    constexpr int kLookups = 3000; // each step is far slower there
+#else
+    constexpr int kLookups = 15000;
+#endif
+    std::atomic<int> reading{2};
     std::atomic<int> missed{0};
-    std::vector<std::thread> readers;
+    std::vector<std::thread> threads;
     for (unsigned i = 0; i < 2; ++i) {
-        readers.emplace_back([&, i] {
+        threads.emplace_back([&, i] {
+            t_pauses = true;
             std::mt19937 random(i);
-            while (!stop) {
+            for (int lookup = 0; lookup < kLookups; ++lookup) {
                 Item *item = stays[random() % stays.size()];
                 missed += MIRO_AVL_Find(&tree, &item->key) != item ? 1 : 0;
-                // Between two items that stay there is at most one that comes and goes.
                 auto *next = static_cast<Item *>(MIRO_AVL_Next(&item->node));
-                missed += item != stays.back() && (next == nullptr || next->key > item->key + 10) ? 1 : 0;
+                missed += item != stays.back() && (next == nullptr || next->key > item->key + 100) ? 1 : 0;
+                missed += item == stays.back() && next != nullptr ? 1 : 0;
             }
+            --reading;
         });
     }
-    std::thread second_writer([&] {
+    // A writer of another tree, which shares the version.
+    threads.emplace_back([&] {
         MIRO_AVL_TREE own{};
         own.compare = compare_keys;
         Item local[8];
-        for (int round = 0; round < 2000; ++round) {
+        while (reading != 0) {
             for (std::uint32_t i = 0; i < 8; ++i) {
                 local[i].key = i;
                 local[i].node = outside_node(&local[i]);
@@ -309,7 +332,7 @@ TEST_F(HostMiroTree, Readers_FindWhatStaysWhileOthersInsertAndDelete) {
             }
         }
     });
-    for (int round = 0; round < 40; ++round) {
+    while (reading != 0) {
         for (Item *item : moving) {
             missed += MIRO_AVL_Insert_Or_Find(&tree, &item->node) != nullptr ? 1 : 0;
         }
@@ -317,10 +340,8 @@ TEST_F(HostMiroTree, Readers_FindWhatStaysWhileOthersInsertAndDelete) {
             MIRO_AVL_Delete(&tree, &item->node);
         }
     }
-    stop = true;
-    second_writer.join();
-    for (std::thread &reader : readers) {
-        reader.join();
+    for (std::thread &thread : threads) {
+        thread.join();
     }
     EXPECT_EQ(missed, 0);
 }
