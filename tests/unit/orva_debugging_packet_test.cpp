@@ -5,6 +5,7 @@
 #include <numeric>
 #include <vector>
 
+#include "../../src/comm/hex_text.h"
 #include "debug_sink.h"
 #include "orva_comm.h"
 #include "platform_double.h"
@@ -46,6 +47,24 @@ protected:
         ORVA_DEBUG_OutPacket(3, name, bytes.data(), static_cast<std::uint32_t>(bytes.size()));
     }
 };
+
+// ---- Hex text
+
+TEST_F(Packets, HexText_IsThatOfPrintfForEveryByteWithTheBlankOnEitherSide) {
+    const Bytes bytes = counting_bytes(256);
+    std::string after;
+    for (const std::uint8_t byte : bytes) {
+        char cell[8];
+        std::snprintf(cell, sizeof cell, "%02x ", byte);
+        after += cell;
+    }
+    std::string text(256 * orva::kHexCharsPerByte, '#');
+    EXPECT_EQ(orva::write_hex<orva::HexBlank::Before>(text.data(), bytes.data(), 256), text.data() + text.size());
+    EXPECT_EQ(text, hex_of(bytes, 0, 256));
+    EXPECT_EQ(orva::write_hex<orva::HexBlank::After>(text.data(), bytes.data(), 256), text.data() + text.size());
+    EXPECT_EQ(text, after);
+    EXPECT_EQ(orva::write_hex<orva::HexBlank::After>(text.data(), bytes.data(), 0), text.data());
+}
 
 // ---- Numbered dump
 
