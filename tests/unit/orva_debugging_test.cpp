@@ -432,7 +432,7 @@ TEST_F(Debugging, OutLog_WritesNothingWithoutFormatOrSink) {
     platform().slot = 3;
     EXPECT_EQ(ORVA_DEBUG_OutLog(0x10000, "nobody listens"), 0u);
     bind_debug_sink(5);
-    const char *noFormat = nullptr;
+    const char *const noFormat = nullptr;
     EXPECT_EQ(ORVA_DEBUG_OutLog(0x10000, noFormat), 0u);
     EXPECT_EQ(take_logs(), Records{});
 }

@@ -363,7 +363,7 @@ TEST_F(Diag, NeedRestrain_GoesOnWithoutTheFirstText) {
     EXPECT_EQ(ask(102, 5), 0u);
     expect_failures(2, 159);
     EXPECT_EQ(item_of(102, 5)->successNum, 1u);
-    const char *noFormat = nullptr;
+    const char *const noFormat = nullptr;
     EXPECT_EQ(ORVA_DiagMgrNeedRestrain(103, 5, "f", 1, noFormat), 0u);
     expect_failures(3, 159);
 }
@@ -709,7 +709,7 @@ TEST_F(Diag, DIAGLOG_CutsTheTextAt511Characters) {
 TEST_F(Diag, DIAGLOG_FailsOnAnEmptyOrUnformattableText) {
     const std::string nothing;
     EXPECT_EQ(ORVA_DIAGLOG(0, 0, 0, 0, 0, "%s", nothing.c_str()), 1u);
-    const char *noFormat = nullptr;
+    const char *const noFormat = nullptr;
     EXPECT_EQ(ORVA_DIAGLOG(0, 0, 0, 0, 0, noFormat), 1u);
     fail("vsnprintf_s", 1, -1);
     EXPECT_EQ(ORVA_DIAGLOG(0, 0, 0, 0, 0, "text"), 1u);
