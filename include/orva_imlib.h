@@ -75,7 +75,8 @@ ORVA_API void ORVA_SetImlibIpConfigInPnf(const char *libraryPath, uint32_t initP
  * Arguments: as ORVA_SetImlibIpConfigInPnf, without the limit on libraryPath.
  * Returns ORVA_OK; ORVA_FAILED for a null libraryPath, a library that cannot be opened, lacks IM_Agent_Init or
  * IM_Agent_SetMainBoardIP or refuses to initialise, or a process name that is null or too long. Nothing is logged;
- * entries found before the failure stay in the record.
+ * entries found before the failure stay in the record, whose library is closed: they are not called from there, and
+ * ORVA_GetDebugFunc does not hand them out.
  * Thread safety: set-up, or the timer's thread. */
 ORVA_API uint32_t ORVA_InitImlib(const char *libraryPath, uint32_t initParam, const char *processName,
                                  uint32_t switchBlock);
@@ -101,7 +102,7 @@ ORVA_API void ORVA_InitSetProcessInfoFunc(const char *libraryPath);
 /* The agent's handle, 0 while unbound. Thread safety: plain load. */
 ORVA_API uint64_t ORVA_GetImHandle(void);
 
-/* The agent's debug entry, or null. Thread safety: plain load. */
+/* The agent's debug entry; null while the library is not bound, or when it has none. Thread safety: plain load. */
 ORVA_API OrvaImDebugFunc ORVA_GetDebugFunc(void);
 
 /* The process-information entry, or null. Thread safety: plain load. */
@@ -117,14 +118,14 @@ ORVA_API uint32_t ORVA_GetDebugSwitchId(uint32_t switchBit);
 
 /* Hands the active unit's address to the agent when it changed. The new address is stored first, so each change is
  * handed over once.
- * Returns ORVA_OK when nothing changed or no agent is bound; the agent's result; the code of
- * ORVA_GetActMpuIpAddr when there is no address.
+ * Returns ORVA_OK when nothing changed or no agent is bound; the agent's result; the code of ORVA_GetActMpuIpAddr
+ * when there is no address.
  * Thread safety: the timer's thread. */
 ORVA_API uint32_t ORVA_SetMainBoardIpAddr(void);
 
 /* Hands the own address to the agent when it changed. The new address is stored first, so each change is handed over
  * once, also when the agent refuses it.
- * Returns ORVA_OK when nothing changed or the agent has no such entry; the agent's result; the code of
+ * Returns ORVA_OK when nothing changed, no agent is bound or it has no such entry; the agent's result; the code of
  * ORVA_GetLocalIpAddr when there is no address.
  * Thread safety: the timer's thread. */
 ORVA_API uint32_t ORVA_SetLocalIpAddr(void);

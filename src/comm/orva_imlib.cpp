@@ -33,6 +33,39 @@ constexpr std::uint32_t kCodeError = 2;
 
 using InitFunc = std::uint64_t (*)(const OrvaImInitRecord *record);
 
+std::uint64_t agent_handle() {
+    return orva::relaxed_load(&g_OrvaImlib.imHandle);
+}
+
+// The entries of the last attempt, until it succeeds. A failed one leaves them in the record but closes the library,
+// so while no agent is bound they are neither called nor handed out.
+struct UnboundEntries {
+    OrvaImSetIpFunc setMainBoardIp;
+    OrvaImSetIpFunc setLocalIp;
+    OrvaImDebugFunc debug;
+};
+
+UnboundEntries g_unbound;
+
+template <typename Entry>
+void store_entry(Entry *entry, Entry *unbound, void *address) {
+    orva::relaxed_store(unbound, orva::as_entry<Entry>(address));
+    orva::relaxed_store(entry, orva::as_entry<Entry>(address));
+}
+
+// The entry, or null when its library may be closed.
+template <typename Entry>
+Entry usable_entry(const Entry *entry, const Entry *unbound) {
+    const Entry stored = orva::relaxed_load(entry);
+    return agent_handle() == 0 && stored == orva::relaxed_load(unbound) ? nullptr : stored;
+}
+
+void entries_are_bound() {
+    orva::relaxed_store(&g_unbound.setMainBoardIp, nullptr);
+    orva::relaxed_store(&g_unbound.setLocalIp, nullptr);
+    orva::relaxed_store(&g_unbound.debug, nullptr);
+}
+
 // What one loading attempt fills.
 struct AgentBinding {
     OrvaImlib *imlib;
@@ -44,18 +77,16 @@ constexpr orva::LibrarySymbol<AgentBinding> kAgentSymbols[] = {
      orva::SymbolNeed::kRequired},
     {"IM_Agent_SetMainBoardIP",
      [](AgentBinding &binding, void *address) {
-         orva::relaxed_store(&binding.imlib->setMainBoardIp, orva::as_entry<OrvaImSetIpFunc>(address));
+         store_entry(&binding.imlib->setMainBoardIp, &g_unbound.setMainBoardIp, address);
      },
      orva::SymbolNeed::kRequired},
     {"IM_Agent_SetLocalIP",
      [](AgentBinding &binding, void *address) {
-         orva::relaxed_store(&binding.imlib->setLocalIp, orva::as_entry<OrvaImSetIpFunc>(address));
+         store_entry(&binding.imlib->setLocalIp, &g_unbound.setLocalIp, address);
      },
      orva::SymbolNeed::kOptional},
     {"IM_Agent_Debug",
-     [](AgentBinding &binding, void *address) {
-         orva::relaxed_store(&binding.imlib->debug, orva::as_entry<OrvaImDebugFunc>(address));
-     },
+     [](AgentBinding &binding, void *address) { store_entry(&binding.imlib->debug, &g_unbound.debug, address); },
      orva::SymbolNeed::kOptional},
 };
 
@@ -66,10 +97,6 @@ constexpr orva::LibrarySymbol<OrvaImlib> kProcessInfoSymbols[] = {
      },
      orva::SymbolNeed::kRequired},
 };
-
-std::uint64_t agent_handle() {
-    return orva::relaxed_load(&g_OrvaImlib.imHandle);
-}
 
 bool build_init_record(OrvaImInitRecord *record, std::uint32_t initParam, const char *processName) {
     memset_s(record, sizeof *record, 0, sizeof *record);
@@ -193,6 +220,7 @@ uint32_t ORVA_InitImlib(const char *libraryPath, uint32_t initParam, const char 
     }
     orva::relaxed_store(&g_OrvaImlib.imHandle, handle);
     orva::relaxed_store(&g_OrvaImlib.switchBlock, switchBlock);
+    entries_are_bound();
     static_cast<void>(library.release()); // stays open: the agent runs in it
     return ORVA_OK;
 }
@@ -267,7 +295,7 @@ uint64_t ORVA_GetImHandle(void) {
 }
 
 OrvaImDebugFunc ORVA_GetDebugFunc(void) {
-    return orva::relaxed_load(&g_OrvaImlib.debug);
+    return usable_entry(&g_OrvaImlib.debug, &g_unbound.debug);
 }
 
 OrvaImProcessInfoFunc ORVA_GetSetProcessInfoFunc(void) {
@@ -291,7 +319,7 @@ uint32_t ORVA_SetMainBoardIpAddr(void) {
         return ORVA_OK;
     }
     orva::relaxed_store(&g_OrvaImlib.mainBoardIp, ip);
-    const OrvaImSetIpFunc push = orva::relaxed_load(&g_OrvaImlib.setMainBoardIp);
+    const OrvaImSetIpFunc push = usable_entry(&g_OrvaImlib.setMainBoardIp, &g_unbound.setMainBoardIp);
     return push == nullptr ? ORVA_OK : push(agent_handle(), ip);
 }
 
@@ -309,7 +337,7 @@ uint32_t ORVA_SetLocalIpAddr(void) {
     ORVA_LOG_PROCESS(TOVA_PLOG_INFO, kLogModule, kCodeNone,
                      "ORVA_SetLocalIpAddr ipaddr changed, previw ip: 0x%08x, current ip: 0x%08x.", previous, ip);
     orva::relaxed_store(&g_OrvaImlib.localIp, ip);
-    const OrvaImSetIpFunc push = orva::relaxed_load(&g_OrvaImlib.setLocalIp);
+    const OrvaImSetIpFunc push = usable_entry(&g_OrvaImlib.setLocalIp, &g_unbound.setLocalIp);
     if (push == nullptr) {
         return ORVA_OK;
     }

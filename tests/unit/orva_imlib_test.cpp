@@ -493,10 +493,44 @@ TEST_F(OrvaImlibTest, InitImlib_FailuresCloseTheLibraryAndStayUnbound) {
         EXPECT_EQ(g_OrvaImlib.setMainBoardIp, c.hasMain ? fake_set_main : nullptr) << c.what;
         EXPECT_EQ(g_OrvaImlib.setLocalIp, c.hasOthers ? fake_set_local : nullptr) << c.what;
         EXPECT_EQ(g_OrvaImlib.debug, c.hasOthers ? fake_debug : nullptr) << c.what;
+        EXPECT_EQ(ORVA_GetDebugFunc(), nullptr) << c.what;
     }
     EXPECT_EQ(ORVA_InitImlib(nullptr, 1, "orva_proc", 5), 1u);
     EXPECT_TRUE(take_calls().empty());
     EXPECT_TRUE(take_logs().empty());
+}
+
+TEST_F(OrvaImlibTest, InitImlib_EntriesOfAClosedLibraryAreNotUsed) {
+    set_file("10.0.0.5\n");
+    interfaces.addresses = {{"veth0", 0x0A000009}};
+    agent.handle = 0;
+    ASSERT_EQ(ORVA_InitImlib("libim.so", 1, "orva_proc", 5), 1u);
+    take_calls();
+    EXPECT_EQ(ORVA_SetMainBoardIpAddr(), 0u);
+    EXPECT_EQ(ORVA_SetLocalIpAddr(), 0u);
+    EXPECT_EQ(ORVA_GetDebugFunc(), nullptr);
+    EXPECT_TRUE(take_calls().empty());
+
+    // The next attempt lacks an entry that the record still has.
+    agent.missing = {"IM_Agent_SetMainBoardIP"};
+    ASSERT_EQ(ORVA_InitImlib("libim.so", 1, "orva_proc", 5), 1u);
+    EXPECT_EQ(g_OrvaImlib.debug, &fake_debug);
+    EXPECT_EQ(ORVA_GetDebugFunc(), nullptr);
+
+    agent.missing.clear();
+    agent.handle = 7;
+    ASSERT_EQ(ORVA_InitImlib("libim.so", 1, "orva_proc", 5), 0u);
+    take_calls();
+    EXPECT_EQ(ORVA_GetDebugFunc(), &fake_debug);
+    g_OrvaImlib.mainBoardIp = g_OrvaImlib.localIp = 0;
+    EXPECT_EQ(ORVA_SetMainBoardIpAddr(), 0u);
+    EXPECT_EQ(ORVA_SetLocalIpAddr(), 0u);
+    EXPECT_EQ(take_calls(), (Records{"main 0x7 " + hex(net("10.0.0.5")), "local 0x7 0x900000a"}));
+
+    // Only a failed attempt takes entries away: one that was put into the record otherwise is used.
+    g_OrvaImlib = OrvaImlib{};
+    g_OrvaImlib.debug = fake_debug;
+    EXPECT_EQ(ORVA_GetDebugFunc(), &fake_debug);
 }
 
 TEST_F(OrvaImlibTest, InitImlib_TheLocalAndDebugEntriesMayBeMissing) {
