@@ -120,7 +120,7 @@ constexpr std::uint32_t kElabelSize = 2048;
 
 // The item of the own board's label; false when the label cannot be read or has none.
 bool read_board_item(char (&item)[ORVA_BOARD_ITEM_LEN]) {
-    char label[kElabelSize] = {};
+    char label[kElabelSize + 1] = {}; // ends in a zero also when the driver fills all it is given
     return drv_elabel_read(DRV_SELF_BOARD, 0, label, kElabelSize) == ORVA_OK &&
            ORVA_GetElabelElement(label, kElabelSize, "Item=", item, sizeof item) == ORVA_OK;
 }

@@ -462,7 +462,9 @@ uint32_t drv_elabel_read(uint32_t slot, uint32_t index, char *buffer, uint32_t b
     if (!platform().elabel) {
         return 1;
     }
-    std::snprintf(buffer, bufferLen, "%s", platform().elabel->c_str());
+    // A label that fills the buffer gets no zero.
+    const std::string &label = *platform().elabel;
+    std::memcpy(buffer, label.c_str(), label.size() < bufferLen ? label.size() + 1 : bufferLen);
     return 0;
 }
 

@@ -409,6 +409,16 @@ TEST_F(ElabelItem, GetBoardElabelItem_UnreadableLabelOrMissingItemFails) {
     EXPECT_TRUE(take_logs().empty());
 }
 
+// The sanitizers see a read behind the label.
+TEST_F(ElabelItem, GetBoardElabelItem_SurvivesALabelWithoutAZeroAtItsEnd) {
+    platform().elabel = std::string(2048, 'x');
+    EXPECT_EQ(ORVA_DRVADP_GetBoardElabelItem(item, sizeof item), 1u);
+    platform().elabel = std::string(2040, 'x') + "Item=ABCDEF";
+    EXPECT_EQ(ORVA_DRVADP_GetBoardElabelItem(item, sizeof item), 0u);
+    EXPECT_STREQ(item, "ABC");
+    EXPECT_TRUE(take_logs().empty());
+}
+
 TEST_F(ElabelItem, GetBoardElabelItem_SmallBufferKeepsItsContentAndEndsInZero) {
     EXPECT_EQ(ORVA_DRVADP_GetBoardElabelItem(item, 31), 0u);
     EXPECT_EQ(std::string(item, 32), std::string(30, 'x') + std::string(1, '\0') + "x");
