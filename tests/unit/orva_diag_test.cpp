@@ -527,11 +527,17 @@ TEST_F(Diag, NeedRestrain_LooksUpInsideTheMutexWhenTooManyThreadsDo) {
     EXPECT_EQ(pthread_mutex_trylock(static_cast<pthread_mutex_t *>(g_orvaDiagMgr->mutex)), 0);
 }
 
+std::int32_t yielding_compare(const void *a, const void *b) {
+    std::this_thread::yield();
+    return ORVA_DiagTreeKeyCompare(a, b);
+}
+
 // The double's tree is made of plain links: a reader beside a writer would be a data race.
 TEST_F(Diag, NeedRestrain_KeepsAPlainTreeWholeUnderConcurrentFirstRecords) {
     constexpr unsigned kThreads = 8;
     constexpr std::uint32_t kKeys = 60;
     start();
+    ORVA_DiagMgrGetNode(101, "orva_comm", 77)->tree.compare = yielding_compare;
     std::atomic<bool> mayStart{false};
     std::vector<std::thread> threads;
     for (unsigned thread = 0; thread < kThreads; ++thread) {
