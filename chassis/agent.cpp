@@ -40,6 +40,12 @@ Descriptor second_timer() {
     return timer;
 }
 
+bool starts_warm() {
+    std::uint32_t warm = ORVA_START_COLD;
+    ORVA_COMM_InitProcessStartMode(ORVA_PROCESS_AGENT, &warm);
+    return warm == ORVA_START_WARM;
+}
+
 bool has_private_mount(const AgentOptions &options) {
     load_optional_libraries();
     const std::string refusal = enter_private_mount(options.folder, options.run_folder);
@@ -57,6 +63,7 @@ public:
         board_.slot = slot_;
         board_.backup = options.backup;
         board_.private_mount = private_mount;
+        board_.warm_start = private_mount && starts_warm();
         if (slot_ != options.slot) {
             throw std::runtime_error("the board description is of another slot");
         }
@@ -82,7 +89,7 @@ public:
                 inbox_->take_wakes();
             }
             drive_clock();
-            inbox_->drain([this](std::span<const std::uint8_t> datagram) { handle(datagram); });
+            handle_waiting();
             read_signals();
         }
     }
@@ -110,10 +117,23 @@ private:
                         AddressBody{{ORVA_AGENT_REQUEST, slot_, kMainSlot, type}, address}));
     }
 
-    void send(const Frame &frame) const {
+    void handle_waiting() {
+        alignas(8) std::array<std::uint8_t, ORVA_QUEUE_PAYLOAD_MAX> buffer{};
+        while (true) {
+            const auto datagram = board_.trace.measure(Stage::kQueueRead, [&] { return inbox_->read(buffer); });
+            if (datagram.empty()) {
+                return;
+            }
+            handle(datagram);
+        }
+    }
+
+    void send(const Frame &frame) {
+        board_.trace.begin(Stage::kSend);
         const auto datagram = make_datagram(frame, run_);
         ORVA_DEBUG_OutUdpPacket("to the main board", datagram.data(), static_cast<std::uint32_t>(datagram.size()));
         endpoint_.send(datagram);
+        board_.trace.end(Stage::kSend);
     }
 
     void refuse(std::uint16_t sequence, std::uint32_t code) {
@@ -134,31 +154,44 @@ private:
             return refuse(sequence, kRefusedUnknown);
         }
         const auto length = static_cast<std::uint32_t>(packet->frame.size());
-        const std::uint32_t code = ORVA_CheckPakcetLenByMsg(
-            ORVA_PACKET_MODULE_AGENT, length, static_cast<std::uint32_t>(kPrefixBytes + type->body_bytes),
-            packet->net_fn, packet->command);
+        const auto longest = static_cast<std::uint32_t>(kPrefixBytes + type->body_bytes);
+        const std::uint32_t code = board_.trace.measure(Stage::kLengthCheck, [&] {
+            return ORVA_CheckPakcetLenByMsg(ORVA_PACKET_MODULE_AGENT, length, longest, packet->net_fn,
+                                            packet->command);
+        });
         if (code != ORVA_OK) {
             return refuse(sequence, code);
         }
         if (length < kPrefixBytes + type->min_body_bytes) {
             return refuse(sequence, kRefusedShort);
         }
-        handle(frame_to_host(*type, packet->frame));
+        handle(board_.trace.measure(Stage::kToHost, [&] { return frame_to_host(*type, packet->frame); }));
     }
 
     void handle(const Frame &frame) {
         if (frame.type->net_fn == kNetFnAgentReply && frame.type->command == kCmdAddress) {
-            registered_ = registered_ || ORVA_AGENT_CheckAckMsgValidity(slot_, frame.header_words()) == ORVA_OK;
+            note_registration(frame);
             return;
         }
-        const std::uint32_t code =
-            frame.type->headed ? ORVA_AGENT_CheckReqMsgValidity(slot_, frame.header_words()) : ORVA_OK;
+        const std::uint32_t code = board_.trace.measure(Stage::kHeaderCheck, [&] {
+            return frame.type->headed ? ORVA_AGENT_CheckReqMsgValidity(slot_, frame.header_words()) : ORVA_OK;
+        });
         if (code != ORVA_OK) {
             return refuse(frame.sequence(), code);
         }
         board_.counters.received = inbox_->received();
         board_.counters.queue_refusals = inbox_->refused();
-        send(answer(frame, board_));
+        send(board_.trace.measure(Stage::kAnswer, [&] { return answer(frame, board_); }));
+    }
+
+    // From now on a start of this board's process is a warm one.
+    void note_registration(const Frame &frame) {
+        if (!registered_ && ORVA_AGENT_CheckAckMsgValidity(slot_, frame.header_words()) == ORVA_OK) {
+            registered_ = true;
+            if (board_.private_mount) {
+                ORVA_COMM_SetProcessStartMode(ORVA_PROCESS_AGENT);
+            }
+        }
     }
 
     std::uint8_t slot_;

@@ -64,6 +64,7 @@ Frame heart_beat(const Frame &request, BoardContext &board) {
     body.online = pair.value_or(true) ? 1 : 0;
     body.private_mount = board.private_mount ? 1 : 0;
     body.queue_refusals = board.counters.queue_refusals;
+    body.start_mode = board.warm_start ? ORVA_START_WARM : ORVA_START_COLD;
     return make_frame(kNetFnAgentReply, kCmdHeartBeat, request.sequence(), body);
 }
 
@@ -123,7 +124,7 @@ Frame make_result(const BoardContext &board, std::uint16_t sequence, std::uint32
 }
 
 Frame answer(const Frame &request, BoardContext &board) {
-    const std::array own = {board.backup ? backup_answers() : board_answers(), tester_answers()};
+    const std::array own = {board.backup ? backup_answers() : board_answers(), tester_answers(), service_answers()};
     for (const auto &answers : own) {
         for (const Answer &row : answers) {
             if (row.net_fn == request.type->net_fn && row.command == request.type->command) {

@@ -3,6 +3,7 @@
 #define CHASSIS_AGENT_ANSWERS_H
 
 #include "messages.h"
+#include "road_trace.h"
 #include "simulation.h"
 
 #include <cstdint>
@@ -23,8 +24,10 @@ struct BoardContext {
     std::uint32_t slot = 0;
     bool backup = false;        // the backup management process, which keeps records in step
     bool private_mount = false; // the fixed paths are this board's own
+    bool warm_start = false;    // not the first start of the process since the board booted
     AgentCounters counters;
     Simulation simulation;
+    RoadTrace trace;
 };
 
 struct Answer {
@@ -33,9 +36,11 @@ struct Answer {
     Frame (*make)(const Frame &request, BoardContext &board);
 };
 
-// Each in a source of its own: readings and the diagnostic manager, what testers ask, and the backup's.
+// Each in a source of its own: readings and the diagnostic manager, what testers ask, what service engineers ask, and
+// the backup's.
 std::span<const Answer> board_answers();
 std::span<const Answer> tester_answers();
+std::span<const Answer> service_answers();
 std::span<const Answer> backup_answers();
 
 Header reply_header(const BoardContext &board, std::uint32_t word);

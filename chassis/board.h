@@ -39,6 +39,7 @@ struct Board {
     bool online = true; // as the board says of itself
     bool online_pair = false;
     bool private_mount = false;
+    bool warm_start = false;
 };
 
 } // namespace chassis

@@ -98,6 +98,14 @@ std::filesystem::path refusal_file(const std::filesystem::path &folder) {
     return folder / "private_mount_refused";
 }
 
+std::filesystem::path dead_loop_log(const std::filesystem::path &folder) {
+    return log_folder(folder) / "dead_loop.log";
+}
+
+std::filesystem::path fan_log(const std::filesystem::path &folder) {
+    return folder / "private/opt/keldv8/tmp/CmuLogzip/fan.log";
+}
+
 key_t queue_key(const std::filesystem::path &folder, std::uint32_t slot) {
     return ftok((folder / kKeyFile).c_str(), static_cast<int>(slot));
 }
@@ -107,6 +115,7 @@ key_t queue_key(const std::filesystem::path &folder, std::uint32_t slot) {
 void make_key_file(std::uint32_t slot) {
     constexpr int kTries = 16;
     std::vector<Descriptor> rejected;
+    std::filesystem::remove(kKeyFile); // of the process that this one follows
     for (int i = 0; i < kTries; ++i) {
         Descriptor file(open(kKeyFile, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600));
         if (file.get() < 0) {

@@ -26,6 +26,9 @@ std::filesystem::path diagnostic_log(const std::filesystem::path &folder);
 std::filesystem::path process_log(const std::filesystem::path &folder);
 std::filesystem::path system_log(const std::filesystem::path &folder);
 std::filesystem::path interface_manager_log(const std::filesystem::path &folder);
+std::filesystem::path dead_loop_log(const std::filesystem::path &folder);
+// As it is seen from outside the board's private mount.
+std::filesystem::path fan_log(const std::filesystem::path &folder);
 
 // Why the kernel refused the board a private mount; absent where it has one.
 std::filesystem::path refusal_file(const std::filesystem::path &folder);

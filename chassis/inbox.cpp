@@ -83,11 +83,8 @@ void Inbox::take_wakes() {
     ORVA_ReadPipe(pipe_[0], bytes.data(), kWakes);
 }
 
-void Inbox::drain(const std::function<void(std::span<const std::uint8_t>)> &handle) {
-    alignas(8) std::array<std::uint8_t, ORVA_QUEUE_PAYLOAD_MAX> buffer{};
-    while (const std::uint32_t length = ORVA_QueueAsyRead(queue_, buffer.data(), ORVA_QUEUE_PAYLOAD_MAX, 0)) {
-        handle(std::span<const std::uint8_t>(buffer).first(length));
-    }
+std::span<const std::uint8_t> Inbox::read(std::span<std::uint8_t, ORVA_QUEUE_PAYLOAD_MAX> buffer) const {
+    return buffer.first(ORVA_QueueAsyRead(queue_, buffer.data(), ORVA_QUEUE_PAYLOAD_MAX, 0));
 }
 
 } // namespace chassis

@@ -10,7 +10,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <functional>
 #include <semaphore>
 #include <span>
 
@@ -33,8 +32,8 @@ public:
     // Takes what woke the loop out of the pipe; blocks when nothing did.
     void take_wakes();
 
-    // Hands every packet that waits to `handle`.
-    void drain(const std::function<void(std::span<const std::uint8_t>)> &handle);
+    // The next packet that waits, in `buffer`; empty when there is none.
+    std::span<const std::uint8_t> read(std::span<std::uint8_t, ORVA_QUEUE_PAYLOAD_MAX> buffer) const;
 
     std::uint32_t received() const {
         return received_;

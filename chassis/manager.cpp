@@ -54,6 +54,7 @@ void take_heart_beat(Board &board, const Frame &reply) {
     board.online = body.online != 0;
     board.online_pair = body.pair_set != 0;
     board.private_mount = body.private_mount != 0;
+    board.warm_start = body.start_mode == ORVA_START_WARM;
 }
 
 void take_round(Board &board, std::span<const Request> requests) {
@@ -144,6 +145,18 @@ void Manager::start_agents() {
     for (Board *board : processes()) {
         start(*board);
     }
+}
+
+void Manager::restart(Board &board, Clock::time_point deadline) {
+    // One that someone else had killed before is lost, and must not be hidden by its successor.
+    const pid_t process = std::exchange(board.process, 0);
+    if (process == 0 || !stop_processes(std::array{process}, kStopPatience)) {
+        return lose(board);
+    }
+    board.state = BoardState::kStarting;
+    board.queue = -1;
+    start(board);
+    wait(deadline, [&] { return board.state != BoardState::kStarting; });
 }
 
 Leftovers Manager::stop() {

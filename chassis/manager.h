@@ -52,6 +52,9 @@ public:
 
     void start_agents();
 
+    // Stops the board's process, starts it again and waits until it has registered.
+    void restart(Board &board, Clock::time_point deadline);
+
     // Stops every agent and removes what a killed one left; a second call finds nothing to do.
     Leftovers stop();
 

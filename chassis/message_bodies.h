@@ -38,6 +38,9 @@ inline constexpr std::uint16_t kCmdOnlineList = 8;
 inline constexpr std::uint16_t kCmdDebugLog = 9;
 inline constexpr std::uint16_t kCmdDebugPacket = 10;
 inline constexpr std::uint16_t kCmdSync = 11;
+inline constexpr std::uint16_t kCmdTrace = 12;
+inline constexpr std::uint16_t kCmdBlackBox = 13; // the header's word: the power module
+inline constexpr std::uint16_t kCmdFanLog = 14;
 
 // The chassis's own refusals, beside the library's codes.
 inline constexpr std::uint32_t kRefusedUnknown = 0xC0000001;
@@ -187,6 +190,24 @@ struct SyncReportBody {
     std::uint32_t differing;
     char text[256]; // zero-terminated
 };
+
+// The stages of the request road in a board's process, in order.
+enum class Stage : std::uint32_t { kQueueRead, kLengthCheck, kToHost, kHeaderCheck, kAnswer, kSend };
+inline constexpr std::uint32_t kStages = 6;
+
+// CPU time in nanoseconds, cut to 32 bits.
+struct TracedStage {
+    std::uint32_t count;
+    std::uint32_t min_ns;
+    std::uint32_t avg_ns;
+    std::uint32_t max_ns;
+};
+
+struct TraceBody {
+    Header header;
+    TracedStage stages[kStages];
+};
+static_assert(sizeof(TraceBody) == 112);
 
 } // namespace chassis
 

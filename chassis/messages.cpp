@@ -165,6 +165,10 @@ constexpr std::array kTypes = {
     words<DebugPacketBody, 4>(kNetFnChassis, kCmdDebugPacket, "packet switch"),
     words<SyncBody, 2>(kNetFnChassis, kCmdSync, "sync block"),
     words<SyncReportBody, 2>(kNetFnChassisReply, kCmdSync, "sync report"),
+    plain(kNetFnChassis, kCmdTrace, "trace request"),
+    words<TraceBody, kStages * sizeof(TracedStage) / sizeof(std::uint32_t)>(kNetFnChassisReply, kCmdTrace, "trace"),
+    plain(kNetFnChassis, kCmdBlackBox, "black-box dump"),
+    plain(kNetFnChassis, kCmdFanLog, "fan log"),
 };
 static_assert(std::ranges::all_of(kTypes, [](const MessageType &type) {
     return type.min_body_bytes >= sizeof(Header) && type.min_body_bytes <= type.body_bytes &&

@@ -55,22 +55,31 @@ std::optional<int> exit_status(pid_t child) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-void stop_processes(std::span<const pid_t> children, std::chrono::milliseconds patience) {
+bool stop_processes(std::span<const pid_t> children, std::chrono::milliseconds patience) {
     std::vector<pid_t> left(children.begin(), children.end());
+    bool all_stopped = true;
+    const auto reap = [&] {
+        std::erase_if(left, [&](pid_t child) {
+            const auto status = exit_status(child);
+            all_stopped = all_stopped && status.value_or(0) == 0;
+            return status.has_value();
+        });
+    };
     for (const pid_t child : left) {
         kill(child, SIGTERM);
     }
     const auto deadline = std::chrono::steady_clock::now() + patience;
-    std::erase_if(left, exit_status);
+    reap();
     while (!left.empty() && std::chrono::steady_clock::now() < deadline) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        std::erase_if(left, exit_status);
+        reap();
     }
     for (const pid_t child : left) {
         kill(child, SIGKILL);
         while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
         }
     }
+    return all_stopped && left.empty();
 }
 
 } // namespace chassis

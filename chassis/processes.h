@@ -19,8 +19,9 @@ pid_t start_process(const std::vector<std::string> &arguments);
 // must not be named again.
 std::optional<int> exit_status(pid_t child);
 
-// Tells the children to stop, kills those that do not within `patience`, and reaps them all.
-void stop_processes(std::span<const pid_t> children, std::chrono::milliseconds patience);
+// Tells the children to stop, kills those that do not within `patience`, and reaps them all. True when each stopped
+// because it was told to.
+bool stop_processes(std::span<const pid_t> children, std::chrono::milliseconds patience);
 
 } // namespace chassis
 

@@ -5,6 +5,7 @@
 #include "drv_basic_host.h"
 #include "miro_host.h"
 #include "orva_comm.h"
+#include "orva_deadloop.h"
 #include "orva_drvadp_comm.h"
 #include "orva_imlib.h"
 #include "tova_host.h"
@@ -23,7 +24,7 @@ namespace chassis {
 namespace {
 
 constexpr const char *kInterfaceManager = "libim_agent.so";
-constexpr std::array kOptionalLibraries = {kInterfaceManager};
+constexpr std::array kOptionalLibraries = {kInterfaceManager, "libzebbase.so", "libqarl_sysdiag_agent_native.so"};
 
 void direct_logs(const std::string &process_name) {
     TovaHostConfig config{};
@@ -84,6 +85,8 @@ void start_runtime(const std::filesystem::path &folder, const std::string &proce
     ORVA_DRVADP_GetChassisIdFromEnv(&chassis_id);
     ORVA_DRVADP_SetSelfChassisVar(chassis_id);
     ORVA_DRVADP_GetSelfSlotVar();
+    setenv("ORVA_HOST_DEADLOOP_LOG", dead_loop_log(folder).c_str(), 1);
+    ORVA_RegWendoDeadloop();
     setenv("ORVA_HOST_IM_LOG", interface_manager_log(folder).c_str(), 1);
     ORVA_SetImlibIpConfigInPnf(kInterfaceManager, 0, process_name.c_str(), 0);
 }

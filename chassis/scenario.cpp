@@ -3,6 +3,7 @@
 #include "backup_step.h"
 #include "flood.h"
 #include "runtime.h"
+#include "service_step.h"
 #include "switch_over_step.h"
 #include "table.h"
 #include "tester_step.h"
@@ -33,6 +34,14 @@ bool never() {
 Board *first_online(Manager &manager) {
     const auto board = std::ranges::find(manager.boards(), BoardState::kOnline, &Board::state);
     return board != manager.boards().end() ? &*board : nullptr;
+}
+
+// So that what an earlier step did to the first board stays.
+Board *last_online(Manager &manager) {
+    auto &boards = manager.boards();
+    const auto board = std::find_if(boards.rbegin(), boards.rend(),
+                                    [](const Board &each) { return each.state == BoardState::kOnline; });
+    return board != boards.rend() ? &*board : nullptr;
 }
 
 void power_on(Manager &manager, Report &report) {
@@ -118,10 +127,15 @@ void run_scenario(Manager &manager, Report &report, const RunOptions &options) {
     }
     wrong_headers(manager, report);
     flood(manager, first_online(manager), report);
+    restart_agent(manager, last_online(manager), report);
+    look_at_hooks(manager, report);
     keep_in_step(manager, report);
     operate(manager, first_online(manager), report);
     switch_over(manager, report);
+    read_black_box(manager, first_online(manager), report);
+    write_fan_log(manager, first_online(manager), report);
     keep_polling(manager, report, options);
+    show_request_road(manager, first_online(manager), report);
     report.step("the boards");
     std::cout << table_text(manager.boards()) << std::flush;
 }

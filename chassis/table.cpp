@@ -38,7 +38,7 @@ std::string heart_beat_state(const Board &board) {
     if (board.answers == 0) {
         return "none";
     }
-    return std::string(board.online ? "normal" : "offline") +
+    return std::string(board.online ? "normal" : "offline") + (board.warm_start ? ", warm start" : "") +
            (board.online_pair ? "  * online pair, hardware says online" : "");
 }
 

@@ -274,15 +274,28 @@ TEST_F(Chassis, KilledAgent_IsShownAsLost) {
 }
 
 TEST_F(Chassis, KilledAgent_WhenSomeoneElseKillsItInTheMiddle) {
-    BackgroundRun chassis(scratch_.file("output"), arguments({"--boards", "2", "--seconds", "4"}));
-    ASSERT_TRUE(chassis.shows("one hour on the clock")) << chassis.output();
-    const auto agents = processes_with("agent --slot 2 --folder " + run_dir());
-    ASSERT_EQ(agents.size(), 1U);
-    kill(agents.front(), SIGKILL);
-    EXPECT_EQ(chassis.wait(), 1);
-    EXPECT_NE(chassis.output().find("      2  0x18004     -                          -  lost\n"), std::string::npos)
-        << chassis.output();
-    expect_nothing_left(2);
+    struct Moment {
+        const char *step;
+        const char *slot;
+        const char *row;
+    };
+    for (const Moment &moment : {
+             Moment{"== 200 packets", "1", "      1  0x18001     -                          -  lost\n"},
+             Moment{"== configuration records", "2", "      2  0x18004     -                          -  lost\n"},
+         }) {
+        SCOPED_TRACE(moment.step);
+        std::filesystem::remove_all(run_dir());
+        BackgroundRun chassis(scratch_.file("output"), arguments({"--boards", "2", "--seconds", "1"}));
+        ASSERT_TRUE(chassis.shows(moment.step)) << chassis.output();
+        const auto agents =
+            processes_with(std::string("agent --slot ") + moment.slot + " --folder " + run_dir() + "/slot");
+        ASSERT_EQ(agents.size(), 1U);
+        kill(agents.front(), SIGKILL);
+        EXPECT_EQ(chassis.wait(), 1);
+        EXPECT_EQ(count_of(chassis.output(), moment.row), 1U) << chassis.output();
+        EXPECT_NE(chassis.output().find("2 boards, 1 lost"), std::string::npos) << chassis.output();
+        expect_nothing_left(2);
+    }
 }
 
 TEST_F(Chassis, Signal_EndsTheRunAndLeavesNothing) {
@@ -334,10 +347,11 @@ TEST_F(Chassis, SwitchOver_ReachesTheInterfaceManagersAndNotTheMachine) {
         GTEST_SKIP() << "SKIPPED LOUDLY: " << read_file(run_dir() + "/slot01/private_mount_refused");
     }
     for (const char *slot : {"slot01", "slot02"}) {
+        const std::size_t starts = slot == std::string("slot02") ? 2 : 1; // the last board was restarted
         const std::string folder = run_dir() + "/" + slot;
         EXPECT_EQ(read_file(folder + "/private/opt/keldv8/tmp/mmb_ip"), "172.16.0.251\n");
         const std::string log = read_file(folder + "/log/interface_manager.log");
-        EXPECT_EQ(count_of(log, " old=0.0.0.0 new=172.16.0.250\n"), 1U) << log;
+        EXPECT_EQ(count_of(log, " old=0.0.0.0 new=172.16.0.250\n"), starts) << log;
         EXPECT_EQ(count_of(log, " old=172.16.0.250 new=172.16.0.251\n"), 1U) << log;
     }
 }
@@ -357,6 +371,60 @@ TEST_F(Chassis, SwitchOver_IsSkippedLoudlyWhereTheKernelRefusesTheMounts) {
                            "not touched: a mount namespace is refused: "),
         std::string::npos)
         << result.output;
+}
+
+TEST_F(Chassis, Restart_IsAWarmStartInTheBoardsOwnFolders) {
+    const bool had_marker = std::filesystem::exists("/tmp/orva_agent_init_ok");
+    const auto result = run({"--boards", "2", "--seconds", "0"});
+    EXPECT_EQ(result.status, 0) << result.output;
+    EXPECT_EQ(std::filesystem::exists("/tmp/orva_agent_init_ok"), had_marker);
+    if (std::filesystem::exists(run_dir() + "/slot02/private_mount_refused")) {
+        GTEST_SKIP() << "SKIPPED LOUDLY: " << read_file(run_dir() + "/slot02/private_mount_refused");
+    }
+    EXPECT_EQ(count_of(result.output, "normal, warm start\n"), 1U) << result.output;
+    EXPECT_EQ(read_file(run_dir() + "/slot02/private/tmp/orva_agent_init_ok"), "5\n");
+    const std::string log = read_file(run_dir() + "/slot02/log/process.log");
+    EXPECT_EQ(count_of(log, "Get reboot flag file fopen null\n"), 1U) << log;
+    EXPECT_EQ(count_of(log, "Reboot flag file is created\n"), 1U) << log;
+    EXPECT_EQ(count_of(log, "Reboot flag file already exists and orva start mode warm\n"), 1U) << log;
+}
+
+TEST_F(Chassis, Service_RecordsLieInTheBoardsLogs) {
+    const auto result = run({"--boards", "1", "--seconds", "0"});
+    EXPECT_EQ(result.status, 0) << result.output;
+    const std::string log = read_file(run_dir() + "/slot01/log/diagnostic.log");
+    for (const char *chunk : {"log[0/300] = 00 01 ", "log[128/300] = 80 81 ", "log[256/300] = 00 01 "}) {
+        EXPECT_EQ(count_of(log, std::string("]PMBUS-BLACK-BOX[slot=1 fru=1]: ") + chunk), 1U) << chunk << log;
+    }
+    EXPECT_GE(
+        count_of(read_file(run_dir() + "/slot01/log/dead_loop.log"), "zebbase hook registration: kind=1 result=0\n"),
+        1U);
+    const std::string fan_log = run_dir() + "/slot01/private/opt/keldv8/tmp/CmuLogzip/fan.log";
+    if (std::filesystem::exists(run_dir() + "/slot01/private_mount_refused")) {
+        EXPECT_FALSE(std::filesystem::exists(fan_log));
+        GTEST_SKIP() << "SKIPPED LOUDLY: " << read_file(run_dir() + "/slot01/private_mount_refused");
+    }
+    EXPECT_EQ(read_file(fan_log), "fan 1 of slot 1: 4200 rpm\r\n 10 68 02 07 00 00 00 00 00 00 00 00 00 00 00 00\r\n "
+                                  "00\r\n ");
+}
+
+TEST_F(Chassis, RequestRoad_IsTracedStageByStage) {
+    const auto result = run({"--boards", "1", "--seconds", "0"});
+    EXPECT_EQ(result.status, 0) << result.output;
+    for (const char *stage : {"queue read", "length check", "to host order", "header check", "making the answer",
+                              "to net order and send"}) {
+        const std::size_t at = result.output.find(std::string("\n   ") + stage + " ");
+        ASSERT_NE(at, std::string::npos) << stage << result.output;
+        std::istringstream numbers(result.output.substr(at + 4 + std::string(stage).size()));
+        unsigned long count = 0;
+        unsigned long least = 0;
+        unsigned long average = 0;
+        unsigned long most = 0;
+        numbers >> count >> least >> average >> most;
+        EXPECT_GT(count, 0U) << stage;
+        EXPECT_LE(least, average) << stage;
+        EXPECT_LE(average, most) << stage;
+    }
 }
 
 class RunningChassis : public Chassis {
@@ -439,7 +507,8 @@ TEST_F(RunningChassis, Online_PairsDecideWhatTheBoardSaysOfItself) {
     expect({"online", "set", "2", "7", "1"}, "slot 2: online pairs set: 1\n");
     expect({"online", "set", "2", "2", "0"}, "slot 2: online pairs set: 2\n");
     expect({"online", "list", "2"}, "board 7 online\nboard 2 offline\n");
-    EXPECT_NE(command({"table"}).output.find("  offline  * online pair, hardware says online\n"), std::string::npos);
+    EXPECT_NE(command({"table"}).output.find("  * online pair, hardware says online\n"), std::string::npos);
+    EXPECT_EQ(count_of(command({"table"}).output, "offline"), 1U);
     expect({"online", "clear", "2", "2"}, "slot 2: online pairs set: 1\n");
     expect({"online", "clear", "2"}, "slot 2: online pairs set: 0\n");
     EXPECT_EQ(count_of(command({"table"}).output, "offline"), 0U);
