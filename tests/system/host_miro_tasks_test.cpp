@@ -17,6 +17,7 @@
 #include <mutex>
 #include <pthread.h>
 #include <string>
+#include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -25,17 +26,18 @@ namespace {
 
 using namespace std::chrono_literals;
 
-#if defined(__SANITIZE_THREAD__)
-#define ORVA_TSAN 1
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define ORVA_TSAN 1
+#if !defined(__has_feature)
+#define __has_feature(feature) 0
 #endif
-#endif
-#ifdef ORVA_TSAN
+#if defined(__SANITIZE_THREAD__) || __has_feature(thread_sanitizer)
 constexpr bool kThreadsAfterFork = false; // the sanitizer does not support it
+constexpr bool kLimitsApply = false;
+#elif defined(__SANITIZE_ADDRESS__) || __has_feature(address_sanitizer)
+constexpr bool kThreadsAfterFork = true;
+constexpr bool kLimitsApply = false;
 #else
 constexpr bool kThreadsAfterFork = true;
+constexpr bool kLimitsApply = true;
 #endif
 
 // Counts events and lets a test wait for them; the wait is a bound for a broken build, not a measure.
@@ -175,6 +177,23 @@ TEST_F(HostMiroTask, TaskCreate_RefusesWhatItCannotUse) {
     EXPECT_EQ(MIRO_TaskCreate("t", nullptr, look_around, 255, 0, 0, nullptr), MIRO_HOST_ERR_ARGUMENT);
     EXPECT_EQ(MIRO_TaskCreate("t", &id, look_around, 255, 0, 1, nullptr), MIRO_HOST_ERR_UNSUPPORTED);
     EXPECT_EQ(id, 77u);
+}
+
+TEST_F(HostMiroTask, TaskCreate_FailsWithoutAddressSpaceForTheStack) {
+    if (!kLimitsApply) {
+        GTEST_SKIP() << "SKIPPED LOUDLY: sanitizers need all address space";
+    }
+    const int status = orva_test::run_in_child([] {
+        const rlimit limit{.rlim_cur = 1 << 30, .rlim_max = 1 << 30};
+        if (setrlimit(RLIMIT_AS, &limit) != 0) {
+            return 1;
+        }
+        uint32_t id = 77;
+        TaskView view;
+        const uint32_t code = MIRO_TaskCreate("large", &id, look_around, 255, UINT32_MAX, 0, &view);
+        return code == MIRO_HOST_ERR_SYSTEM && id == 77 ? 0 : 2;
+    });
+    EXPECT_EQ(status, 0);
 }
 
 class HostMiroTime : public testing::Test {
@@ -406,6 +425,22 @@ TEST_F(HostMiroTimer, ReltmrCbkStart_RefusesWhatItCannotUse) {
     EXPECT_EQ(timer, 77u);
     EXPECT_EQ(MIRO_HostTimerStop(77), MIRO_HOST_ERR_NO_TIMER);
     EXPECT_EQ(MIRO_HostTimerStop(0), MIRO_HOST_ERR_NO_TIMER);
+}
+
+TEST_F(HostMiroTimer, ReltmrCbkStart_FailsWithoutADescriptorAndWorksLater) {
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    const rlimit none{.rlim_cur = 0, .rlim_max = limit.rlim_max};
+    MIRO_TIMER_ID timer = 77;
+    const uint32_t handle = module; // a sanitizer that looks at this object meanwhile would need a descriptor
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    const uint32_t code = MIRO_ReltmrCbkStart(&timer, handle, 10, 0, nullptr, MIRO_TIMER_PERIODIC, count_fired);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    EXPECT_EQ(code, MIRO_HOST_ERR_SYSTEM);
+    EXPECT_EQ(timer, 77u);
+    const MIRO_TIMER_ID later = start(5, MIRO_TIMER_PERIODIC, count_fired);
+    EXPECT_TRUE(g_fired.wait_for(1));
+    EXPECT_EQ(MIRO_HostTimerStop(later), MIRO_HOST_OK);
 }
 
 TEST_F(HostMiroTimer, AChildProcess_StartsWithoutTimersAndCanStartItsOwn) {

@@ -3,12 +3,13 @@
 #include "miro_host.h"
 #include "system_support.h"
 
-#include <array>
 #include <atomic>
+#include <csignal>
 #include <cstdint>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -329,6 +330,33 @@ TEST_F(HostMiroUnzip, Unzip_ReportsAFileThatCannotBeWritten) {
     EXPECT_EQ(unzip({{.name = "a", .content = "1"}}), MIRO_HOST_ERR_WRITE);
     EXPECT_TRUE(exists(out + "/a/inside"));
     ASSERT_EQ(lines.size(), 1u);
+}
+
+TEST_F(HostMiroUnzip, Unzip_RemovesTheFileThatTheDiskHasNoRoomFor) {
+    orva_test::write_file(zip, zip_of({{.name = "first", .content = "1"},
+                                       {.name = "large", .content = std::string(300000, 'x')},
+                                       {.name = "after", .content = "2"}}));
+    // A bound on the size of files stands for a full disk.
+    const int status = orva_test::run_in_child([&] {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{.rlim_cur = 100000, .rlim_max = 100000};
+        if (setrlimit(RLIMIT_FSIZE, &limit) != 0) {
+            return 1;
+        }
+        return MIRO_Unzip(zip.c_str(), out.c_str(), 0) == MIRO_HOST_ERR_WRITE && lines.size() == 1 ? 0 : 2;
+    });
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(content("first"), "1");
+    EXPECT_FALSE(exists(out + "/large"));
+    EXPECT_FALSE(exists(out + "/after"));
+}
+
+TEST_F(HostMiroUnzip, Unzip_RefusesADestinationBelowAFile) {
+    orva_test::write_file(out, "file");
+    orva_test::write_file(zip, zip_of({{.name = "a", .content = "1"}}));
+    EXPECT_EQ(MIRO_Unzip(zip.c_str(), (out + "/below").c_str(), 0), MIRO_HOST_ERR_WRITE);
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_NE(lines[0].find("no such folder"), std::string::npos) << lines[0];
 }
 
 TEST_F(HostMiroUnzip, Unzip_RefusesArgumentsThatCannotBeUsed) {

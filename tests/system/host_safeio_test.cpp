@@ -499,6 +499,26 @@ TEST_F(HostSafeioDescriptor, SetFdOwner_StaysBelow0x8000ForEver) {
     EXPECT_EQ(close_s(safeio_fd_owner_assemble(fd, previous)), 0);
 }
 
+TEST_F(HostSafeioDescriptor, PipeAndSocket_FailWhenTheProcessHasNoDescriptorLeft) {
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    const rlimit none{.rlim_cur = 0, .rlim_max = limit.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    int fds[2] = {-7, -7};
+    const int pipe_result = pipe_s(fds);
+    const int pipe_error = errno;
+    const int socket_result = socket_s(AF_UNIX, SOCK_DGRAM, 0);
+    const int socket_error = errno;
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    EXPECT_EQ(pipe_result, -1);
+    EXPECT_EQ(pipe_error, EMFILE);
+    EXPECT_EQ(fds[0], -7);
+    EXPECT_EQ(fds[1], -7);
+    EXPECT_EQ(socket_result, -1);
+    EXPECT_EQ(socket_error, EMFILE);
+    EXPECT_EQ(SAFEIO_HostWalkTracked(nullptr, nullptr), 0u);
+}
+
 TEST_F(HostSafeioDescriptor, NumbersAbove16Bits_AreNotHandedOut) {
     rlimit limit{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
