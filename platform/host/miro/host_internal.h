@@ -6,9 +6,7 @@
 
 #include <cstdint>
 #include <mutex>
-#include <new>
 #include <pthread.h>
-#include <system_error>
 
 #define MIRO_EXPORT extern "C" __attribute__((visibility("default")))
 

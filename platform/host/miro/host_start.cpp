@@ -5,6 +5,7 @@
 #include "line_text.h"
 
 #include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
+#include <new>
 #include <unistd.h>
 
 namespace {
@@ -62,7 +63,7 @@ int create_detached(std::size_t stack_size, Start *start) {
     return error;
 }
 
-// The kernel's thread-local blocks may need more than the minimum that it names: then more is asked for.
+// Thread-local variables of the process may need more than the minimum that the system names: then more is asked for.
 int create_with_stack(std::size_t stack_size, Start *start) {
     int error = create_detached(stack_size, start);
     while (error == EINVAL && stack_size != 0 && stack_size < kMaxStackBytes) {

@@ -9,6 +9,7 @@
 #include <exception>
 #include <map>
 #include <mutex>
+#include <new>
 #include <poll.h>
 #include <set>
 #include <sys/timerfd.h>

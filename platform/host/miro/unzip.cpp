@@ -16,6 +16,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <sched.h>
 #include <set>
 #include <string>
