@@ -31,9 +31,10 @@ constexpr std::chrono::seconds kPatience{60};
 class BackgroundRun {
 public:
     BackgroundRun(const std::string &output, const std::vector<std::string> &arguments) : output_(output) {
+        orva_test::write_file(output, ""); // of an earlier run
         process_ = fork();
         if (process_ == 0) {
-            const int fd = open(output.c_str(), O_CREAT | O_WRONLY | O_TRUNC, 0600);
+            const int fd = open(output.c_str(), O_WRONLY);
             dup2(fd, STDOUT_FILENO);
             dup2(fd, STDERR_FILENO);
             std::vector<char *> pointers = {const_cast<char *>(kProgram.c_str())};
