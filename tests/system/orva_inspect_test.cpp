@@ -1,0 +1,761 @@
+// orva-inspect as a user runs it: look-ups, blocks and dumps that are valid, truncated or hostile.
+#include "miro_host.h"
+#include "orva_comm.h"
+#include "orva_debugging.h"
+#include "orva_imlib.h"
+#include "orva_tlv_sensor_comm.h"
+#include "system_support.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using nlohmann::json;
+using orva_test::ProgramResult;
+using orva_test::read_file;
+using orva_test::ScratchFolder;
+using orva_test::write_file;
+
+const std::string kProgram = std::string(ORVA_TEST_BINARY_DIR) + "/tools/orva-inspect";
+
+class Inspect : public testing::Test {
+protected:
+    static ProgramResult run(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), kProgram);
+        return orva_test::run_program(arguments);
+    }
+
+    // The result of a run on a file that holds `content`.
+    ProgramResult run_on(const std::string &content, std::vector<std::string> arguments) const {
+        write_file(input(), content);
+        arguments.push_back(input());
+        return run(arguments);
+    }
+
+    // The document of a run that succeeds.
+    static json document(std::vector<std::string> arguments) {
+        arguments.push_back("--json");
+        const ProgramResult result = run(arguments);
+        EXPECT_EQ(result.status, 0) << result.output;
+        const json parsed = json::parse(result.output, nullptr, false);
+        EXPECT_FALSE(parsed.is_discarded()) << result.output;
+        return parsed;
+    }
+
+    std::string input() const {
+        return scratch_.file("input");
+    }
+
+    ScratchFolder scratch_;
+};
+
+void expect_result(const ProgramResult &result, int status, const std::string &output) {
+    EXPECT_EQ(result.status, status);
+    EXPECT_EQ(result.output, output);
+}
+
+std::string be16(std::uint32_t value) {
+    return {static_cast<char>(value >> 8), static_cast<char>(value)};
+}
+
+std::string be32(std::uint32_t value) {
+    return be16(value >> 16) + be16(value & 0xFFFF);
+}
+
+std::string item(std::uint32_t tag, const std::string &value) {
+    return be16(tag) + be16(static_cast<std::uint32_t>(value.size())) + value;
+}
+
+std::string block(const std::vector<std::string> &items) {
+    std::string bytes;
+    for (const std::string &one : items) {
+        bytes += one;
+    }
+    return be32(static_cast<std::uint32_t>(items.size())) + be32(static_cast<std::uint32_t>(bytes.size()) + 16) +
+           std::string(8, '\0') + bytes;
+}
+
+std::string as_hex(const std::string &bytes, const std::string &separator) {
+    std::string text;
+    for (const char byte : bytes) {
+        char pair[8];
+        std::snprintf(pair, sizeof pair, "%02x", static_cast<unsigned char>(byte));
+        text += (text.empty() ? "" : separator) + pair;
+    }
+    return text;
+}
+
+std::string delay_block() {
+    return block({item(4, "\x01"), item(5, be32(3600))});
+}
+
+std::string board_block() {
+    return block({item(1, "\x2A"), item(2, "\x2B"), item(3, delay_block())});
+}
+
+constexpr const char *kBoardText = "block: 3 items, 59 bytes\n"
+                                   "  tag 1, length 1, info1: 2a (42)\n"
+                                   "  tag 2, length 1, info2: 2b (43)\n"
+                                   "  tag 3, length 29, delayPowerOn\n"
+                                   "    block: 2 items, 29 bytes\n"
+                                   "      tag 4, length 1, delayFlag: 01 (1)\n"
+                                   "      tag 5, length 4, delayTime: 00 00 0e 10 (3600)\n";
+
+// ---- Command line
+
+TEST_F(Inspect, CommandLine_BadOnesSayWhyAndEndWith2) {
+    const struct {
+        const char *name;
+        std::vector<std::string> arguments;
+        const char *message;
+    } cases[] = {
+        {"nothing", {}, "A subcommand is required"},
+        {"an unknown command", {"frobnicate"}, "frobnicate"},
+        {"an unknown option", {"crc", "--fast", "x"}, "--fast"},
+        {"no code", {"code"}, "NUMBER is required"},
+        {"a code of letters", {"code", "D6005D"}, "D6005D is no number from 0 to 4294967295, decimal or with 0x"},
+        {"a code of 33 bits", {"code", "0x100000000"}, "0x100000000 is no number"},
+        {"a code with a tail", {"code", "12z"}, "12z is no number"},
+        {"an empty code", {"code", ""}, " is no number"},
+        {"a bare prefix", {"code", "0x"}, "0x is no number"},
+        {"a signed prefix", {"code", "0x-1"}, "0x-1 is no number"},
+        {"no board type", {"port"}, "NUMBER is required"},
+        {"no stub", {"stub"}, "NAME|NUMBER is required"},
+        {"a sensor type of 9 bits", {"sensor-type", "256"}, "256 is no number from 0 to 255"},
+        {"no file to sum", {"crc"}, "FILE is required"},
+        {"an unknown record",
+         {"tlv", "--record", "fan", "-"},
+         "fan not in {temp,vlt,fmea,pwrsup,delay,board,pwrs,model}"},
+        {"two forms", {"tlv", "--hex", "--binary", "-"}, "excludes"},
+        {"an unknown bus", {"packet", "--bus", "can", "-"}, "can not in {udp,ipmb}"},
+    };
+    for (const auto &one : cases) {
+        SCOPED_TRACE(one.name);
+        const ProgramResult result = run(one.arguments);
+        EXPECT_EQ(result.status, 2);
+        EXPECT_NE(result.output.find(one.message), std::string::npos) << result.output;
+    }
+}
+
+TEST_F(Inspect, CommandLine_HelpNamesEveryCommand) {
+    const ProgramResult result = run({"--help"});
+    EXPECT_EQ(result.status, 0);
+    for (const char *command : {"code", "tlv", "packet", "port", "stub", "sensor-type", "crc"}) {
+        EXPECT_NE(result.output.find(std::string("\n  ") + command + " "), std::string::npos) << command;
+        EXPECT_EQ(run({command, "--help"}).status, 0) << command;
+    }
+}
+
+TEST_F(Inspect, Input_UnreadableFilesEndWith1) {
+    for (const char *command : {"tlv", "packet", "crc"}) {
+        SCOPED_TRACE(command);
+        const std::string absent = scratch_.file("absent");
+        expect_result(run({command, absent}), 1,
+                      "orva-inspect: " + absent + " cannot be opened: No such file or directory\n");
+        expect_result(run({command, scratch_.path()}), 1,
+                      "orva-inspect: " + scratch_.path() + " cannot be read: Is a directory\n");
+    }
+}
+
+TEST_F(Inspect, Input_EndlessFilesAreRefused) {
+    expect_result(run({"tlv", "/dev/zero"}), 1, "orva-inspect: /dev/zero is too long: more than 1048576 bytes\n");
+    expect_result(run({"packet", "/dev/zero"}), 1, "orva-inspect: /dev/zero is too long: more than 33554432 bytes\n");
+}
+
+TEST_F(Inspect, Output_ThatCannotBeWrittenEndsWith1) {
+    const ProgramResult result = orva_test::run_program({"/bin/sh", "-c", kProgram + " code 0xD6005D > /dev/full"});
+    expect_result(result, 1, "orva-inspect: the output cannot be written\n");
+}
+
+// ---- Result codes
+
+std::string number_in(const std::string &text) {
+    std::smatch match;
+    EXPECT_TRUE(std::regex_search(text, match, std::regex("^(0x[0-9A-Fa-f]+|[0-9]+)u$"))) << text;
+    return match[1];
+}
+
+struct HeaderMacro {
+    std::string name;
+    std::string header;
+    std::uint32_t value;
+};
+
+// Every macro of the public headers whose name begins with `prefix`; reasons are looked up in `reasons`.
+std::vector<HeaderMacro> header_macros(const std::string &prefix,
+                                       const std::map<std::string, std::uint32_t> &reasons) {
+    const std::regex define("^#define (" + prefix + "[A-Z0-9_]+)\\s+([^/]*[^/ ])");
+    const std::regex result("^ORVA_RESULT\\((\\w+), (\\w+)\\)$");
+    std::vector<HeaderMacro> macros;
+    for (const auto &entry : std::filesystem::directory_iterator(std::string(ORVA_TEST_SOURCE_DIR) + "/include")) {
+        std::istringstream lines(read_file(entry.path()));
+        for (std::string line; std::getline(lines, line);) {
+            std::smatch macro;
+            if (!std::regex_search(line, macro, define)) {
+                continue;
+            }
+            const std::string body = macro[2];
+            std::smatch parts;
+            std::uint32_t value = 0;
+            if (std::regex_match(body, parts, result)) {
+                value = static_cast<std::uint32_t>(std::stoul(number_in(parts[1]), nullptr, 0)) << 16 |
+                        reasons.at(parts[2]);
+            } else {
+                value = static_cast<std::uint32_t>(std::stoul(number_in(body), nullptr, 0));
+            }
+            macros.push_back({macro[1], entry.path().filename(), value});
+        }
+    }
+    return macros;
+}
+
+TEST_F(Inspect, Code_EveryNamedCodeOfTheHeadersIsListed) {
+    std::map<std::string, std::uint32_t> reasons;
+    for (const HeaderMacro &macro : header_macros("ORVA_REASON_", {})) {
+        reasons[macro.name] = macro.value;
+    }
+    ASSERT_EQ(reasons.size(), 18u);
+    const std::vector<HeaderMacro> macros = header_macros("ORVA_ERR_", reasons);
+    ASSERT_GE(macros.size(), 100u);
+    std::vector<std::string> arguments = {"code"};
+    for (const HeaderMacro &macro : macros) {
+        arguments.push_back(std::to_string(macro.value));
+    }
+    const json codes = document(arguments);
+    ASSERT_EQ(codes.size(), macros.size());
+    for (std::size_t i = 0; i < macros.size(); ++i) {
+        const json &names = codes[i]["names"];
+        const auto row =
+            std::find_if(names.begin(), names.end(), [&](const json &one) { return one["name"] == macros[i].name; });
+        ASSERT_NE(row, names.end()) << macros[i].name << " is not listed";
+        EXPECT_EQ((*row)["header"], macros[i].header) << macros[i].name;
+        EXPECT_EQ(codes[i]["code"], macros[i].value);
+        EXPECT_EQ(codes[i]["site"], macros[i].value >> 16);
+        EXPECT_EQ(codes[i]["reason"], macros[i].value & 0xFFFF);
+    }
+}
+
+TEST_F(Inspect, Code_EveryReasonOfTheHeadersIsNamed) {
+    for (const HeaderMacro &macro : header_macros("ORVA_REASON_", {})) {
+        const json codes = document({"code", std::to_string(0x10000 | macro.value)});
+        EXPECT_EQ(codes[0]["reasonName"], macro.name);
+        EXPECT_FALSE(codes[0]["reasonText"].get<std::string>().empty());
+    }
+}
+
+TEST_F(Inspect, Code_FunctionsNamedAreExportedAndDocumentTheCode) {
+    std::set<std::string> exported;
+    std::istringstream lines(read_file(std::string(ORVA_TEST_SOURCE_DIR) + "/abi/exports.txt"));
+    for (std::string line; std::getline(lines, line);) {
+        exported.insert(line);
+    }
+    std::map<std::string, std::uint32_t> reasons;
+    for (const HeaderMacro &macro : header_macros("ORVA_REASON_", {})) {
+        reasons[macro.name] = macro.value;
+    }
+    for (const HeaderMacro &macro : header_macros("ORVA_ERR_", reasons)) {
+        const std::string header = read_file(std::string(ORVA_TEST_SOURCE_DIR) + "/include/" + macro.header);
+        const json codes = document({"code", std::to_string(macro.value)});
+        for (const json &row : codes[0]["names"]) {
+            if (row["name"] != macro.name) {
+                continue;
+            }
+            EXPECT_FALSE(row["functions"].empty()) << macro.name;
+            for (const json &function : row["functions"]) {
+                EXPECT_EQ(exported.count(function), 1u) << function;
+                EXPECT_NE(header.find(function.get<std::string>() + "("), std::string::npos) << function;
+            }
+        }
+    }
+}
+
+TEST_F(Inspect, Code_ShowsSiteReasonAndNames) {
+    expect_result(run({"code", "0xD6005D", "13959169", "0xFFFF1234", "22", "1", "0"}), 0,
+                  "0x00d6005d  site 0xd6, reason 0x5d ORVA_REASON_ARGUMENT: invalid argument\n"
+                  "  ORVA_ERR_QUEUE_WRITE_ARGUMENT (orva_comm.h), returned by ORVA_QueueWrite, ORVA_QueueSynWrite, "
+                  "ORVA_QueueAsyWrite, ORVA_AGENT_WriteQueue\n"
+                  "0x00d50001  site 0xd5, reason 0x01 ORVA_REASON_OTHER: other failure, or lock failed\n"
+                  "  ORVA_ERR_LIST_DELETE_ID_NULL (orva_list.h), returned by ORVA_DeleteNodeInListById\n"
+                  "0xffff1234  site 0xffff, reason 0x1234 (unknown)\n"
+                  "  no name of the library\n"
+                  "0x00000016  no site\n"
+                  "  ORVA_ERR_TIME_ARGUMENT (orva_comm.h), returned by ORVA_GMT_SystimeGet\n"
+                  "0x00000001  no site\n"
+                  "  ORVA_FAILED (orva_types.h)\n"
+                  "0x00000000  no site\n"
+                  "  ORVA_OK (orva_types.h)\n");
+}
+
+// ---- TLV blocks
+
+TEST_F(Inspect, Tlv_EveryFormOfOneBlockReadsTheSame) {
+    const std::string bytes = board_block();
+    const struct {
+        const char *name;
+        std::string content;
+        std::vector<std::string> options;
+    } forms[] = {
+        {"binary", bytes, {}},
+        {"binary, said", bytes, {"--binary"}},
+        {"digits", as_hex(bytes, ""), {}},
+        {"pairs", as_hex(bytes, " ") + "\n", {}},
+        {"pairs, said", as_hex(bytes, "\t\r\n"), {"--hex"}},
+        {"colons", as_hex(bytes, ":"), {}},
+        {"a list of C", "0x" + as_hex(bytes, ", 0x"), {}},
+    };
+    for (const auto &form : forms) {
+        SCOPED_TRACE(form.name);
+        std::vector<std::string> arguments = {"tlv", "--record", "board"};
+        arguments.insert(arguments.end(), form.options.begin(), form.options.end());
+        expect_result(run_on(form.content, arguments), 0, kBoardText);
+    }
+}
+
+TEST_F(Inspect, Tlv_ReadsTheStandardInput) {
+    write_file(input(), board_block());
+    for (const char *file : {"", " -"}) {
+        expect_result(
+            orva_test::run_program({"/bin/sh", "-c", kProgram + " tlv --record board" + file + " < " + input()}), 0,
+            kBoardText);
+    }
+}
+
+TEST_F(Inspect, Tlv_WithoutARecordShowsTagsOnly) {
+    expect_result(run_on(block({item(7, "\xAB\xCD"), item(0x1234, "abc"), item(5, be32(3600))}), {"tlv"}), 0,
+                  "block: 3 items, 37 bytes\n"
+                  "  tag 7, length 2: ab cd (43981)\n"
+                  "  tag 4660, length 3: 61 62 63\n"
+                  "  tag 5, length 4: 00 00 0e 10 (3600)\n");
+}
+
+TEST_F(Inspect, Tlv_AnEmptyBlockIsAHeader) {
+    expect_result(run_on(block({}), {"tlv"}), 0, "block: 0 items, 16 bytes\n");
+}
+
+TEST_F(Inspect, Tlv_TextThatIsNoHexSaysWhere) {
+    expect_result(run_on("00 0g", {"tlv", "--hex"}), 1,
+                  "orva-inspect: no hexadecimal text: no pair of digits at character 4\n");
+    expect_result(run_on("00 001", {"tlv"}), 1,
+                  "orva-inspect: no hexadecimal text: no pair of digits at character 6\n");
+    expect_result(run_on("000x00", {"tlv"}), 1,
+                  "orva-inspect: no hexadecimal text: no pair of digits at character 3\n");
+    expect_result(run_on("0x", {"tlv"}), 1, "orva-inspect: no hexadecimal text: no pair of digits at character 1\n");
+}
+
+struct RecordCase {
+    const char *key;
+    const char *tags; // tag:member:bytes, an exclamation mark where receivers do not store
+    std::uint32_t length;
+};
+
+constexpr RecordCase kRecordCases[] = {
+    {"temp",
+     "1:tempNodeType:1 2:queryByChip:1 3:sensorNum:1 4:sensorType:1 5:chipIndex:1 6:sensorInitia:1 "
+     "7:assertionEventMask:2 8:deassertionEventMask:2 9:uprMinorAlm:1 10:uprMajorAlm:1 11:uprFatalAlm:1 12:busId:1 "
+     "13:negativegoingThre:1 14:positivegoingThre:1 15:lwrMinorAlm:1 16:lwrMajorAlm:1 17:lwrFatalAlm:1 18:cpuIndex:1 "
+     "19:ownerId:1 20:ownerLun:1 21:i2cChannel:1 22:reserve:1 23:deviceModifier:1 24:sensorUnit3:1",
+     138},
+    {"vlt",
+     "1:sensorNum:1 2:sensorMLS:1 3:rexpBexp:1 4:voltageId:1 5:assertionEventMask:2 6:deassertionEventMask:2 "
+     "7:sensorInitia:1 8:nominalReading:1 9:uprMinorAlm:1 10:uprMajorAlm:1 11:uprFatalAlm:1 12:sensorType:1 "
+     "13:negativegoingThre:1 14:positiveGoingThre:1 15:lwrMinorAlm:1 16:lwrMajorAlm:1 17:lwrFatalAlm:1 18:extra1:1! "
+     "19:extra2:1! 20:extra3:1! 21:deviceModifier:1 22:sensorUnit3:1",
+     128},
+    {"fmea", "1:sensorNum_(sensor_id):1 2:sensorType:1 3:busId:1 4:voltageId_(reserve):1 5:slotId:1", 41},
+    {"pwrsup", "1:slotId_(slave_address):1 2:voltageId_(reserve):1", 26},
+    {"delay", "4:delayFlag:1 5:delayTime:4", 29},
+    {"pwrs", "1:pwr1:1 2:pwr2:1 3:pwr3:1", 31},
+    {"model",
+     "1:ctlWord1:4 2:ctlWord2:4 3:ctlByte3:1 4:mngSlotNum:1 5:mngSlot:29 6:mngSlotType:29 7:ctlByte7:1 8:ctlByte8:1 "
+     "9:ctlByte9:1 10:ctlByte10:1 11:ctlByte11:1 12:ctlByte12:1 13:ctlByte13:1 14:ctlByte14:1! 15:ctlByte15:1 "
+     "16:ctlByte16:1 17:stackSlotNum:1 18:stackSlot:15",
+     182},
+};
+
+TEST_F(Inspect, Tlv_RecordsNameEveryMember) {
+    for (const RecordCase &record : kRecordCases) {
+        SCOPED_TRACE(record.key);
+        std::vector<std::string> items;
+        std::string expected;
+        std::istringstream tags(record.tags);
+        for (std::string word; tags >> word;) {
+            const std::size_t first = word.find(':');
+            const std::size_t second = word.find(':', first + 1);
+            const auto tag = static_cast<std::uint32_t>(std::stoul(word));
+            const std::size_t width = std::stoul(word.substr(second + 1));
+            const std::string value(width, static_cast<char>(0x40 + tag));
+            items.push_back(item(tag, value));
+            std::string member = word.substr(first + 1, second - first - 1);
+            std::replace(member.begin(), member.end(), '_', ' ');
+            std::uint64_t number = 0;
+            for (std::size_t i = 0; i < width && width <= 4; ++i) {
+                number = number << 8 | (0x40 + tag);
+            }
+            expected += "  tag " + std::to_string(tag) + ", length " + std::to_string(width) + ", " + member + ": " +
+                        as_hex(value, " ") + (width <= 4 ? " (" + std::to_string(number) + ")" : "") +
+                        (word.back() == '!' ? ", not stored by receivers\n" : "\n");
+        }
+        expected = "block: " + std::to_string(items.size()) + " items, " + std::to_string(record.length) +
+                   " bytes\n" + expected;
+        expect_result(run_on(block(items), {"tlv", "--record", record.key}), 0, expected);
+    }
+}
+
+TEST_F(Inspect, Tlv_JsonCarriesTheNestedBlock) {
+    write_file(input(), board_block());
+    const json read = document({"tlv", "--record", "board", input()});
+    EXPECT_EQ(read["record"], "board");
+    EXPECT_EQ(read["count"], 3);
+    EXPECT_EQ(read["length"], 59);
+    EXPECT_EQ(read["faults"], json::array());
+    const json &nested = read["items"][2];
+    EXPECT_EQ(nested["member"], "delayPowerOn");
+    EXPECT_EQ(nested["stored"], true);
+    EXPECT_EQ(nested["at"], 26);
+    EXPECT_EQ(nested["blocks"][0]["at"], 30);
+    EXPECT_EQ(nested["blocks"][0]["items"][1]["member"], "delayTime");
+    EXPECT_EQ(nested["blocks"][0]["items"][1]["value"], 3600);
+}
+
+TEST_F(Inspect, Tlv_OddButDecodableBlocksAreNoted) {
+    std::string reserved = block({item(1, "a"), item(2, "b"), item(3, "c")});
+    reserved[9] = 1;
+    const struct {
+        const char *name;
+        std::string bytes;
+        const char *note;
+    } cases[] = {
+        {"reserved bytes", reserved, "at byte 8: the reserved bytes are not 0"},
+        {"a strange tag", block({item(1, "a"), item(2, "b"), item(3, "c"), item(9, "d")}),
+         "at byte 31: item 4, tag 9: no tag of the record, receivers skip it"},
+        {"an absent tag", block({item(1, "a"), item(3, "c")}), "tag 2 pwr2 is absent"},
+        {"a long value", block({item(1, "aa"), item(2, "b"), item(3, "c")}),
+         "at byte 16: item 1, tag 1 pwr1: 2 value bytes, the member takes 1"},
+        {"a tail", block({item(1, "a"), item(2, "b"), item(3, "c")}) + "xy", "2 bytes of the input after the block"},
+    };
+    for (const auto &one : cases) {
+        SCOPED_TRACE(one.name);
+        const ProgramResult result = run_on(one.bytes, {"tlv", "--record", "pwrs"});
+        EXPECT_EQ(result.status, 0);
+        EXPECT_NE(result.output.find(std::string("  note: ") + one.note + "\n"), std::string::npos) << result.output;
+    }
+}
+
+TEST_F(Inspect, Tlv_InconsistentBlocksSayWhatIsWrong) {
+    const std::string good = item(1, "a");
+    const auto with = [](std::uint32_t count, std::uint32_t length, const std::string &items) {
+        return be32(count) + be32(length) + std::string(8, '\0') + items;
+    };
+    const struct {
+        const char *name;
+        std::string bytes;
+        const char *message;
+    } cases[] = {
+        {"nothing", "", "at byte 0: block header truncated: 0 bytes left, it takes 16"},
+        {"a short length", with(0, 15, ""), "at byte 4: block length 15 is less than the header's 16 bytes"},
+        {"no length", with(1, 0, good), "at byte 4: block length 0 is less than the header's 16 bytes"},
+        {"a huge length", with(1, 0xFFFFFFFF, good),
+         "at byte 4: block truncated: 4294967295 bytes announced, 21 left"},
+        {"a huge count", with(0xFFFFFFFF, 21, good),
+         "at byte 21: item 2 of 4294967295 missing: 0 bytes left, tag and length take 4"},
+        {"a small count", with(1, 26, good + good), "at byte 21: 5 bytes of the block after its last item"},
+        {"an empty item", with(2, 25, good + item(2, "")),
+         "at byte 21: item 2, tag 2 info2: length 0, receivers stop here"},
+        {"a cut item header", with(2, 24, good + std::string("\0\2\0", 3)),
+         "at byte 21: item 2 of 2 missing: 3 bytes left, tag and length take 4"},
+        {"a long item", with(1, 22, be16(1) + be16(0xFFFF) + "ab"), "65535 value bytes announced, 2 left"},
+        {"a short member", block({item(1, "a"), item(2, "b"), item(3, "c")}),
+         "at byte 30: block header truncated: 1 byte left, it takes 16"},
+        {"a cut nested block", block({item(3, delay_block().substr(0, 28))}),
+         "at byte 24: block truncated: 29 bytes announced, 28 left"},
+        {"a short nested member", block({item(3, block({item(4, "a"), item(5, "bcd")}))}),
+         "at byte 41: item 2, tag 5 delayTime: 3 value bytes, the member takes 4"},
+        {"an empty nested item", block({item(3, block({item(4, "")}))}),
+         "at byte 36: item 1, tag 4 delayFlag: length 0, receivers stop here"},
+    };
+    for (const auto &one : cases) {
+        SCOPED_TRACE(one.name);
+        const ProgramResult result = run_on(one.bytes, {"tlv", "--binary", "--record", "board"});
+        EXPECT_EQ(result.status, 1);
+        EXPECT_NE(result.output.find(one.message), std::string::npos) << result.output;
+        const ProgramResult machine = run_on(one.bytes, {"tlv", "--binary", "--record", "board", "--json"});
+        EXPECT_EQ(machine.status, 1);
+        EXPECT_NE(machine.output.find(one.message), std::string::npos) << machine.output;
+    }
+}
+
+TEST_F(Inspect, Tlv_EveryTruncationOfARecordIsFound) {
+    const std::string whole = board_block();
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        const ProgramResult result = run_on(whole.substr(0, length), {"tlv", "--binary", "--record", "board"});
+        EXPECT_EQ(result.status, 1) << length;
+        EXPECT_NE(result.output.find("orva-inspect: at byte "), std::string::npos) << length << result.output;
+    }
+}
+
+TEST_F(Inspect, Tlv_AgreesWithTheLibraryOnWhatIsDecodable) {
+    // Each byte of a valid block set to each of some values: where the tool finds no fault, decoding is safe.
+    const std::string whole = board_block();
+    for (std::size_t at = 0; at < whole.size(); ++at) {
+        for (const int value : {0, 1, 0x1D, 0xFF}) {
+            std::string bytes = whole;
+            bytes[at] = static_cast<char>(value);
+            const int status = run_on(bytes, {"tlv", "--binary", "--record", "board"}).status;
+            const int decodable = orva_tlv_block_is_whole(bytes.data(), bytes.size(), g_orvaBoardInfoSyncToBakDataDes,
+                                                          ORVA_BOARD_INFO_SYNC_ROWS);
+            ASSERT_TRUE(status == 0 || status == 1) << at << ' ' << value;
+            if (status == 0) {
+                EXPECT_EQ(decodable, 1) << at << ' ' << value;
+            }
+        }
+    }
+}
+
+// ---- Packet dumps
+
+// A dump line's bytes: `count` of them, each the low byte of its index.
+std::string dump_bytes(std::size_t first, std::size_t count) {
+    std::string text;
+    for (std::size_t i = first; i < first + count; ++i) {
+        char pair[8];
+        std::snprintf(pair, sizeof pair, " %02x", static_cast<unsigned>(i & 0xFF));
+        text += pair;
+    }
+    return text;
+}
+
+std::string rows(std::size_t first, std::size_t count) {
+    std::string text;
+    for (std::size_t at = first; at < first + count; at += 16) {
+        char offset[16];
+        std::snprintf(offset, sizeof offset, "  %06zx ", at);
+        text += offset + dump_bytes(at, std::min<std::size_t>(16, first + count - at)) + "\n";
+    }
+    return text;
+}
+
+TEST_F(Inspect, Packet_PiecesAreJoinedInAnyOrderAmongOtherLines) {
+    const std::string log = "start of the log\n"
+                            "2024-01-01 [77] debug: [0x1:2] name:" +
+                            dump_bytes(662, 38) + "\r\n[0x2:1] rx: from 3: 0A ff (end)\n[Position: 0/1]nothing\n" +
+                            "2024-01-01 [77] debug: [0x1:1] name:" + dump_bytes(0, 662) + "\n";
+    expect_result(run_on(log, {"packet"}), 0,
+                  "packet 0x1 name: 700 bytes in 2 pieces\n" + rows(0, 700) +
+                      "packet 0x2 rx: from 3: 2 bytes in 1 piece\n"
+                      "  000000  0a ff\n");
+}
+
+TEST_F(Inspect, Packet_MissingPiecesAreSaidAndKeepTheOffsets) {
+    const std::string log = "[0x1f:2] n:" + dump_bytes(0, 662) + "\n[0x1f:12] n:" + dump_bytes(0, 4) + "\n";
+    // A line of this packet takes 662 bytes while the piece number has one digit or two.
+    expect_result(
+        run_on(log, {"packet"}), 1,
+        "packet 0x1f n: 7286 bytes in 2 pieces, not whole\n"
+        "  -- piece 1 is missing, 662 bytes --\n" +
+            [] {
+                std::string text;
+                for (std::size_t at = 0; at < 662; at += 16) {
+                    char offset[16];
+                    std::snprintf(offset, sizeof offset, "  %06zx ", 662 + at);
+                    text += offset + dump_bytes(at, std::min<std::size_t>(16, 662 - at)) + "\n";
+                }
+                return text;
+            }() +
+            "  -- pieces 3 to 11 are missing, 5958 bytes --\n"
+            "  001c72  00 01 02 03\n"
+            "orva-inspect: 1 packet is not whole\n");
+}
+
+TEST_F(Inspect, Packet_CutPiecesAreSaid) {
+    const std::string log = "[0x1:1] name:" + dump_bytes(0, 16) + "\n[0x1:2] name: aa\n";
+    expect_result(run_on(log, {"packet"}), 1,
+                  "packet 0x1 name: 663 bytes in 2 pieces, not whole\n" + rows(0, 16) +
+                      "  -- piece 1 is cut, 646 bytes --\n"
+                      "  000296  aa\n"
+                      "orva-inspect: 1 packet is not whole\n");
+}
+
+TEST_F(Inspect, Packet_AFullLastPieceMayGoOn) {
+    const ProgramResult result = run_on("[0x1:1] name:" + dump_bytes(0, 662) + "\n", {"packet"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_NE(result.output.find("  note: the last piece is full, more pieces may be missing\n"), std::string::npos);
+    EXPECT_EQ(run_on("[0x1:1] name:" + dump_bytes(0, 661) + "\n", {"packet"}).output.find("note"), std::string::npos);
+}
+
+TEST_F(Inspect, Packet_NumbersThatBeginAgainAreOtherPackets) {
+    expect_result(run_on("[0x1:1] a: 01\n[0x1:1] b: 02\n[0x1:1] a: 03\n", {"packet"}), 0,
+                  "packet 0x1 a: 1 byte in 1 piece\n  000000  01\n"
+                  "packet 0x1 b: 1 byte in 1 piece\n  000000  02\n"
+                  "packet 0x1 a: 1 byte in 1 piece\n  000000  03\n");
+}
+
+TEST_F(Inspect, Packet_LinesThatAreNoDumpsAreSkipped) {
+    const std::string log =
+        "[0x:1] a: 01\n[0xg:1] a: 01\n[0x1:0] a: 01\n[0x1:x] a: 01\n[0x1:1]a: 01\n[0x1:1] a 01\n"
+        "[0x1:1] a:01\n[0x1:1] a: 1\n[0x1:1] a: 0g\n[0x1:1] a: 012\n[0x1:1] a:\n[0x100000000:1] a: 01\n"
+        "[0x1:4294967296] a: 01\n[0x\n[0x1\n[0x1:\n[0x1:1\n[0x1:1]\n[0x1:1] ";
+    expect_result(run_on(log, {"packet"}), 1, "orva-inspect: no packet dump found\n");
+    expect_result(run_on("", {"packet"}), 1, "orva-inspect: no packet dump found\n");
+}
+
+TEST_F(Inspect, Packet_HostileNumbersAndNamesDoNoHarm) {
+    const std::string name(3000, 'n');
+    const std::string log = "[0x1:4294967295] a: 01\n[0xffffffff:1] " + name + ": 02\n[0x2:1] \x1b[31m\xff\\: 03\n";
+    const ProgramResult result = run_on(log, {"packet"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.output.find("  -- pieces 1 to 4294967294 are missing, "), std::string::npos);
+    EXPECT_NE(result.output.find("packet 0xffffffff " + name + ": 1 byte in 1 piece\n"), std::string::npos);
+    EXPECT_NE(result.output.find("packet 0x2 \\x1b[31m\\xff\\\\: 1 byte in 1 piece\n"), std::string::npos);
+    const ProgramResult machine = run_on("[0x2:1] \x1b[31m\xff: 03\n", {"packet", "--json"});
+    EXPECT_EQ(machine.status, 0);
+    EXPECT_EQ(json::parse(machine.output)[0]["name"], "\x1b[31m\xEF\xBF\xBD");
+}
+
+TEST_F(Inspect, Packet_BusFieldsComeFromWholePacketsOfItsLengths) {
+    const std::string udp = "[0x1:1] u: 00 00 00 00 00 00 00 00 00 00 00 00 06 01 02" + dump_bytes(15, 21) + "\n";
+    const auto second_line = [](const ProgramResult &result) {
+        std::istringstream lines(result.output);
+        std::string line;
+        std::getline(lines, line);
+        std::getline(lines, line);
+        return line;
+    };
+    EXPECT_EQ(second_line(run_on(udp, {"packet", "--bus", "udp"})), "  UDP: netFn 0x06, cmd 0x102");
+    EXPECT_EQ(second_line(run_on("[0x1:1] u:" + dump_bytes(0, 35) + "\n", {"packet", "--bus", "udp"})),
+              "  UDP: no fields, such a packet has no 35 bytes");
+    EXPECT_EQ(second_line(run_on("[0x1:1] i: 00 01 02 c7 04 05 06 2a\n", {"packet", "--bus", "ipmb"})),
+              "  IPMB: netFn 0x07, cmd 0x2a");
+    EXPECT_EQ(second_line(run_on("[0x1:1] i: 00 01 02 c7 04 05\n", {"packet", "--bus", "ipmb"})),
+              "  IPMB: no fields, such a packet has no 6 bytes");
+    EXPECT_EQ(second_line(run_on("[0x1:2] i: 00 01 02 c7 04 05 06 2a\n", {"packet", "--bus", "ipmb"})),
+              "  IPMB: no fields, the packet is not whole");
+}
+
+TEST_F(Inspect, Packet_JsonCarriesBytesGapsAndFields) {
+    write_file(input(), "[0x1:1] i: 00 01 02 c7 04 05 06 2a\n");
+    const json packets = document({"packet", "--bus", "ipmb", input()});
+    ASSERT_EQ(packets.size(), 1u);
+    EXPECT_EQ(packets[0]["number"], 1);
+    EXPECT_EQ(packets[0]["length"], 8);
+    EXPECT_EQ(packets[0]["whole"], true);
+    EXPECT_EQ(packets[0]["runs"], json::parse(R"([{"offset": 0, "bytes": "00 01 02 c7 04 05 06 2a"}])"));
+    EXPECT_EQ(packets[0]["gaps"], json::array());
+    EXPECT_EQ(packets[0]["netFn"], 7);
+    EXPECT_EQ(packets[0]["cmd"], 0x2A);
+}
+
+std::ofstream *g_debug_lines = nullptr;
+
+std::uint32_t write_debug_line(OrvaDebugRecord, const char *, std::uint32_t, const char *format, ...) {
+    std::array<char, 2048> line{};
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(line.data(), line.size(), format, arguments);
+    va_end(arguments);
+    *g_debug_lines << "debug " << line.data() << '\n';
+    return 0;
+}
+
+TEST_F(Inspect, Packet_DumpsOfTheLibraryComeBackByteForByte) {
+    std::uint32_t handle = 0;
+    ASSERT_EQ(MIRO_HostStart(nullptr, &handle), 0u);
+    ORVA_SetMemHandle(handle);
+    ASSERT_EQ(ORVA_CreateMemPt(), ORVA_OK);
+    std::ofstream lines(input());
+    g_debug_lines = &lines;
+    g_OrvaImlib.debug = write_debug_line;
+    const std::size_t lengths[] = {1, 36, 661, 662, 663, 1323, 1324, 8000, 32768};
+    for (const std::size_t length : lengths) {
+        std::vector<std::uint8_t> packet(length);
+        for (std::size_t i = 0; i < length; ++i) {
+            packet[i] = static_cast<std::uint8_t>(i * 7 + length);
+        }
+        ORVA_DEBUG_OutPacket(ORVA_DUMP_MODULE_UDP, "to 3: x", packet.data(), static_cast<std::uint32_t>(length));
+    }
+    lines.close();
+    const json packets = document({"packet", input()});
+    ASSERT_EQ(packets.size(), std::size(lengths));
+    for (std::size_t k = 0; k < packets.size(); ++k) {
+        std::string bytes;
+        for (std::size_t i = 0; i < lengths[k]; ++i) {
+            bytes += static_cast<char>(i * 7 + lengths[k]);
+        }
+        EXPECT_EQ(packets[k]["name"], "to 3: x");
+        EXPECT_EQ(packets[k]["whole"], true) << lengths[k];
+        ASSERT_EQ(packets[k]["runs"].size(), 1u) << lengths[k];
+        EXPECT_EQ(packets[k]["runs"][0]["bytes"], as_hex(bytes, " ")) << lengths[k];
+    }
+}
+
+// ---- Tables
+
+TEST_F(Inspect, Port_ShowsTheRowOrTheBackupPorts) {
+    expect_result(run({"port", "0x10011", "132886", "0x30700", "0x10293", "0x5"}), 1,
+                  "board type 0x10011: interface bond0, waits for its address, number in the second-lowest octet\n"
+                  "board type 0x20716: interface bond0, one try for its address, number in the second-lowest octet\n"
+                  "board type 0x30700: interface veth0, one try for its address, number in the lowest octet\n"
+                  "board type 0x10293: interface veth0, one try for its address, number in the second-lowest octet\n"
+                  "orva-inspect: board type 0x5 is not in the table; its address comes from bond0, else veth0\n");
+    EXPECT_EQ(document({"port", "0x30700"}),
+              json::parse(R"([{"boardType": 198400, "hex": "0x30700", "interface": "veth0", "waitFlag": 0,
+                               "octetSelect": 1}])"));
+}
+
+TEST_F(Inspect, Stub_FindsNamesNumbersAndComposedNames) {
+    expect_result(run({"stub", "pmSwitch", "3_1_pmSwitch", "12", "0x0", "213", "nosuch\x1b"}), 1,
+                  "stub type 0: pmSwitch\n"
+                  "stub type 0: pmSwitch, the end of \"3_1_pmSwitch\"\n"
+                  "stub type 12: spiStatus\n"
+                  "stub type 0: pmSwitch\n"
+                  "orva-inspect: there is no stub type 213, the last one is 212\n"
+                  "orva-inspect: no stub matches \"nosuch\\x1b\"\n");
+    EXPECT_EQ(document({"stub", "pmCable"}), json::parse(R"([{"asked": "pmCable", "type": 1, "name": "pmCable"}])"));
+}
+
+TEST_F(Inspect, SensorType_NamesKnownCodes) {
+    expect_result(run({"sensor-type", "1", "0x04", "0xff", "0"}), 1,
+                  "sensor type 0x01: temperature\n"
+                  "sensor type 0x04: fan\n"
+                  "sensor type 0xff: type end\n"
+                  "orva-inspect: sensor type 0x00 is unknown\n");
+    EXPECT_EQ(document({"sensor-type", "2"}), json::parse(R"([{"code": 2, "hex": "0x02", "name": "voltage"}])"));
+}
+
+// ---- Checksums
+
+TEST_F(Inspect, Crc_GivesTheCheckValues) {
+    expect_result(
+        run_on("123456789", {"crc"}), 0,
+        "9 bytes\n"
+        "CRC-16/CCITT-FALSE        0x29b1  ORVA_COMM_Crc16CheckSum, start 0xffff\n"
+        "CRC-16/XMODEM             0x31c3  ORVA_COMM_Crc16CheckSum, start 0\n"
+        "CRC-16 shift-in register  0xbeef  ORVA_PWR_CheckCrc16Sum, start 0; 0 when the file ends in its CRC\n"
+        "CRC-16 of an application  0x31c3  ORVA_LOAD_CalcAppCrc16Sum\n"
+        "CRC-32                    0xcbf43926  ORVA_COMM_Crc32CheckSum\n");
+    write_file(input(), "123456789\x31\xC3");
+    EXPECT_EQ(document({"crc", input()})["crc16ShiftIn"], 0);
+}
+
+TEST_F(Inspect, Crc_OfAnEmptyFileKeepsTheStartValues) {
+    write_file(input(), "");
+    EXPECT_EQ(document({"crc", input()}),
+              json::parse(R"({"length": 0, "crc16CcittFalse": 65535, "crc16Xmodem": 0, "crc16ShiftIn": 0,
+                              "crc16App": 0, "crc32": 0})"));
+}
+
+} // namespace

@@ -1,0 +1,37 @@
+// The sub-commands. Each writes its result to the standard output, messages to the standard error, and returns the
+// program's exit status.
+#ifndef INSPECT_COMMANDS_H
+#define INSPECT_COMMANDS_H
+
+#include "input.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace inspect {
+
+struct Record;
+
+enum class Bus { kUdp, kIpmb };
+
+int inspect_codes(const std::vector<std::uint32_t> &codes, bool json);
+
+// `record` null: tags without names.
+int inspect_tlv(const std::string &path, InputForm form, const Record *record, bool json);
+
+int inspect_packets(const std::string &path, std::optional<Bus> bus, bool json);
+int inspect_ports(const std::vector<std::uint32_t> &board_types, bool json);
+
+// Each name is a stub's name, composed or bare, or a stub type's number.
+int inspect_stubs(const std::vector<std::string> &names, bool json);
+
+// Each code fits 8 bits.
+int inspect_sensor_types(const std::vector<std::uint32_t> &codes, bool json);
+
+int inspect_crc(const std::string &path, bool json);
+
+} // namespace inspect
+
+#endif

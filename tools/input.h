@@ -1,0 +1,28 @@
+// What the sub-commands read: a file or the standard input, bounded, as bytes or as hexadecimal text.
+#ifndef INSPECT_INPUT_H
+#define INSPECT_INPUT_H
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace inspect {
+
+using Bytes = std::vector<std::uint8_t>;
+
+enum class InputForm { kDetect, kHex, kBinary };
+
+// The whole of a file, or of the standard input for "-". Nothing, after a message, when it cannot be read or is
+// longer than `limit` bytes.
+std::optional<Bytes> read_input(const std::string &path, std::size_t limit);
+
+// The bytes that an input stands for. Hexadecimal text: pairs of digits, separated by blanks, line ends, commas or
+// colons or by nothing, each group with or without 0x. Detection takes as text what consists of such characters only.
+// Nothing, after a message, for a text that is none.
+std::optional<Bytes> bytes_of(Bytes input, InputForm form);
+
+} // namespace inspect
+
+#endif

@@ -1,0 +1,104 @@
+// Result codes: site, reason, and the names that the public headers give them.
+#include "code_table.h"
+#include "commands.h"
+#include "text.h"
+
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+namespace inspect {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct Code {
+    std::uint32_t number;
+    std::uint32_t site;
+    std::uint32_t reason;
+    const ReasonName *reason_name;       // null without a site: 0, 1 and numbers of the system have none
+    std::vector<const CodeName *> names; // several areas may use one number
+};
+
+Code take_apart(std::uint32_t number) {
+    Code code{number, number >> 16, number & 0xFFFF, nullptr, {}};
+    code.reason_name = code.site != 0 ? find_reason(code.reason) : nullptr;
+    for (const CodeName &row : code_names()) {
+        if (row.code == number) {
+            code.names.push_back(&row);
+        }
+    }
+    return code;
+}
+
+std::vector<std::string> words_of(const char *text) {
+    std::istringstream stream(text);
+    std::vector<std::string> words;
+    for (std::string word; stream >> word;) {
+        words.push_back(word);
+    }
+    return words;
+}
+
+Json json_of(const Code &code) {
+    Json json = {{"code", code.number},   {"hex", hex_number(code.number, 8)},
+                 {"site", code.site},     {"reason", code.reason},
+                 {"reasonName", nullptr}, {"reasonText", nullptr},
+                 {"names", Json::array()}};
+    if (code.reason_name != nullptr) {
+        json["reasonName"] = code.reason_name->name;
+        json["reasonText"] = code.reason_name->text;
+    }
+    for (const CodeName *row : code.names) {
+        json["names"].push_back(
+            {{"name", row->name}, {"header", row->header}, {"functions", words_of(row->functions)}});
+    }
+    return json;
+}
+
+void print(const Code &code) {
+    std::cout << hex_number(code.number, 8) << "  ";
+    if (code.site == 0) {
+        std::cout << "no site";
+    } else {
+        std::cout << "site " << hex_number(code.site, 2) << ", reason " << hex_number(code.reason, 2) << ' '
+                  << (code.reason_name != nullptr ? code.reason_name->name : "(unknown)");
+        if (code.reason_name != nullptr) {
+            std::cout << ": " << code.reason_name->text;
+        }
+    }
+    std::cout << '\n';
+    for (const CodeName *row : code.names) {
+        std::cout << "  " << row->name << " (" << row->header << ')';
+        const char *before = ", returned by ";
+        for (const std::string &function : words_of(row->functions)) {
+            std::cout << before << function;
+            before = ", ";
+        }
+        std::cout << '\n';
+    }
+    if (code.names.empty()) {
+        std::cout << "  no name of the library\n";
+    }
+}
+
+} // namespace
+
+int inspect_codes(const std::vector<std::uint32_t> &codes, bool json) {
+    Json document = Json::array();
+    for (const std::uint32_t number : codes) {
+        const Code code = take_apart(number);
+        if (json) {
+            document.push_back(json_of(code));
+        } else {
+            print(code);
+        }
+    }
+    if (json) {
+        print_json(document);
+    }
+    return kDone;
+}
+
+} // namespace inspect

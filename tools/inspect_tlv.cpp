@@ -1,0 +1,116 @@
+// A TLV block as text or JSON.
+#include "commands.h"
+#include "text.h"
+#include "tlv_block.h"
+
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+namespace inspect {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr std::size_t kInputLimit = std::size_t{1} << 20;
+
+// The value as one number, when it is one: a member's element, or 1, 2 or 4 bytes of unknown meaning.
+std::optional<std::uint32_t> value_as_number(const TlvItem &item) {
+    std::size_t width = item.value.size();
+    if (item.row != nullptr) {
+        if (item.row->nested != nullptr || item.row->elemSize != item.row->totalLen || item.row->totalLen > width) {
+            return std::nullopt;
+        }
+        width = item.row->totalLen;
+    }
+    if (item.value.size() != item.length || (width != 1 && width != 2 && width != 4)) {
+        return std::nullopt;
+    }
+    std::uint32_t number = 0;
+    for (const std::uint8_t byte : item.value.first(width)) {
+        number = number << 8 | byte;
+    }
+    return number;
+}
+
+Json json_of(const TlvBlock &block);
+
+Json json_of(const TlvItem &item) {
+    Json json = {{"at", item.at}, {"tag", item.tag}, {"length", item.length}, {"bytes", hex_bytes(item.value)}};
+    if (item.member != nullptr) {
+        json["member"] = item.member->name;
+        json["stored"] = !item.member->ignored;
+    }
+    if (const auto number = value_as_number(item)) {
+        json["value"] = *number;
+    }
+    for (const TlvBlock &block : item.blocks) {
+        json["blocks"].push_back(json_of(block));
+    }
+    return json;
+}
+
+Json json_of(const TlvBlock &block) {
+    Json json = {{"at", block.at}, {"count", block.count}, {"length", block.length}, {"items", Json::array()}};
+    for (const TlvItem &item : block.items) {
+        json["items"].push_back(json_of(item));
+    }
+    json["notes"] = block.notes;
+    return json;
+}
+
+void print(const TlvBlock &block, const std::string &indent) {
+    std::cout << indent << "block: " << count_of(block.count, "item") << ", " << count_of(block.length, "byte")
+              << '\n';
+    for (const TlvItem &item : block.items) {
+        std::cout << indent << "  tag " << item.tag << ", length " << item.length;
+        if (item.member != nullptr) {
+            std::cout << ", " << item.member->name;
+        }
+        if (item.blocks.empty() && !item.value.empty()) {
+            std::cout << ": " << hex_bytes(item.value);
+        }
+        if (const auto number = value_as_number(item)) {
+            std::cout << " (" << *number << ')';
+        }
+        std::cout << (item.member != nullptr && item.member->ignored ? ", not stored by receivers\n" : "\n");
+        for (const TlvBlock &nested : item.blocks) {
+            print(nested, indent + "    ");
+        }
+    }
+    for (const std::string &note : block.notes) {
+        std::cout << indent << "  note: " << note << '\n';
+    }
+}
+
+} // namespace
+
+int inspect_tlv(const std::string &path, InputForm form, const Record *record, bool json) {
+    std::optional<Bytes> bytes = read_input(path, kInputLimit);
+    if (bytes) {
+        bytes = bytes_of(std::move(*bytes), form);
+    }
+    if (!bytes) {
+        return kFailed;
+    }
+    TlvBlock block = take_apart_block(*bytes, 0, record);
+    const std::vector<std::string> faults = faults_of(block);
+    if (faults.empty() && block.length < bytes->size()) {
+        block.notes.push_back(count_of(bytes->size() - block.length, "byte") + " of the input after the block");
+    }
+    if (json) {
+        Json document = json_of(block);
+        document["record"] = record != nullptr ? Json(record->key) : Json(nullptr);
+        document["faults"] = faults;
+        print_json(document);
+    } else if (bytes->size() >= ORVA_TLV_BLOCK_HEADER) {
+        print(block, "");
+    }
+    int status = kDone;
+    for (const std::string &fault : faults) {
+        status = fail(fault);
+    }
+    return status;
+}
+
+} // namespace inspect

@@ -1,0 +1,149 @@
+// orva-inspect: result codes, TLV blocks, packet dumps and the library's tables, for people.
+#include "commands.h"
+#include "record_members.h"
+#include "text.h"
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <iostream>
+
+namespace {
+
+using namespace inspect;
+
+struct Options {
+    bool json = false;
+    bool hex = false;
+    bool binary = false;
+    std::string path = "-";
+    std::string record;
+    std::string bus;
+    std::vector<std::string> words;
+};
+
+CLI::Validator number_up_to(std::uint32_t limit) {
+    const auto check = [limit](const std::string &text) {
+        const auto number = number_of(text);
+        return number && *number <= limit
+                   ? std::string()
+                   : printable(text) + " is no number from 0 to " + std::to_string(limit) + ", decimal or with 0x";
+    };
+    return CLI::Validator(check, "NUMBER");
+}
+
+std::vector<std::uint32_t> numbers_of(const Options &options) {
+    std::vector<std::uint32_t> numbers;
+    for (const std::string &word : options.words) {
+        numbers.push_back(*number_of(word));
+    }
+    return numbers;
+}
+
+InputForm form_of(const Options &options) {
+    if (options.hex) {
+        return InputForm::kHex;
+    }
+    return options.binary ? InputForm::kBinary : InputForm::kDetect;
+}
+
+std::optional<Bus> bus_of(const Options &options) {
+    if (options.bus.empty()) {
+        return std::nullopt;
+    }
+    return options.bus == "udp" ? Bus::kUdp : Bus::kIpmb;
+}
+
+class CommandLine {
+public:
+    CommandLine() : app_("Looks result codes, TLV blocks, packet dumps and table rows of the library up.") {
+        app_.name("orva-inspect");
+        app_.set_version_flag("--version", ORVA_INSPECT_VERSION);
+        app_.add_flag("--json", options_.json, "Write JSON");
+        app_.require_subcommand(1);
+        add_numbers("code", "Result codes: site, reason and names", UINT32_MAX,
+                    [this] { return inspect_codes(numbers_of(options_), options_.json); });
+        add_tlv();
+        add_packet();
+        add_numbers("port", "Board types: the interface to the management network", UINT32_MAX,
+                    [this] { return inspect_ports(numbers_of(options_), options_.json); });
+        add("stub", "Stub types and names", [this] { return inspect_stubs(options_.words, options_.json); })
+            ->add_option("NAME|NUMBER", options_.words, "Stub name, bare or composed, or stub type")
+            ->required();
+        add_numbers("sensor-type", "Sensor types: their names", UINT8_MAX,
+                    [this] { return inspect_sensor_types(numbers_of(options_), options_.json); });
+        CLI::App *const crc = add("crc", "CRC-16 variants and CRC-32 of a file",
+                                  [this] { return inspect_crc(options_.path, options_.json); });
+        crc->add_option("FILE", options_.path, "File, - for the standard input")->required();
+    }
+
+    int run(int argc, char **argv) {
+        try {
+            app_.parse(argc, argv);
+        } catch (const CLI::ParseError &error) {
+            // Asked for help or the version: printed, 0. Everything else is a bad command line.
+            return app_.exit(named_unknown(error)) == 0 ? kDone : kUsage;
+        }
+        const int status = command_();
+        std::cout.flush();
+        return std::cout ? status : fail("the output cannot be written");
+    }
+
+private:
+    // Says which word is no sub-command, where the parser would only say that one is required.
+    CLI::ParseError named_unknown(const CLI::ParseError &error) const {
+        const std::vector<std::string> words = app_.remaining();
+        if (!app_.get_subcommands().empty() || words.empty() || error.get_exit_code() == 0) {
+            return error;
+        }
+        return CLI::ExtrasError("orva-inspect", {printable(words.front())});
+    }
+
+    CLI::App *add(const std::string &name, const std::string &help, std::function<int()> command) {
+        CLI::App *const added = app_.add_subcommand(name, help);
+        added->fallthrough();
+        added->callback([this, command = std::move(command)] { command_ = command; });
+        return added;
+    }
+
+    void add_numbers(const std::string &name, const std::string &help, std::uint32_t limit,
+                     std::function<int()> command) {
+        add(name, help, std::move(command))
+            ->add_option("NUMBER", options_.words, "Decimal, or hexadecimal with 0x")
+            ->required()
+            ->check(number_up_to(limit));
+    }
+
+    void add_tlv() {
+        CLI::App *const tlv = add("tlv", "A TLV block: header, items, members", [this] {
+            return inspect_tlv(options_.path, form_of(options_), find_record(options_.record), options_.json);
+        });
+        tlv->add_option("FILE", options_.path, "Block, binary or as hexadecimal text, - for the standard input")
+            ->capture_default_str();
+        std::vector<std::string> keys;
+        for (const std::string_view key : record_keys()) {
+            keys.emplace_back(key);
+        }
+        tlv->add_option("--record", options_.record, "Record whose members the tags are")->check(CLI::IsMember(keys));
+        CLI::Option *const hex = tlv->add_flag("--hex", options_.hex, "The input is hexadecimal text");
+        tlv->add_flag("--binary", options_.binary, "The input is binary")->excludes(hex);
+    }
+
+    void add_packet() {
+        CLI::App *const packet = add("packet", "Packet dumps of a log, put together again", [this] {
+            return inspect_packets(options_.path, bus_of(options_), options_.json);
+        });
+        packet->add_option("FILE", options_.path, "Log, - for the standard input")->capture_default_str();
+        packet->add_option("--bus", options_.bus, "Show netFn and command of this bus's packets")
+            ->check(CLI::IsMember({"udp", "ipmb"}));
+    }
+
+    Options options_;
+    CLI::App app_;
+    std::function<int()> command_;
+};
+
+} // namespace
+
+int main(int argc, char **argv) {
+    return CommandLine().run(argc, argv);
+}
