@@ -4,7 +4,8 @@
  * A formatter takes the position of the failing thing and a text in the manner of printf (cut at 511 characters; one
  * line end at its end is removed), builds one line and hands it to the diagnostic log, security events to the
  * security and life-cycle logs. Each uses 512 and 592 bytes of the library's partition while it runs, writes nothing
- * when they cannot be had, and keeps no state. A log that refuses the record is reported in the system log.
+ * when they cannot be had or the text cannot be formatted, and keeps no state. A log that refuses the record is
+ * reported in the system log, and so is a line that does not fit, but not by ORVA_DiagFemaByType.
  */
 #ifndef ORVA_API_LOG_H
 #define ORVA_API_LOG_H
@@ -161,7 +162,7 @@ ORVA_API void ORVA_CloseSerialFd(uint32_t fd);
 /*
  * Writes one message to the console, which is opened and closed for it.
  * `format` and its arguments are those of printf; the message is cut at 511 characters. It is dropped silently when
- * it cannot be formatted or there is no console. Any thread: one write per message.
+ * there is no memory, it cannot be formatted or there is no console. Any thread: one write per message.
  */
 ORVA_PRINTF(1)
 ORVA_API void ORVA_SerialLog(const char *format, ...);

@@ -225,7 +225,7 @@ ORVA_API uint32_t ORVA_DEBUG_OutLog(uint32_t module, const char *format, ...);
  * further pieces under the same packet number. Every call with a name and data counts one packet, also with a length
  * of 0. Nothing is written when `name` or `data` is null, when `len` is 0 or has its top bit set, or when the name
  * leaves no room for a byte; the dump ends early when no line buffer (2000 bytes of the library's partition) can be
- * had. Any thread.
+ * had or no byte of a piece can be formatted. Any thread.
  */
 ORVA_API void ORVA_DEBUG_OutPacket(uint32_t module, const char *name, const uint8_t *data, uint32_t len);
 
@@ -233,8 +233,9 @@ ORVA_API void ORVA_DEBUG_OutPacket(uint32_t module, const char *name, const uint
  * Writes the next bytes of a packet to the start of a caller's buffer as " %02x" each, zero-terminated.
  * `data` and `len` are the whole packet; `*remaining`, 1 to `len`, counts the bytes not yet written, so that the next
  * one is data[len - *remaining]; it goes down by one for each byte written. `out` has `outSize` bytes. As many bytes
- * are written as fit and are left; call again with a fresh buffer while `*remaining` is not 0. Nothing is done when
- * `*remaining` is 0 or above `len`, `outSize` is below 4, or a pointer is null. Any thread.
+ * are written as fit and are left, fewer when formatting fails; call again with a fresh buffer while `*remaining` is
+ * not 0 and goes down. Nothing is done when `*remaining` is 0 or above `len`, `outSize` is below 4, or a pointer is
+ * null. Any thread.
  * Kept: the spelling of the name is part of the interface.
  */
 ORVA_API void ORVA_DEUBG_FormatPacketToString(const uint8_t *data, uint32_t len, uint32_t *remaining, char *out,

@@ -1,5 +1,7 @@
 /* Runs every converter and the request check once and compares the hook calls, as counted by the preloaded library,
- * with what each is to call: one for the eleven, none for any other. */
+ * with what each is to call: one for the eleven, none for any other. A converter calls its hook at its end, the
+ * request check at its beginning, also for a header that it refuses. The slot address asks for the box stack in any
+ * case. */
 #include <dlfcn.h>
 #include <stdio.h>
 #include <string.h>
@@ -11,9 +13,14 @@ typedef void (*Converter)(void *);
 static uint8_t g_buffer[16384];
 
 static void check_request(void *buffer) {
-    uint32_t header[4] = {1, 0, 3, 0};
+    uint32_t header[4] = {9, 99, 99, 0};
     (void)buffer;
     (void)ORVA_AGENT_CheckReqMsgValidity(3, header);
+}
+
+static void ask_main_address(void *buffer) {
+    (void)buffer;
+    (void)ORVA_GetAddressFromSlot(5, 0);
 }
 
 static const struct {
@@ -64,6 +71,7 @@ static const struct {
     WITHOUT(ORVA_AGENT_ChgSensorCtrlMsgToHost),
     WITHOUT(ORVA_AGENT_ChgSensorCtrlMsgToNet),
     {"ORVA_AGENT_CheckReqMsgValidity", check_request, "ORVA_AGENT_CheckReqMsgValidityPath"},
+    {"ORVA_GetAddressFromSlot", ask_main_address, "ORVA_DRVADP_GetIsBoxStackVar"},
 };
 
 static unsigned *counter(const char *hook) {
@@ -81,11 +89,26 @@ static unsigned total(void) {
     return sum;
 }
 
+static void fill_buffer(void) {
+    for (size_t i = 0; i < sizeof g_buffer; ++i) {
+        g_buffer[i] = (uint8_t)(i * 37 + 1);
+    }
+}
+
 int main(int argc, char **argv) {
     const int interposed = argc > 1 && strcmp(argv[1], "interposed") == 0;
+    const uint8_t **watched = (const uint8_t **)dlsym(RTLD_DEFAULT, "watched_message");
+    const uint8_t *at_call = (const uint8_t *)dlsym(RTLD_DEFAULT, "message_at_call");
+    if (interposed && (watched == NULL || at_call == NULL)) {
+        (void)printf("the counting library is not loaded\n");
+        return 1;
+    }
+    if (watched != NULL) {
+        *watched = g_buffer;
+    }
     unsigned calls = 0;
     for (size_t i = 0; i < sizeof g_rows / sizeof g_rows[0]; ++i) {
-        memset(g_buffer, 0, sizeof g_buffer);
+        fill_buffer();
         g_rows[i].run(g_buffer);
         if (!interposed) {
             continue;
@@ -96,7 +119,11 @@ int main(int argc, char **argv) {
             (void)printf("%s: %u hook calls in all, %u expected\n", g_rows[i].name, total(), calls);
             return 1;
         }
+        if (g_rows[i].hook != NULL && memcmp(at_call, g_buffer, sizeof g_buffer) != 0) {
+            (void)printf("%s: its hook was not the last step\n", g_rows[i].name);
+            return 1;
+        }
     }
     (void)printf("%zu functions, %u hook calls\n", sizeof g_rows / sizeof g_rows[0], total());
-    return total() == (interposed ? 11u : 0u) ? 0 : 1;
+    return total() == (interposed ? 12u : 0u) ? 0 : 1;
 }

@@ -1,5 +1,20 @@
-/* Takes the place of the library's eleven empty hooks and counts their calls. */
+/* Takes the place of the library's eleven empty hooks and of one query, counts their calls and keeps what the message
+ * was like at the last of them. */
 #include <stdint.h>
+#include <string.h>
+
+enum { kMessageBytes = 16384 };
+
+extern const uint8_t *watched_message;
+extern uint8_t message_at_call[kMessageBytes];
+const uint8_t *watched_message;
+uint8_t message_at_call[kMessageBytes];
+
+static void look(void) {
+    if (watched_message != NULL) {
+        memcpy(message_at_call, watched_message, sizeof message_at_call);
+    }
+}
 
 #define HOOK(name)                                                                                                   \
     extern unsigned count_of_##name;                                                                                 \
@@ -7,6 +22,7 @@
     unsigned count_of_##name;                                                                                        \
     void name(void) {                                                                                                \
         ++count_of_##name;                                                                                           \
+        look();                                                                                                      \
     }
 
 HOOK(ORVA_AGENT_ChgSwitchOverMsgToHostPath)
@@ -20,3 +36,12 @@ HOOK(ORVA_AGENT_ChgHeartBeatMsgToHostPath)
 HOOK(ORVA_AGENT_ChgHeartBeatMsgToNetPath)
 HOOK(ORVA_AGENT_ChgPowerStateMsgToNetPath)
 HOOK(ORVA_AGENT_CheckReqMsgValidityPath)
+
+extern unsigned count_of_ORVA_DRVADP_GetIsBoxStackVar;
+extern uint32_t ORVA_DRVADP_GetIsBoxStackVar(void);
+unsigned count_of_ORVA_DRVADP_GetIsBoxStackVar;
+uint32_t ORVA_DRVADP_GetIsBoxStackVar(void) {
+    ++count_of_ORVA_DRVADP_GetIsBoxStackVar;
+    look();
+    return 0;
+}
