@@ -15,7 +15,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::size_t kLogLimit = std::size_t{32} << 20;
+constexpr std::size_t kLogLimit = std::size_t{16} << 20;
 constexpr std::size_t kRowBytes = 16;
 
 struct Fields {
@@ -119,19 +119,20 @@ int inspect_packets(const std::string &path, std::optional<Bus> bus, bool json) 
         return kFailed;
     }
     const std::vector<Packet> packets = find_packets({reinterpret_cast<const char *>(log->data()), log->size()});
-    Json document = Json::array();
     std::size_t broken = 0;
+    const char *before = "["; // written packet by packet: a document of a long log would be many times its size
     for (const Packet &packet : packets) {
         const Dump dump = dump_of(packet);
         broken += dump.whole ? 0 : 1;
         if (json) {
-            document.push_back(json_of(dump, bus));
+            std::cout << before << '\n' << json_text(json_of(dump, bus));
+            before = ",";
         } else {
             print(dump, bus);
         }
     }
     if (json) {
-        print_json(document);
+        std::cout << (packets.empty() ? "[]\n" : "\n]\n");
     }
     if (packets.empty()) {
         return fail("no packet dump found");

@@ -71,9 +71,12 @@ std::string printable(std::string_view text) {
     return shown;
 }
 
+std::string json_text(const nlohmann::ordered_json &document) {
+    return document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
 void print_json(const nlohmann::ordered_json &document) {
-    // Bytes of a log need not be UTF-8.
-    std::cout << document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << '\n';
+    std::cout << json_text(document) << '\n';
 }
 
 int fail(const std::string &message) {

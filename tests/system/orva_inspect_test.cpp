@@ -174,7 +174,7 @@ TEST_F(Inspect, Input_UnreadableFilesEndWith1) {
 
 TEST_F(Inspect, Input_EndlessFilesAreRefused) {
     expect_result(run({"tlv", "/dev/zero"}), 1, "orva-inspect: /dev/zero is too long: more than 1048576 bytes\n");
-    expect_result(run({"packet", "/dev/zero"}), 1, "orva-inspect: /dev/zero is too long: more than 33554432 bytes\n");
+    expect_result(run({"packet", "/dev/zero"}), 1, "orva-inspect: /dev/zero is too long: more than 16777216 bytes\n");
 }
 
 TEST_F(Inspect, Output_ThatCannotBeWrittenEndsWith1) {
@@ -646,7 +646,20 @@ TEST_F(Inspect, Packet_BusFieldsComeFromWholePacketsOfItsLengths) {
               "  IPMB: no fields, the packet is not whole");
 }
 
-TEST_F(Inspect, Packet_JsonCarriesBytesGapsAndFields) {
+TEST_F(Inspect, Packet_JsonListsEveryPacketWithItsGaps) {
+    const ProgramResult none = run_on("", {"packet", "--json"});
+    expect_result(none, 1, "[]\norva-inspect: no packet dump found\n");
+    const ProgramResult result = run_on("[0x1:2] i: 2a\n[0x2:1] i: 2b\n", {"packet", "--json"});
+    EXPECT_EQ(result.status, 1);
+    const json packets = json::parse(result.output.substr(0, result.output.rfind("orva-inspect: ")));
+    ASSERT_EQ(packets.size(), 2u);
+    EXPECT_EQ(packets[0]["whole"], false);
+    EXPECT_EQ(packets[0]["gaps"], json::parse(R"([{"offset": 0, "length": 663, "reason": "piece 1 is missing"}])"));
+    EXPECT_EQ(packets[0]["runs"], json::parse(R"([{"offset": 663, "bytes": "2a"}])"));
+    EXPECT_EQ(packets[1]["whole"], true);
+}
+
+TEST_F(Inspect, Packet_JsonCarriesBytesAndFields) {
     write_file(input(), "[0x1:1] i: 00 01 02 c7 04 05 06 2a\n");
     const json packets = document({"packet", "--bus", "ipmb", input()});
     ASSERT_EQ(packets.size(), 1u);
