@@ -3,36 +3,22 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
 #include "platform_double.h"
+#include "record_bytes.h"
 
 #include "../golden/sync_blocks.inc"
 
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
+using orva_test::Bytes;
+using orva_test::bytes_of;
+using orva_test::Filled;
 
 constexpr std::uint8_t kUntouched = 0xEE;
-
-// A record of which every byte, padding included, is `byte`. It is not copied: copies need not keep padding.
-template <typename Record>
-struct Filled {
-    explicit Filled(std::uint8_t byte) {
-        std::memset(&record, byte, sizeof record);
-    }
-    Record record;
-};
-
-template <typename Record>
-Bytes bytes_of(const Record &record) {
-    Bytes bytes(sizeof record);
-    std::memcpy(bytes.data(), &record, sizeof record);
-    return bytes;
-}
 
 Bytes item(std::uint32_t tag, const Bytes &value) {
     Bytes bytes = {static_cast<std::uint8_t>(tag >> 8), static_cast<std::uint8_t>(tag),

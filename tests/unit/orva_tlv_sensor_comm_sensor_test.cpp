@@ -2,20 +2,22 @@
 #include "orva_tlv_sensor_comm.h"
 
 #include <cstdint>
-#include <cstring>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
 #include "orva_drvadp_comm.h"
 #include "platform_double.h"
+#include "record_bytes.h"
 
 #include "../golden/sync_blocks.inc"
 
 namespace {
 
+using orva_test::Bytes;
+using orva_test::bytes_of;
+using orva_test::Filled;
 using orva_test::take_logs;
-using Bytes = std::vector<std::uint8_t>;
 using Texts = std::vector<std::string>;
 
 constexpr std::uint8_t kUntouched = 0xEE;
@@ -161,22 +163,6 @@ void for_each_kind(const Check &check) {
     for (const Kind<OrvaVltSensorCfg> &kind : kVltKinds) {
         check(kind);
     }
-}
-
-// A record of which every byte, padding included, is `byte`. It is not copied: copies need not keep padding.
-template <typename Record>
-struct Filled {
-    explicit Filled(std::uint8_t byte) {
-        std::memset(&record, byte, sizeof record);
-    }
-    Record record;
-};
-
-template <typename Record>
-Bytes bytes_of(const Record &record) {
-    Bytes bytes(sizeof record);
-    std::memcpy(bytes.data(), &record, sizeof record);
-    return bytes;
 }
 
 // The receiver's bytes after `from` was stored into a record full of `fill`, for the rows that are stored.
