@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/ipc.h>
@@ -18,6 +17,7 @@
 
 #include "bytes.h"
 #include "crc_engine.h"
+#include "line_reader.h"
 #include "log_record.h"
 #include "message_layout.h"
 #include "miro.h"
@@ -651,27 +651,6 @@ const char *marker_file(std::uint32_t kind) {
     return kind <= ORVA_PROCESS_AGENT ? kMarkerFiles[kind] : nullptr;
 }
 
-// Lines of a stream in one buffer of the C library's, freed at the end with the stream closed.
-class LineReader {
-public:
-    explicit LineReader(FILE *file) : file_(file) {}
-    ~LineReader() {
-        std::free(line_);
-        ORVA_FileClose(file_);
-    }
-    LineReader(const LineReader &) = delete;
-    LineReader &operator=(const LineReader &) = delete;
-    // The next line, or null.
-    const char *next() {
-        return getline(&line_, &size_, file_) < 0 ? nullptr : line_;
-    }
-
-private:
-    FILE *file_;
-    char *line_ = nullptr;
-    std::size_t size_ = 0;
-};
-
 } // namespace
 
 void ORVA_COMM_InitProcessStartMode(uint32_t kind, uint32_t *warm) {
@@ -701,7 +680,7 @@ void ORVA_COMM_SetProcessStartMode(uint32_t kind) {
         ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kLogModule, kStartLogCode, "Reboot flag file fopen null");
         return;
     }
-    LineReader lines(file);
+    orva::LineReader lines(file);
     if (lines.next() == nullptr) {
         ORVA_Fchmod(marker, kMarkerMode);
         fputs("5\n", file);
@@ -717,7 +696,7 @@ uint32_t ORVA_GetIndependPwrOffFlag(uint8_t slot, uint8_t index) {
     if (file == nullptr) {
         return 0;
     }
-    LineReader lines(file);
+    orva::LineReader lines(file);
     while (const char *line = lines.next()) {
         unsigned lineSlot = 0;
         unsigned lineIndex = 0;

@@ -4,13 +4,12 @@
 
 #include <arpa/inet.h>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
-#include <memory>
 #include <sys/ioctl.h>
 
 #include "drv_basic.h"
+#include "line_reader.h"
 #include "log_record.h"
 #include "optional_library.h"
 #include "orva_comm.h"
@@ -112,25 +111,6 @@ bool build_init_record(OrvaImInitRecord *record, std::uint32_t initParam, const 
 
 constexpr std::uint32_t kNoAddress = 0xFFFFFFFF; // what inet_addr gives for a text that is not an address
 constexpr std::uint32_t kEnvAddressSize = 128;
-
-struct LineDeleter {
-    void operator()(char *line) const {
-        std::free(line);
-    }
-};
-
-// Converts the first line of an open file; false for an empty file.
-bool read_address_line(FILE *file, std::uint32_t *ip) {
-    char *buffer = nullptr;
-    std::size_t size = 0;
-    const ssize_t length = getline(&buffer, &size, file);
-    const std::unique_ptr<char, LineDeleter> line(buffer);
-    if (length < 0) {
-        return false;
-    }
-    *ip = inet_addr(line.get());
-    return true;
-}
 
 // ---- Debug switches
 
@@ -389,9 +369,13 @@ uint32_t ORVA_GetActMpuIpAddrFromFile(uint32_t *ip) {
     if (file == nullptr) {
         return ORVA_FAILED;
     }
-    const bool valid = read_address_line(file, ip) && *ip != kNoAddress;
-    ORVA_FileClose(file);
-    return valid ? ORVA_OK : ORVA_FAILED;
+    orva::LineReader lines(file);
+    const char *const line = lines.next();
+    if (line == nullptr) {
+        return ORVA_FAILED;
+    }
+    *ip = inet_addr(line);
+    return *ip != kNoAddress ? ORVA_OK : ORVA_FAILED;
 }
 
 uint32_t ORVA_GetActMpuIpAddrFromEnv(uint32_t *ip) {
