@@ -7,11 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "log_line.h"
 #include "platform_double.h"
 
 namespace {
 
 using orva_test::take_logs;
+using orva_test::without_line;
 using Texts = std::vector<std::string>;
 
 // Stub types and names, kept apart from the library's table.
@@ -71,13 +73,6 @@ std::vector<std::string> expected_names() {
         names.push_back(entry.substr(blank + 1));
     }
     return names;
-}
-
-// The record with its source line, which must be a number above 0, replaced by N.
-std::string without_line(const std::string &log) {
-    const std::size_t at = log.find(", l=") + 4;
-    const std::size_t end = log.find_first_not_of("0123456789", at);
-    return end > at && log[at] != '0' ? log.substr(0, at) + "N" + log.substr(end) : log;
 }
 
 struct Stub : orva_test::PlatformTest {

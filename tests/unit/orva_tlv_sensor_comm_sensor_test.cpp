@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "log_line.h"
 #include "orva_drvadp_comm.h"
 #include "platform_double.h"
 #include "record_bytes.h"
@@ -18,6 +19,7 @@ using orva_test::Bytes;
 using orva_test::bytes_of;
 using orva_test::Filled;
 using orva_test::take_logs;
+using orva_test::take_logs_without_lines;
 using Texts = std::vector<std::string>;
 
 constexpr std::uint8_t kUntouched = 0xEE;
@@ -177,21 +179,6 @@ Bytes stored_bytes(const Kind<Record> &kind, const Record &from, std::uint8_t fi
         }
     }
     return expected;
-}
-
-// The record with its source line, which must be a number above 0, replaced by N.
-std::string without_line(const std::string &log) {
-    const std::size_t at = log.find(", l=") + 4;
-    const std::size_t end = log.find_first_not_of("0123456789", at);
-    return end > at && log[at] != '0' ? log.substr(0, at) + "N" + log.substr(end) : log;
-}
-
-Texts without_lines(const Texts &logs) {
-    Texts result;
-    for (const std::string &log : logs) {
-        result.push_back(without_line(log));
-    }
-    return result;
 }
 
 using TlvSensor = orva_test::PlatformTest;
@@ -376,7 +363,7 @@ TEST_F(TlvSensor, StoreOfAMask_LogsAFailedCopyAndLeavesTheMember) {
     orva_test::reset_calls();
     const std::string text = "WriteLog(0x10000, 0x2) [ORVA_COMM][ORVA_LEVEL_ERR]mem copy error, "
                              "f=orva_tlv_sensor_comm, l=N, ret=34";
-    EXPECT_EQ(without_lines(take_logs()), (Texts{text, text, text, text}));
+    EXPECT_EQ(take_logs_without_lines(), (Texts{text, text, text, text}));
     EXPECT_EQ(bytes_of(temp), Bytes(sizeof temp, kUntouched));
     EXPECT_EQ(bytes_of(vlt), Bytes(sizeof vlt, kUntouched));
 }
@@ -390,8 +377,8 @@ TEST_F(TlvSensor, Decode_GoesOnAfterAFailedCopyAndStillSucceeds) {
     expected[offsetof(OrvaTempSensorCfg, assertionEventMask)] = 0x5A;
     expected[offsetof(OrvaTempSensorCfg, assertionEventMask) + 1] = 0x5A;
     EXPECT_EQ(bytes_of(receiver), expected);
-    EXPECT_EQ(without_lines(take_logs()), (Texts{"WriteLog(0x10000, 0x2) [ORVA_COMM][ORVA_LEVEL_ERR]mem copy error, "
-                                                 "f=orva_tlv_sensor_comm, l=N, ret=22"}));
+    EXPECT_EQ(take_logs_without_lines(), (Texts{"WriteLog(0x10000, 0x2) [ORVA_COMM][ORVA_LEVEL_ERR]mem copy error, "
+                                                "f=orva_tlv_sensor_comm, l=N, ret=22"}));
 }
 
 TEST_F(TlvSensor, SensorNumEncode_WritesFiveBytes) {
