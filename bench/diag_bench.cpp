@@ -2,14 +2,11 @@
 // mutex, finds the node and the item of the record, and counts. Measured in a process of several threads, as every
 // process is whose manager has a thread, and in one of a single thread, where the C library takes a mutex without a
 // locked instruction.
-#include "miro_host.h"
-#include "orva_comm.h"
+#include "host_partition.h"
 #include "orva_diag.h"
 #include "ratio_report.h"
 
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <pthread.h>
 #include <string>
 #include <sys/wait.h>
@@ -22,12 +19,9 @@ constexpr std::uint32_t kDiagId = 371;
 constexpr std::uint32_t kManyKeys = 64;
 
 void start_manager() {
-    std::uint32_t handle = 0;
-    const bool isStarted = MIRO_HostStart(nullptr, &handle) == MIRO_HOST_OK;
-    ORVA_SetMemHandle(handle);
-    if (!isStarted || ORVA_CreateMemPt() != ORVA_OK || ORVA_DiagInit(kDiagId + 2, 0) != ORVA_OK) {
-        std::fputs("diag_bench: no manager\n", stderr);
-        std::exit(1);
+    orva_bench::start_partition();
+    if (ORVA_DiagInit(kDiagId + 2, 0) != ORVA_OK) {
+        orva_bench::give_up("ORVA_DiagInit");
     }
 }
 

@@ -1,7 +1,7 @@
 // ORVA_FUNC_GetFileContent against opening the file, asking for its size and reading into a buffer of that size from
 // the same memory partition. The library resolves the path, reads through a stream and clears the buffer first; the
 // peer does none of this.
-#include "miro_host.h"
+#include "host_partition.h"
 #include "orva_comm.h"
 #include "orva_util.h"
 #include "ratio_report.h"
@@ -17,6 +17,8 @@
 #include <unistd.h>
 
 namespace {
+
+using orva_bench::give_up;
 
 constexpr char kCaller[] = "bench/file_content_bench";
 
@@ -48,14 +50,9 @@ private:
     std::string folder_;
 };
 
-[[noreturn]] void give_up(const char *what) {
-    std::fprintf(stderr, "file_content_bench: %s failed\n", what);
-    std::abort();
-}
-
 void release(char *content) {
     benchmark::DoNotOptimize(content);
-    MIRO_MemFree_F(ORVA_GetMemHandle(), content, kCaller, 1);
+    orva_bench::release(content, kCaller);
 }
 
 void ours(const std::string &path, std::uint64_t times) {
@@ -76,9 +73,8 @@ char *read_sized(const char *path) {
         give_up("open");
     }
     const auto size = static_cast<std::size_t>(status.st_size);
-    const auto partition = static_cast<std::uint8_t>(ORVA_GetMemPtr());
-    auto *content = static_cast<char *>(MIRO_MemAlloc_F(ORVA_GetMemHandle(), partition, size + 1, kCaller, 2));
-    if (content == nullptr || read(fd, content, size) != status.st_size) {
+    auto *const content = static_cast<char *>(orva_bench::allocate(size + 1, kCaller));
+    if (read(fd, content, size) != status.st_size) {
         give_up("read");
     }
     content[size] = '\0';
@@ -95,14 +91,7 @@ void peer(const std::string &path, std::uint64_t times) {
 } // namespace
 
 int main(int argc, char **argv) {
-    std::uint32_t handle = 0;
-    if (MIRO_HostStart(nullptr, &handle) != MIRO_HOST_OK) {
-        give_up("MIRO_HostStart");
-    }
-    ORVA_SetMemHandle(handle);
-    if (ORVA_CreateMemPt() != ORVA_OK) {
-        give_up("ORVA_CreateMemPt");
-    }
+    orva_bench::start_partition();
     const Files files;
     orva_bench::RatioReport report;
     for (const std::size_t size : {std::size_t{64}, std::size_t{4096}, std::size_t{65536}, std::size_t{1} << 20}) {
