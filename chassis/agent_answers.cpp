@@ -1,13 +1,13 @@
 #include "agent_answers.h"
 
 #include "hardware.h"
+#include "report.h"
 #include "runtime.h"
 
 #include "orva_comm.h"
 #include "orva_diag.h"
 #include "orva_imlib.h"
 
-#include <arpa/inet.h>
 #include <array>
 #include <fstream>
 
@@ -73,11 +73,8 @@ Frame switch_over(const Frame &request, BoardContext &board) {
     if (!board.private_mount) {
         return make_result(board, request.sequence(), kRefusedNoPrivateMount);
     }
-    in_addr address{htonl(request.body<AddressBody>().address)};
-    std::array<char, INET_ADDRSTRLEN> text{};
-    inet_ntop(AF_INET, &address, text.data(), text.size());
     std::ofstream file(ORVA_ACT_MPU_FILE);
-    file << text.data() << '\n';
+    file << address_text(request.body<AddressBody>().address) << '\n';
     return make_result(board, request.sequence(), file.flush() ? ORVA_OK : kRefusedFile);
 }
 

@@ -33,7 +33,7 @@ void synchronise(Manager &manager, Report &report, const SyncRecord &record, con
         manager.exchange(backup, manager.request_frame(backup, kNetFnChassis, kCmdSync, body), kPatience);
     if (!reply || reply->type->command != kCmdSync) {
         report.check(std::string(record.name) + " record: the backup does not take it, " +
-                         hex_code(result_code(reply)),
+                         hex_text(result_code(reply)),
                      false);
         return;
     }
@@ -51,7 +51,7 @@ void cut_block(Manager &manager, Report &report, SyncBody body) {
     --body.length;
     const auto reply =
         manager.exchange(backup, manager.request_frame(backup, kNetFnChassis, kCmdSync, body), kPatience);
-    report.check("a block without its last byte is refused with " + hex_code(kRefusedBlock),
+    report.check("a block without its last byte is refused with " + hex_text(kRefusedBlock),
                  result_code(reply) == kRefusedBlock);
 }
 

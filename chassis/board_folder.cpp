@@ -1,6 +1,7 @@
 #include "board_folder.h"
 
 #include "descriptor.h"
+#include "report.h"
 
 #include <array>
 #include <cerrno>
@@ -22,23 +23,17 @@ constexpr std::uint32_t kMainBoardType = 0x10011;
 constexpr std::uint32_t kFrameType = 0x10002;
 constexpr std::array<std::uint32_t, 6> kBoardTypes = {0x18001, 0x18004, 0x18010, 0x12018, 0x18020, 0x12121};
 
-std::string hexadecimal(std::uint32_t value) {
-    std::array<char, 16> text{};
-    std::snprintf(text.data(), text.size(), "0x%X", value);
-    return text.data();
-}
-
 std::string description_text(std::uint32_t slot, std::uint32_t boards) {
     const std::string number = std::to_string(slot);
     std::string text =
         "# Written by orva-chassis for the board in slot " + number + ".\n\n[board]\nslot = " + number +
-        "\ntype = " + hexadecimal(board_type(slot)) + "\n\n[chassis]\ntype = " + hexadecimal(kFrameType) +
+        "\ntype = " + hex_text(board_type(slot), 1) + "\n\n[chassis]\ntype = " + hex_text(kFrameType, 1) +
         "\n\n[environment]\nproduct_service_type = \"100\"\n" +
         "product_family_type = 3\nchassisid = 1\ncpu_id = 0\nslotid = " + number + "\nACT_MPU = \"172.16.0.250\"\n";
     for (std::uint32_t other = 0; other <= boards; ++other) {
         if (other != slot) {
             text += "\n[[other_board]]\nslot = " + std::to_string(other) +
-                    "\ntype = " + hexadecimal(board_type(other)) + "\n";
+                    "\ntype = " + hex_text(board_type(other), 1) + "\n";
         }
     }
     return text + "\n[[elabel]]\nindex = 0\nlines = [\"BoardType=CHASSIS-BOARD\", \"BarCode=CB000000" + number +

@@ -84,7 +84,7 @@ void flood(Manager &manager, Board *board, Report &report) {
     }
     const std::uint32_t refused = send_long_packets(manager, *board);
     report.check_count("packets refused by slot " + std::to_string(board->slot) + " with " +
-                           hex_code(ORVA_ERR_PACKET_LENGTH),
+                           hex_text(ORVA_ERR_PACKET_LENGTH),
                        kPackets, refused);
     // A record begins behind the position; the summary quotes one.
     const Found records = find_lines(diagnostic_log(board->folder), "]Invalid packet length, module: ");

@@ -148,7 +148,7 @@ Frame Operator::ask(Board &board, const Frame &frame) {
     }
     if (reply->type->command == kCmdResult && reply->header().word != ORVA_OK) {
         throw std::runtime_error("slot " + std::to_string(board.slot) + " refuses with " +
-                                 hex_code(reply->header().word));
+                                 hex_text(reply->header().word));
     }
     return *reply;
 }
@@ -263,7 +263,7 @@ CommandResult Operator::debug_log(std::uint32_t slot, std::uint32_t on, const Wo
         Board &target = board(words[3]);
         ask(target, manager_.request_frame(target, kNetFnChassis, kCmdDebugLog, body));
     }
-    return {0, "slot " + words[3] + ": log switch " + words[2] + " for modules " + hex_code(body.module_mask) + "\n"};
+    return {0, "slot " + words[3] + ": log switch " + words[2] + " for modules " + hex_text(body.module_mask) + "\n"};
 }
 
 CommandResult Operator::debug_packet(std::uint32_t slot, std::uint32_t on, const Words &words) {

@@ -29,9 +29,9 @@ void Report::skip(const std::string &text) {
     std::cout << "   [SKIPPED] " << text << std::endl;
 }
 
-std::string hex_code(std::uint32_t code) {
+std::string hex_text(std::uint32_t number, int digits) {
     std::array<char, 16> text{};
-    std::snprintf(text.data(), text.size(), "0x%08X", code);
+    std::snprintf(text.data(), text.size(), "0x%0*X", digits, number);
     return text.data();
 }
 

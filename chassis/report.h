@@ -35,8 +35,8 @@ private:
     std::uint32_t seen_ = 0;
 };
 
-// "0x01DA0006"
-std::string hex_code(std::uint32_t code);
+// "0x01DA0006": at least `digits` digits.
+std::string hex_text(std::uint32_t number, int digits = 8);
 
 // "172.16.3.250", of an address in host order.
 std::string address_text(std::uint32_t address);

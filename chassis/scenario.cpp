@@ -98,8 +98,8 @@ void wrong_headers(Manager &manager, Report &report) {
             frame = make_frame(kNetFnAgent, kCmdTemperature, frame.sequence(), body);
             code = result_code(manager.exchange(*board, frame, kAnswerPatience));
         }
-        report.check(std::string(wrong.name) + " is refused with " + hex_code(wrong.code) +
-                         (code == wrong.code ? "" : ", got " + hex_code(code)),
+        report.check(std::string(wrong.name) + " is refused with " + hex_text(wrong.code) +
+                         (code == wrong.code ? "" : ", got " + hex_text(code)),
                      code == wrong.code);
     }
 }

@@ -1,5 +1,7 @@
 #include "table.h"
 
+#include "report.h"
+
 #include <array>
 #include <cstdio>
 
@@ -43,9 +45,7 @@ std::string heart_beat_state(const Board &board) {
 }
 
 std::string type_text(std::uint32_t type) {
-    std::array<char, 16> text{};
-    std::snprintf(text.data(), text.size(), "0x%05X", type);
-    return type != 0 ? text.data() : "-";
+    return type != 0 ? hex_text(type, 5) : "-";
 }
 
 void append_board(std::string &text, const Board &board) {
