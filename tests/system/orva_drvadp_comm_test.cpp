@@ -26,30 +26,22 @@ namespace {
 constexpr std::uint32_t kUntouched = 0xDEADBEEF;
 
 // Gives an interface an address, host byte order; 0 takes it away. No program is started, so this is quick.
-bool set_address(const char *interface, std::uint32_t address) {
-    ifreq request{};
-    std::strncpy(request.ifr_name, interface, sizeof request.ifr_name - 1);
+bool set_address(const char *interface, std::uint32_t address, unsigned long request = SIOCSIFADDR) {
+    ifreq settings{};
+    std::strncpy(settings.ifr_name, interface, sizeof settings.ifr_name - 1);
     sockaddr_in value{};
     value.sin_family = AF_INET;
     value.sin_addr.s_addr = htonl(address);
-    std::memcpy(&request.ifr_addr, &value, sizeof value);
+    std::memcpy(&settings.ifr_addr, &value, sizeof value);
     const int fd = socket(AF_INET, SOCK_DGRAM, 0);
-    const int result = ioctl(fd, SIOCSIFADDR, &request);
+    const int result = ioctl(fd, request, &settings);
     close(fd);
     return result == 0;
 }
 
+// The kernel reads the mask where the address stands.
 bool set_mask(const char *interface, std::uint32_t mask) {
-    ifreq request{};
-    std::strncpy(request.ifr_name, interface, sizeof request.ifr_name - 1);
-    sockaddr_in value{};
-    value.sin_family = AF_INET;
-    value.sin_addr.s_addr = htonl(mask);
-    std::memcpy(&request.ifr_netmask, &value, sizeof value);
-    const int fd = socket(AF_INET, SOCK_DGRAM, 0);
-    const int result = ioctl(fd, SIOCSIFNETMASK, &request);
-    close(fd);
-    return result == 0;
+    return set_address(interface, mask, SIOCSIFNETMASK);
 }
 
 void load_board(const std::string &type, const std::string &environment = "") {
