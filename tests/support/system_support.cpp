@@ -1,13 +1,16 @@
 #include "system_support.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <sched.h>
 #include <sstream>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -61,6 +64,15 @@ int run_in_child(const std::function<int()> &body) {
     return child < 0 ? -1 : exit_status(child);
 }
 
+void in_child(const std::function<void()> &checks) {
+    EXPECT_EQ(run_in_child([&] {
+                  checks();
+                  std::fflush(nullptr);
+                  return testing::Test::HasFailure() ? 1 : 0;
+              }),
+              0);
+}
+
 ProgramResult run_program(const std::vector<std::string> &arguments, const std::vector<std::string> &environment,
                           const std::string &folder) {
     int fds[2];
@@ -109,6 +121,38 @@ std::string read_file(const std::string &path) {
 void write_file(const std::string &path, const std::string &content) {
     std::ofstream stream(path, std::ios::binary);
     stream << content;
+}
+
+std::vector<std::string> lines_of(const std::string &path) {
+    std::vector<std::string> lines;
+    std::istringstream stream(read_file(path));
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+unsigned mode_of(const std::string &path) {
+    struct stat status = {};
+    EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+    return status.st_mode & 07777;
+}
+
+void standard_error_to(const std::string &path) {
+    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+    ASSERT_GE(fd, 0);
+    dup2(fd, STDERR_FILENO);
+    close(fd);
+}
+
+std::string without_stamp(const std::string &text, std::string_view shape) {
+    for (std::size_t i = 0; i < shape.size(); ++i) {
+        const bool digit = i < text.size() && text[i] >= '0' && text[i] <= '9';
+        if (i >= text.size() || (shape[i] == '0' ? !digit : text[i] != shape[i])) {
+            return "no stamp: " + text;
+        }
+    }
+    return text.substr(shape.size());
 }
 
 } // namespace orva_test

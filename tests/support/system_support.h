@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace orva_test {
@@ -36,6 +37,9 @@ bool mount_tmpfs(const std::string &folder);
 // Runs `body` in a forked child and returns its exit status (body's result), or 128 + signal.
 int run_in_child(const std::function<int()> &body);
 
+// Runs the checks in a forked child, so that what they open and set up is gone afterwards; the case fails with them.
+void in_child(const std::function<void()> &checks);
+
 // Runs a program, waits, and gives back its exit status (or 128 + signal) and what it wrote on both outputs.
 struct ProgramResult {
     int status = -1;
@@ -46,6 +50,18 @@ ProgramResult run_program(const std::vector<std::string> &arguments, const std::
 
 std::string read_file(const std::string &path);
 void write_file(const std::string &path, const std::string &content);
+
+// The lines of a file without their ends.
+std::vector<std::string> lines_of(const std::string &path);
+
+// The permission bits of a file, which must be there.
+unsigned mode_of(const std::string &path);
+
+// Appends what the process writes on its standard error to a file from here on.
+void standard_error_to(const std::string &path);
+
+// `text` without the stamp at its start, where a '0' of `shape` stands for any digit.
+std::string without_stamp(const std::string &text, std::string_view shape);
 
 } // namespace orva_test
 

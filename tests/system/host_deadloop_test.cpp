@@ -4,16 +4,12 @@
 #include "system_support.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
 #include <filesystem>
-#include <functional>
 #include <gtest/gtest.h>
-#include <sstream>
 #include <string>
-#include <string_view>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -21,19 +17,9 @@
 
 namespace {
 
-using orva_test::read_file;
-using orva_test::run_in_child;
+using orva_test::in_child;
 using orva_test::ScratchFolder;
-
-// Runs the checks in a child process, where the libraries are not open yet.
-void in_child(const std::function<void()> &checks) {
-    EXPECT_EQ(run_in_child([&] {
-                  checks();
-                  std::fflush(nullptr);
-                  return testing::Test::HasFailure() ? 1 : 0;
-              }),
-              0);
-}
+using orva_test::without_stamp;
 
 struct Library {
     explicit Library(const char *name)
@@ -64,22 +50,10 @@ struct Libraries {
     }
 };
 
-// `text` without the stamp at its start, where a '0' of `shape` stands for any digit.
-std::string without_stamp(const std::string &text, std::string_view shape) {
-    for (std::size_t i = 0; i < shape.size(); ++i) {
-        const bool digit = i < text.size() && text[i] >= '0' && text[i] <= '9';
-        if (i >= text.size() || (shape[i] == '0' ? !digit : text[i] != shape[i])) {
-            return "no stamp: " + text;
-        }
-    }
-    return text.substr(shape.size());
-}
-
 std::vector<std::string> lines_of(const std::string &path) {
-    std::vector<std::string> lines;
-    std::istringstream stream(read_file(path));
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(without_stamp(line, "0000-00-00 00:00:00 [" + std::to_string(getpid()) + "] "));
+    std::vector<std::string> lines = orva_test::lines_of(path);
+    for (std::string &line : lines) {
+        line = without_stamp(line, "0000-00-00 00:00:00 [" + std::to_string(getpid()) + "] ");
     }
     return lines;
 }

@@ -10,9 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <filesystem>
-#include <functional>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/stat.h>
@@ -22,29 +20,13 @@
 
 namespace {
 
+using orva_test::in_child;
 using orva_test::read_file;
-using orva_test::run_in_child;
 using orva_test::ScratchFolder;
+using orva_test::standard_error_to;
 using orva_test::write_file;
 
 constexpr uint32_t kUntouched = 0xA5A5A5A5;
-
-// Runs the checks in a child process, which has not read a board yet.
-void in_child(const std::function<void()> &checks) {
-    EXPECT_EQ(run_in_child([&] {
-                  checks();
-                  std::fflush(nullptr);
-                  return testing::Test::HasFailure() ? 1 : 0;
-              }),
-              0);
-}
-
-void standard_error_to(const std::string &path) {
-    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
-    ASSERT_GE(fd, 0);
-    dup2(fd, STDERR_FILENO);
-    close(fd);
-}
 
 std::string environment(const char *key) {
     char text[256] = "unset";

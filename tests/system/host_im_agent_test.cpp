@@ -6,17 +6,12 @@
 
 #include <arpa/inet.h>
 #include <cstddef>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <filesystem>
-#include <functional>
 #include <gtest/gtest.h>
-#include <sstream>
 #include <string>
-#include <string_view>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -24,21 +19,13 @@
 
 namespace {
 
+using orva_test::in_child;
+using orva_test::lines_of;
 using orva_test::read_file;
-using orva_test::run_in_child;
 using orva_test::ScratchFolder;
+using orva_test::without_stamp;
 
 constexpr char kLibrary[] = ORVA_TEST_BINARY_DIR "/runtime_libs/libim_agent.so";
-
-// Runs the checks in a child process, where the library is not open yet.
-void in_child(const std::function<void()> &checks) {
-    EXPECT_EQ(run_in_child([&] {
-                  checks();
-                  std::fflush(nullptr);
-                  return testing::Test::HasFailure() ? 1 : 0;
-              }),
-              0);
-}
 
 struct Agent {
     void *library = dlopen(kLibrary, RTLD_LAZY);
@@ -78,28 +65,8 @@ uint32_t address(const char *text) {
     return inet_addr(text);
 }
 
-std::vector<std::string> lines_of(const std::string &path) {
-    std::vector<std::string> lines;
-    std::istringstream stream(read_file(path));
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
 std::string stamped(const std::string &text) {
     return "2024-03-05 07:08:09 [" + std::to_string(getpid()) + "] " + text;
-}
-
-// `text` without the stamp at its start, where a '0' of `shape` stands for any digit.
-std::string without_stamp(const std::string &text, std::string_view shape) {
-    for (std::size_t i = 0; i < shape.size(); ++i) {
-        const bool digit = i < text.size() && text[i] >= '0' && text[i] <= '9';
-        if (i >= text.size() || (shape[i] == '0' ? !digit : text[i] != shape[i])) {
-            return "no stamp: " + text;
-        }
-    }
-    return text.substr(shape.size());
 }
 
 // A line stamped by the system's clock, without its stamp.

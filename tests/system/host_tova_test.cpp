@@ -12,14 +12,10 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <fcntl.h>
 #include <filesystem>
-#include <functional>
 #include <gtest/gtest.h>
 #include <set>
-#include <sstream>
 #include <string>
-#include <string_view>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -28,19 +24,13 @@
 namespace {
 
 namespace fs = std::filesystem;
+using orva_test::in_child;
+using orva_test::lines_of;
 using orva_test::read_file;
 using orva_test::run_in_child;
 using orva_test::ScratchFolder;
-
-// Runs the checks in a child process, whose sinks are fresh.
-void in_child(const std::function<void()> &checks) {
-    EXPECT_EQ(run_in_child([&] {
-                  checks();
-                  std::fflush(nullptr);
-                  return testing::Test::HasFailure() ? 1 : 0;
-              }),
-              0);
-}
+using orva_test::standard_error_to;
+using orva_test::without_stamp;
 
 void clear_environment() {
     for (const char *name :
@@ -49,39 +39,12 @@ void clear_environment() {
     }
 }
 
-void standard_error_to(const std::string &path) {
-    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
-    ASSERT_GE(fd, 0);
-    dup2(fd, STDERR_FILENO);
-    close(fd);
-}
-
-std::vector<std::string> lines_of(const std::string &path) {
-    std::vector<std::string> lines;
-    std::istringstream stream(read_file(path));
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
 std::set<std::string> names_in(const std::string &folder) {
     std::set<std::string> names;
     for (const auto &entry : fs::directory_iterator(folder)) {
         names.insert(entry.path().filename().string());
     }
     return names;
-}
-
-// `text` without the stamp at its start, where a '0' of `shape` stands for any digit.
-std::string without_stamp(const std::string &text, std::string_view shape) {
-    for (std::size_t i = 0; i < shape.size(); ++i) {
-        const bool digit = i < text.size() && text[i] >= '0' && text[i] <= '9';
-        if (i >= text.size() || (shape[i] == '0' ? !digit : text[i] != shape[i])) {
-            return "no stamp: " + text;
-        }
-    }
-    return text.substr(shape.size());
 }
 
 // A line without its time, which must have the right form.

@@ -17,12 +17,6 @@ namespace {
 constexpr char kConfig[] = "/opt/keldv8/data/ORVA_CFG.ini";
 constexpr const char *kMarkers[] = {"/tmp/orva_init_ok", "/tmp/orva_agent_init_ok"};
 
-mode_t mode_of(const char *path) {
-    struct stat status {};
-    EXPECT_EQ(stat(path, &status), 0) << path;
-    return status.st_mode & 07777;
-}
-
 std::uint32_t start_mode(std::uint32_t kind) {
     std::uint32_t warm = 77;
     ORVA_COMM_InitProcessStartMode(kind, &warm);

@@ -16,12 +16,6 @@ namespace fs = std::filesystem;
 
 constexpr char kFanFolder[] = "/opt/keldv8/tmp/CmuLogzip";
 
-unsigned mode_of(const std::string &path) {
-    struct stat status = {};
-    EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
-    return status.st_mode & 07777;
-}
-
 void fan_log(const std::string &path, const std::string &text) {
     ORVA_FAN_WriteLog(path.c_str(), reinterpret_cast<const uint8_t *>(text.c_str()), 0, ORVA_FAN_LOG_TEXT);
 }
