@@ -12,6 +12,7 @@
 #include <dlfcn.h>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <string>
 #include <sys/stat.h>
 #include <thread>
@@ -22,6 +23,7 @@ namespace {
 
 using orva_test::in_child;
 using orva_test::read_file;
+using orva_test::run_in_child;
 using orva_test::ScratchFolder;
 using orva_test::standard_error_to;
 using orva_test::write_file;
@@ -349,6 +351,37 @@ TEST_F(HostDrvBasic, Faults_AreReportedWithFileLineAndKey) {
     });
 }
 
+std::string many(std::string start, const char *text, int times) {
+    for (int i = 0; i < times; ++i) {
+        start += text;
+    }
+    return start;
+}
+
+void *load_given(void *text) {
+    EXPECT_EQ(load(*static_cast<const std::string *>(text)), DRV_HOST_ERR_DESCRIPTION);
+    return nullptr;
+}
+
+TEST_F(HostDrvBasic, Descriptions_OfAnyDepthAreReadOnASmallStack) {
+    in_child([&] {
+        const std::string deep_key = many("a", ".a", 100);
+        std::string texts[] = {many("a = ", "[", 100000), many("a = ", "{a = ", 100000),
+                               "[" + deep_key + "]\n" + deep_key + " = [\n{" + deep_key + " = 1}]\n"};
+        // The least that a task of the host platform has.
+        const auto stack_bytes = static_cast<std::size_t>(sysconf(_SC_THREAD_STACK_MIN)) + 256 * 1024;
+        pthread_attr_t attributes;
+        ASSERT_EQ(pthread_attr_init(&attributes), 0);
+        ASSERT_EQ(pthread_attr_setstacksize(&attributes, stack_bytes), 0);
+        for (std::string &text : texts) {
+            pthread_t thread;
+            ASSERT_EQ(pthread_create(&thread, &attributes, load_given, &text), 0);
+            pthread_join(thread, nullptr);
+        }
+        pthread_attr_destroy(&attributes);
+    });
+}
+
 TEST_F(HostDrvBasic, SyntaxErrors_AreReportedWithFileLineAndKey) {
     struct Case {
         const char *name;
@@ -364,6 +397,9 @@ TEST_F(HostDrvBasic, SyntaxErrors_AreReportedWithFileLineAndKey) {
         {"a header of no key", "[board]\nslot = 1\n[%]\n", "b.toml:3: "},
         {"arrays closed early", "a = [[}]\n", "b.toml:1: a: "},
         {"nested too deeply", "a = " + std::string(100000, '[') + "\n", "b.toml:1: a: "},
+        {"a key of too many parts", many("[board]\nb", ".a", 500000) + " = 1",
+         "b.toml:2: b.a.a.a.a.a.a.a.a.a.a.a.a.a.a.a.a.a.a.a.: more than 100 dots on a line"},
+        {"a header of too many parts", many("[a", ".a", 101), "b.toml:1: more than 100 dots on a line"},
         {"a byte outside ASCII", "[board]\nslot = 1 # \xff\n",
          "b.toml:2: slot: a byte outside ASCII; a text holds such a character as an escape"},
         {"a letter outside ASCII for a key", "[board]\na \xc3\x9f\n", "b.toml:2: a byte outside ASCII"},
@@ -467,6 +503,27 @@ TEST_F(HostDrvBasic, FirstQuery_OfManyThreadsReadsTheFileOnce) {
         EXPECT_EQ(failed, 8);
         EXPECT_EQ(read_file(scratch.file("stderr")),
                   "drv_basic: " + broken + ":1: board: expected a table, found an integer\n");
+    });
+}
+
+TEST_F(HostDrvBasic, AChildProcess_QueriesWhileOthersLoaded) {
+    in_child([&] {
+        std::atomic<bool> done{false};
+        std::thread busy([&] {
+            while (!done) {
+                load(kMinimal);
+            }
+        });
+        for (int i = 0; i < 20; ++i) {
+            EXPECT_EQ(run_in_child([] {
+                          alarm(20);
+                          uint32_t type = 0;
+                          return drv_backplane_get_type(&type) == 0 ? 0 : 1;
+                      }),
+                      0);
+        }
+        done = true;
+        busy.join();
     });
 }
 

@@ -18,6 +18,8 @@
 #define TOML_ASSERT(condition) static_cast<void>(0)
 #endif
 #define TOML_EXCEPTIONS 0
+// The reader calls itself for each value inside a value, and a query may run on a small stack.
+#define TOML_MAX_NESTED_VALUES 8
 #include <toml++/toml.h>
 
 namespace host {
@@ -25,6 +27,7 @@ namespace host {
 namespace {
 
 constexpr std::int64_t kMaxWord = 0xFFFFFFFF;
+constexpr std::size_t kShownKeyBytes = 40; // of a key with too many parts
 
 // One reading; the first fault stays.
 struct Reading {
@@ -326,12 +329,28 @@ bool only_ascii(Reading &reading, std::string_view text) {
                          "a byte outside ASCII; a text holds such a character as an escape");
 }
 
+// Each dot of a key is a table inside a table, which the reader frees by calling itself: their number is bounded.
+bool only_short_keys(Reading &reading, std::string_view text) {
+    toml::source_region where;
+    std::size_t dots = 0;
+    where.begin.line = 1;
+    for (const char c : text) {
+        dots = c == '\n' ? 0 : dots + (c == '.' ? 1 : 0);
+        where.begin.line += c == '\n' ? 1U : 0U;
+        if (dots > kMaxDotsOnLine) {
+            const std::string_view key = key_on_line(text, where.begin.line).substr(0, kShownKeyBytes);
+            return reading.fault(where, "", key, "more than " + std::to_string(kMaxDotsOnLine) + " dots on a line");
+        }
+    }
+    return true;
+}
+
 } // namespace
 
 std::optional<BoardDescription> parse_board(std::string_view text, const std::string &name, std::string &error) {
     error.clear();
     Reading reading{name, error, {}};
-    if (!only_ascii(reading, text)) {
+    if (!only_ascii(reading, text) || !only_short_keys(reading, text)) {
         return std::nullopt;
     }
     const toml::parse_result parsed = toml::parse(text, name);

@@ -11,6 +11,7 @@
 #include <exception>
 #include <memory>
 #include <mutex>
+#include <pthread.h>
 #include <string>
 #include <string_view>
 #include <unistd.h>
@@ -33,6 +34,11 @@ struct Driver {
 Driver &driver() {
     static Driver &state = *new Driver;
     return state;
+}
+
+[[gnu::constructor]] void keep_lock_usable_after_fork() {
+    driver();
+    pthread_atfork([] { driver().mutex.lock(); }, [] { driver().mutex.unlock(); }, [] { driver().mutex.unlock(); });
 }
 
 uint32_t unusable(Driver &state, const std::string &error) {
