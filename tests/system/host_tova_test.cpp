@@ -374,6 +374,20 @@ TEST_F(HostTova, Records_FailOnAFullDiskAndGoOnWhenThereIsRoomAgain) {
     });
 }
 
+TEST_F(HostTova, Records_OfOtherKindsDoNotRepeatTheMessageOfAnOutage) {
+    in_child([&] {
+        standard_error_to(scratch.file("stderr"));
+        fs::create_symlink("/dev/full", scratch.file("system.log"));
+        ASSERT_EQ(start(scratch.path()), TOVA_HOST_OK);
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_EQ(ORVA_WriteLog(0, 0, "lost"), 0u);
+            EXPECT_EQ(TOVA_DLog(0, 0, 0, 0, 0, "written"), 0u);
+        }
+        EXPECT_EQ(lines_of(scratch.file("stderr")).size(), 1u);
+        EXPECT_EQ(TOVA_HostFailedRecords(), 3u);
+    });
+}
+
 TEST_F(HostTova, Console_OfABrokenPipeFailsTheRecordAndSparesTheProcess) {
     in_child([&] {
         int fds[2];
@@ -399,6 +413,7 @@ TEST_F(HostTova, HostStart_RefusesValuesOutOfRangeAndChangesNothing) {
     in_child([&] {
         ASSERT_EQ(start(scratch.file("good")), TOVA_HOST_OK);
         EXPECT_EQ(start(scratch.file("bad"), 1023), TOVA_HOST_INVALID);
+        EXPECT_EQ(last_error(), "fileBytes or olderFiles is out of range");
         EXPECT_EQ(start(scratch.file("bad"), 1024u * 1024u * 1024u + 1), TOVA_HOST_INVALID);
         EXPECT_EQ(start(scratch.file("bad"), 0, 1001), TOVA_HOST_INVALID);
         orva_test::write_file(scratch.file("file"), "");
@@ -529,6 +544,20 @@ TEST_F(HostTova, Folder_SharedByProcessesGivesEachItsOwnFiles) {
         ASSERT_EQ(lines.size(), 1u);
         const std::string pid = child_file.substr(7, child_file.size() - 11);
         EXPECT_EQ(without_time(lines[0]), "tester[" + pid + "] system module=0x00000000 level=0: child " + pid);
+    });
+}
+
+TEST_F(HostTova, AChildProcess_WritesAtOnceHoweverSoonItWasForked) {
+    in_child([&] {
+        setenv("ORVA_HOST_LOG_DIR", scratch.path().c_str(), 1);
+        EXPECT_GT(ORVA_WriteLog(0, 0, "parent"), 0u);
+        EXPECT_EQ(run_in_child([] {
+                      const bool written = ORVA_WriteLog(0, 0, "child") > 0;
+                      return written && run_in_child([] { return ORVA_WriteLog(0, 0, "its child") > 0 ? 0 : 1; }) == 0
+                                 ? 0
+                                 : 1;
+                  }),
+                  0);
     });
 }
 

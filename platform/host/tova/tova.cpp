@@ -45,7 +45,7 @@ struct Sinks {
     spdlog::pattern_formatter formatter{"%Y-%m-%d %H:%M:%S.%e %z %v"};
     std::uint64_t failed = 0;
     std::string last_error;
-    bool failing = false;
+    unsigned failing = 0; // one bit per kind: its last record was lost
 };
 
 Sinks &sinks();
@@ -74,9 +74,13 @@ Sinks &sinks() {
         made->process_name = program_invocation_short_name;
         return made;
     }();
-    static const int registered = pthread_atfork(before_fork, after_fork_in_parent, after_fork_in_child);
-    static_cast<void>(registered);
     return state;
+}
+
+// At the start, so that no fork falls into the first record.
+[[gnu::constructor]] void prepare_fork() {
+    sinks();
+    pthread_atfork(before_fork, after_fork_in_parent, after_fork_in_child);
 }
 
 LogSettings settings_of(const TovaHostConfig &config) {
@@ -106,16 +110,20 @@ LogSettings settings_of_environment() {
     return settings_of(config);
 }
 
-// One message per outage, not one per lost record.
-void note_failure(Sinks &state, const std::string &error) {
+unsigned bit_of(LogKind kind) {
+    return 1U << static_cast<unsigned>(kind);
+}
+
+// One message per outage, not one per lost record, also where records of other kinds are written meanwhile.
+void note_failure(Sinks &state, LogKind kind, const std::string &error) {
     state.last_error = error;
-    if (!state.failing) {
+    if (state.failing == 0) {
         std::string message = "tova: a record cannot be written: ";
         host::append_escaped(message, error);
         message += '\n';
         host::write_all(STDERR_FILENO, message);
     }
-    state.failing = true;
+    state.failing |= bit_of(kind);
 }
 
 // A folder that cannot be used is tried again no sooner than a second later.
@@ -134,6 +142,7 @@ void open_pending(Sinks &state) {
     state.retry_at = now + std::chrono::seconds(1);
     state.files = std::make_unique<LogFiles>(*state.pending, nullptr);
     state.pending.reset();
+    state.retry_at = {}; // a child of this process opens its own at once
 }
 
 // The bytes of the line, or 0 when a place that was asked for did not take it.
@@ -150,14 +159,14 @@ std::uint32_t write_line(LogKind kind, const std::string &fields, const std::str
         spdlog::memory_buf_t line;
         state.formatter.format(spdlog::details::log_msg("", spdlog::level::info, body), line);
         if (!state.files || state.files->write(kind, {line.data(), line.size()}, error)) {
-            state.failing = false;
+            state.failing &= ~bit_of(kind);
             return static_cast<std::uint32_t>(line.size());
         }
     } catch (const std::exception &failure) {
         error = failure.what();
     }
     ++state.failed;
-    note_failure(state, error);
+    note_failure(state, kind, error);
     return 0;
 }
 
@@ -167,7 +176,7 @@ std::uint32_t write_formatted(LogKind kind, const std::string &fields, const cha
         Sinks &state = sinks();
         const std::lock_guard<std::mutex> lock(state.mutex);
         ++state.failed;
-        note_failure(state, "a format is null or invalid");
+        note_failure(state, kind, "a format is null or invalid");
         return 0;
     }
     return write_line(kind, fields, text);
@@ -265,6 +274,7 @@ uint32_t TOVA_HostStart(const TovaHostConfig *config) {
     try {
         LogSettings settings = config != nullptr ? settings_of(*config) : settings_of_environment();
         if (!in_range(settings)) {
+            state.last_error = "fileBytes or olderFiles is out of range";
             return TOVA_HOST_INVALID;
         }
         const char *name = config != nullptr ? config->processName : nullptr;
@@ -275,7 +285,7 @@ uint32_t TOVA_HostStart(const TovaHostConfig *config) {
         state.process_name = std::move(process_name);
         state.pending.reset();
         state.configured = true;
-        state.failing = false;
+        state.failing = 0;
         state.retry_at = {};
         return TOVA_HOST_OK;
     } catch (const std::exception &failure) {
