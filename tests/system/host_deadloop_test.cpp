@@ -4,6 +4,7 @@
 #include "system_support.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
@@ -18,6 +19,7 @@
 namespace {
 
 using orva_test::in_child;
+using orva_test::run_in_child;
 using orva_test::ScratchFolder;
 using orva_test::without_stamp;
 
@@ -302,6 +304,35 @@ TEST_F(HostDeadloop, Registration_OfManyThreadsIsWonByOne) {
         EXPECT_EQ(std::count(results.begin(), results.end(), ZEB_HOOK_REGISTERED), 1);
         EXPECT_EQ(std::count(results.begin(), results.end(), ZEB_HOOK_TAKEN), 7);
         EXPECT_EQ(libraries.operations->pending(), 8u);
+    });
+}
+
+TEST_F(HostDeadloop, AChildProcess_CallsWhileOthersDid) {
+    in_child([&] {
+        const Libraries libraries;
+        std::atomic<bool> done{false};
+        std::thread monitored([&] {
+            while (!done) {
+                const QarlDeadLoop dead_loop{1, 1, "x"};
+                libraries.operations->report(&dead_loop);
+            }
+        });
+        std::thread registering([&] {
+            while (!done) {
+                libraries.register_hook(1, nullptr);
+            }
+        });
+        for (int i = 0; i < 20; ++i) {
+            EXPECT_EQ(run_in_child([&] {
+                          alarm(20);
+                          libraries.check();
+                          return libraries.register_hook(1, nullptr) == ZEB_HOOK_INVALID_INPUT ? 0 : 1;
+                      }),
+                      0);
+        }
+        done = true;
+        monitored.join();
+        registering.join();
     });
 }
 

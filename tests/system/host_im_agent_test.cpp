@@ -5,6 +5,7 @@
 #include "system_support.h"
 
 #include <arpa/inet.h>
+#include <atomic>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -22,6 +23,7 @@ namespace {
 using orva_test::in_child;
 using orva_test::lines_of;
 using orva_test::read_file;
+using orva_test::run_in_child;
 using orva_test::ScratchFolder;
 using orva_test::without_stamp;
 
@@ -325,6 +327,29 @@ TEST_F(HostImAgent, Calls_OfManyThreadsLoseNothing) {
             thread.join();
         }
         EXPECT_EQ(lines_of(log).size(), 1u + 4 * 100 * 2);
+    });
+}
+
+TEST_F(HostImAgent, AChildProcess_CallsWhileOthersDid) {
+    in_child([&] {
+        const Agent agent;
+        const OrvaImInitRecord record = good_record();
+        const uint64_t handle = agent.init(&record);
+        std::atomic<bool> done{false};
+        std::thread busy([&] {
+            for (uint32_t i = 1; !done; ++i) {
+                agent.set_local(handle, i);
+            }
+        });
+        for (int i = 0; i < 20; ++i) {
+            EXPECT_EQ(run_in_child([&] {
+                          alarm(20);
+                          return agent.set_main_board(handle, 7) == IM_AGENT_OK ? 0 : 1;
+                      }),
+                      0);
+        }
+        done = true;
+        busy.join();
     });
 }
 

@@ -7,7 +7,8 @@
  * the next QARL_CheckAndRepairDeadloop, which gives it to the callback registered with QARL_RegDeadloopMonCallback.
  *
  * Environment, read at each use:
- *   ORVA_HOST_DEADLOOP_LOG  file that both libraries append what happened to; unset or empty: none
+ *   ORVA_HOST_DEADLOOP_LOG  file that both libraries append what happened to; unset or empty: none; the file
+ *                           of a library's first line stays its file
  *   ORVA_HOST_ZEB_RESULT    result of ZEB_DeadLoopUsrHookReg; not 0: nothing is registered
  *   ORVA_HOST_QARL_RESULT   result of QARL_CheckAndRepairDeadloop; nothing is checked
  */
@@ -30,7 +31,7 @@ extern "C" {
 #define QARL_UNREPAIRED 1u /* a reported dead loop was not repaired and stays reported */
 #define QARL_TAKEN 1u      /* a callback is registered already */
 #define QARL_FULL 2u       /* no room for a further report */
-#define QARL_INVALID 22u   /* null callback or null report */
+#define QARL_INVALID 22u   /* null callback; null report, or one whose name has no end */
 #define ZEB_NO_HOOK 1u     /* no hook is registered, or it is none of this version */
 
 #define QARL_MAX_REPORTS 64u

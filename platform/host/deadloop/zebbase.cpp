@@ -9,6 +9,7 @@
 #include <exception>
 #include <mutex>
 #include <optional>
+#include <pthread.h>
 #include <string>
 
 namespace {
@@ -16,6 +17,22 @@ namespace {
 constinit std::mutex g_mutex;
 constinit std::optional<OrvaDeadLoopHook> g_hook;
 constinit host::LineLog g_log{"ORVA_HOST_DEADLOOP_LOG"};
+
+[[gnu::constructor]] void keep_locks_usable_after_fork() {
+    pthread_atfork(
+        [] {
+            g_mutex.lock();
+            g_log.lock().lock();
+        },
+        [] {
+            g_log.lock().unlock();
+            g_mutex.unlock();
+        },
+        [] {
+            g_log.lock().unlock();
+            g_mutex.unlock();
+        });
+}
 
 // The log is a convenience: a line that cannot be written changes no result.
 void log_registration(std::uint32_t kind, std::uint32_t result) {

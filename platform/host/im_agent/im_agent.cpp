@@ -15,6 +15,7 @@
 #include <cstring>
 #include <exception>
 #include <mutex>
+#include <pthread.h>
 #include <string>
 #include <string_view>
 
@@ -40,6 +41,22 @@ constinit std::array<Instance, IM_AGENT_MAX_INSTANCES> g_instances{};
 constinit std::size_t g_instance_count = 0;
 constinit std::uint64_t g_init_calls = 0;
 constinit host::LineLog g_log{"ORVA_HOST_IM_LOG"};
+
+[[gnu::constructor]] void keep_locks_usable_after_fork() {
+    pthread_atfork(
+        [] {
+            g_mutex.lock();
+            g_log.lock().lock();
+        },
+        [] {
+            g_log.lock().unlock();
+            g_mutex.unlock();
+        },
+        [] {
+            g_log.lock().unlock();
+            g_mutex.unlock();
+        });
+}
 
 // The caller's clock, empty where it does not answer: the line then carries the system's.
 std::string time_text(TimeFunction time) {

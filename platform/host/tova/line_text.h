@@ -37,6 +37,11 @@ public:
     // Appends `time` or, when it is empty, the time of the system's clock, the process id and `text`, escaped.
     bool write(std::string_view time, std::string_view text);
 
+    // For the handlers around a fork.
+    std::mutex &lock() {
+        return mutex_;
+    }
+
 private:
     const char *variable_;
     std::mutex mutex_;
