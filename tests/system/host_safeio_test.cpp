@@ -499,6 +499,22 @@ TEST_F(HostSafeioDescriptor, SetFdOwner_StaysBelow0x8000ForEver) {
     EXPECT_EQ(close_s(safeio_fd_owner_assemble(fd, previous)), 0);
 }
 
+TEST_F(HostSafeioDescriptor, SetFdOwner_GivesAClosedNumberAnotherOwnerAlsoAfterAllOthers) {
+    const int first = tracked_file(folder.file("f"));
+    EXPECT_EQ(close_s(first), 0);
+    const int other = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(other, first & 0xFFFF);
+    const int third = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    std::uint32_t owner = 0;
+    for (int i = 0; i < 0x7FFE; ++i) {
+        ASSERT_EQ(SetFdOwner(third, 1, &owner), 0);
+    }
+    ASSERT_EQ(SetFdOwner(other, 1, &owner), 0);
+    EXPECT_NE(safeio_fd_owner_assemble(other, owner), first);
+    close(third);
+    close(other);
+}
+
 TEST_F(HostSafeioDescriptor, PipeAndSocket_FailWhenTheProcessHasNoDescriptorLeft) {
     rlimit limit{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);

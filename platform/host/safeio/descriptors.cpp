@@ -33,6 +33,7 @@ struct Identity {
 
 struct Tracked {
     std::uint32_t module = 0;
+    std::uint32_t owner = 0; // stays when the tracking ends
     Identity identity;
 };
 
@@ -92,11 +93,10 @@ std::uint32_t track(int kernel_fd, std::uint32_t module) {
     const Identity identity = identity_of(kernel_fd);
     const auto at = static_cast<std::size_t>(kernel_fd);
     const std::lock_guard<std::mutex> guard(g_lock);
-    const std::uint32_t previous = g_owners[at].load(std::memory_order_relaxed);
     do {
         g_last_owner = g_last_owner + 1 < kOwnerLimit ? g_last_owner + 1 : 1;
-    } while (g_last_owner == previous);
-    g_tracked[at] = {module, identity};
+    } while (g_last_owner == g_tracked[at].owner);
+    g_tracked[at] = {module, g_last_owner, identity};
     g_owners[at].store(static_cast<std::uint16_t>(g_last_owner), std::memory_order_release);
     return g_last_owner;
 }
