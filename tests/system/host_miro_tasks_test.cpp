@@ -563,6 +563,25 @@ TEST_F(HostMiroDeadLoop, ThreadsThatEnd_AreForgotten) {
     EXPECT_EQ(reports.count(), before);
 }
 
+TEST_F(HostMiroDeadLoop, ABracketInTheLastDestructorsOfAThread_IsNotWatched) {
+    MIRO_HostSetDeadLoopLimit(20);
+    // The destructors of keys run behind those of thread-local objects.
+    static pthread_key_t key;
+    ASSERT_EQ(pthread_key_create(&key,
+                                 [](void *) {
+                                     MIRO_DeadLoopTaskCheckBegin();
+                                     std::this_thread::sleep_for(60ms);
+                                     MIRO_DeadLoopTaskCheckEnd();
+                                 }),
+              0);
+    std::thread([] {
+        MIRO_DeadLoopTaskCheckBegin();
+        MIRO_DeadLoopTaskCheckEnd();
+        pthread_setspecific(key, &key);
+    }).join();
+    EXPECT_EQ(reports.count(), 0);
+}
+
 TEST_F(HostMiroDeadLoop, AChildProcess_IsWatchedByAMonitorOfItsOwn) {
     if (!kThreadsAfterFork) {
         GTEST_SKIP() << "SKIPPED LOUDLY: the thread sanitizer allows no threads after a fork";

@@ -368,6 +368,28 @@ TEST_F(HostMiroUnzip, Unzip_RefusesArgumentsThatCannotBeUsed) {
     EXPECT_FALSE(exists(out));
 }
 
+TEST_F(HostMiroUnzip, Reporter_IsCalledOnTheCallersThreadAndMayUnpack) {
+    orva_test::write_file(zip, zip_of({{.name = "a", .content = "1"}}));
+    struct Context {
+        const std::string &zip;
+        const std::string &out;
+        pid_t thread;
+        std::uint32_t code;
+    } context{zip, out, 0, 99};
+    MIRO_HostSetReporter(
+        [](const char *, void *given) {
+            auto &own = *static_cast<Context *>(given);
+            own.thread = gettid();
+            // On another thread the lock of the caller would never be free.
+            own.code = own.thread == getpid() ? MIRO_Unzip(own.zip.c_str(), own.out.c_str(), 0) : 98;
+        },
+        &context);
+    EXPECT_EQ(MIRO_Unzip(scratch.file("missing").c_str(), out.c_str(), 0), MIRO_HOST_ERR_ARCHIVE);
+    EXPECT_EQ(context.thread, gettid());
+    EXPECT_EQ(context.code, MIRO_HOST_OK);
+    EXPECT_EQ(content("a"), "1");
+}
+
 TEST_F(HostMiroUnzip, ManyThreads_UnpackSideBySide) {
     orva_test::write_file(zip, zip_of({{.name = "a/b", .content = "1"}, {.name = "c", .content = "2"}}));
     const mode_t before = umask(022);

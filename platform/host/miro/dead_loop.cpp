@@ -40,6 +40,9 @@ std::list<Watch> &watches() {
     return all;
 }
 
+// Set when this thread's watch is gone: the destructors of other thread-local objects may still enter a bracket.
+thread_local bool t_watch_ended = false;
+
 class OwnWatch {
 public:
     OwnWatch() {
@@ -49,6 +52,7 @@ public:
         place_->id = gettid();
     }
     ~OwnWatch() {
+        t_watch_ended = true;
         const Guard guard(g_lock);
         watches().erase(place_);
     }
@@ -91,6 +95,7 @@ struct Finding {
 std::vector<Finding> find_dead_loops(std::int64_t limit_ns) {
     std::vector<Finding> findings;
     const Guard guard(g_lock);
+    findings.reserve(watches().size()); // whoever is marked as reported below is reported
     const std::int64_t now = host::monotonic_ns();
     for (Watch &watch : watches()) {
         const std::int64_t entered = watch.entered_ns.load();
@@ -139,6 +144,9 @@ void ensure_monitor() {
 } // namespace
 
 MIRO_EXPORT void MIRO_DeadLoopTaskCheckBegin(void) {
+    if (t_watch_ended) {
+        return;
+    }
     try {
         Watch &watch = own_watch();
         watch.entered_ns.store(host::monotonic_ns());
@@ -149,6 +157,9 @@ MIRO_EXPORT void MIRO_DeadLoopTaskCheckBegin(void) {
 }
 
 MIRO_EXPORT void MIRO_DeadLoopTaskCheckEnd(void) {
+    if (t_watch_ended) {
+        return;
+    }
     try {
         Watch &watch = own_watch();
         const std::int64_t entered = watch.entered_ns.exchange(0);

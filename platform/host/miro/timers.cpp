@@ -63,6 +63,7 @@ void start_afresh_in_child() {
 }
 
 [[gnu::constructor]] void prepare_fork() {
+    timers();
     pthread_atfork([] { g_lock.lock(); }, [] { g_lock.unlock(); }, start_afresh_in_child);
 }
 

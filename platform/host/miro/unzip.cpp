@@ -21,6 +21,7 @@
 #include <set>
 #include <string>
 #include <sys/stat.h>
+#include <system_error>
 #include <thread>
 #include <unistd.h>
 
@@ -49,11 +50,12 @@ struct Job {
     const char *zip_file;
     std::string destination; // absolute, without links
     Links links;             // names that the archive makes links of
+    std::string &report;     // why it failed, for the caller's thread to tell when it holds no lock
 };
 
 std::uint32_t fail(std::uint32_t code, const Job &job, const char *what, const char *why) {
-    host::g_reporter.line("unzip of \"%s\" to \"%s\": %s: %s", job.zip_file, job.destination.c_str(), what,
-                          why != nullptr ? why : "no reason given");
+    job.report.assign("unzip of \"").append(job.zip_file).append("\" to \"").append(job.destination).append("\": ");
+    job.report.append(what).append(": ").append(why != nullptr ? why : "no reason given");
     return code;
 }
 
@@ -221,8 +223,8 @@ private:
     locale_t previous_ = nullptr;
 };
 
-std::uint32_t unpack(const char *zip_file, const char *destination) {
-    Job job{.zip_file = zip_file, .destination = destination, .links = {}};
+std::uint32_t unpack(const char *zip_file, const char *destination, std::string &report) {
+    Job job{.zip_file = zip_file, .destination = destination, .links = {}, .report = report};
     const Utf8Names utf8_names;
     std::uint32_t code = check_all(job);
     if (code == MIRO_HOST_OK) {
@@ -231,9 +233,9 @@ std::uint32_t unpack(const char *zip_file, const char *destination) {
     return code == MIRO_HOST_OK ? write_all_entries(job) : code;
 }
 
-std::uint32_t unpack_or_no_memory(const char *zip_file, const char *destination) {
+std::uint32_t unpack_or_no_memory(const char *zip_file, const char *destination, std::string &report) {
     try {
-        return unpack(zip_file, destination);
+        return unpack(zip_file, destination, report);
     } catch (const std::exception &) {
         return MIRO_HOST_ERR_NO_MEMORY;
     }
@@ -248,6 +250,23 @@ std::mutex g_one_at_a_time;
     pthread_atfork(nullptr, nullptr, [] { new (&g_one_at_a_time) std::mutex; });
 }
 
+std::uint32_t unpack_in_own_thread(const char *zip_file, const char *destination, std::string &report) {
+    const std::lock_guard<std::mutex> guard(g_one_at_a_time);
+    std::uint32_t code = MIRO_HOST_ERR_SYSTEM;
+    try {
+        std::thread([&] {
+            unshare(CLONE_FS);
+            code = unpack_or_no_memory(zip_file, destination, report);
+        }).join();
+    } catch (const std::system_error &failure) {
+        errno = failure.code().value();
+        return MIRO_HOST_ERR_SYSTEM;
+    } catch (const std::exception &) {
+        return MIRO_HOST_ERR_NO_MEMORY;
+    }
+    return code;
+}
+
 } // namespace
 
 MIRO_EXPORT uint32_t MIRO_Unzip(const char *zipFile, const char *dstPath, uint32_t option) {
@@ -257,15 +276,10 @@ MIRO_EXPORT uint32_t MIRO_Unzip(const char *zipFile, const char *dstPath, uint32
     if (option != 0) {
         return MIRO_HOST_ERR_UNSUPPORTED;
     }
-    const std::lock_guard<std::mutex> guard(g_one_at_a_time);
-    std::uint32_t code = MIRO_HOST_ERR_SYSTEM;
-    try {
-        std::thread([&] {
-            unshare(CLONE_FS);
-            code = unpack_or_no_memory(zipFile, dstPath);
-        }).join();
-    } catch (const std::exception &) {
-        return MIRO_HOST_ERR_SYSTEM;
+    std::string report;
+    const std::uint32_t code = unpack_in_own_thread(zipFile, dstPath, report);
+    if (!report.empty()) {
+        host::g_reporter.line("%s", report.c_str());
     }
     return code;
 }
