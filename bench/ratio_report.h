@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <ctime>
 #include <functional>
+#include <regex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -37,11 +38,22 @@ public:
         pairs_.push_back({name, peerName, ours, peer, goal, value});
     }
 
-    // Runs the registered benchmarks and then the pairs. Returns the process's exit status: 0 when every goal holds.
+    // Runs the registered benchmarks and then the pairs, those that the library's filter names. Returns the process's
+    // exit status: 0 when every goal holds.
     int run(int argc, char **argv) {
         benchmark::Initialize(&argc, argv);
         if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
             return 2;
+        }
+        try {
+            keep_named_pairs(benchmark::GetBenchmarkFilter());
+        } catch (const std::regex_error &error) {
+            std::fprintf(stderr, "filter: %s\n", error.what());
+            return 2;
+        }
+        if (pairs_.empty()) {
+            std::puts("no bench of that name");
+            return 0;
         }
         benchmark::RunSpecifiedBenchmarks();
         benchmark::Shutdown();
@@ -67,6 +79,17 @@ private:
     static constexpr int kTurns = 201;
     static constexpr int kAgain = 2; // on a busy machine a single measurement may be off
     static constexpr double kBatchNs = 50e3;
+
+    void keep_named_pairs(const std::string &filter) {
+        if (filter.empty() || filter == "all") {
+            return;
+        }
+        const std::regex wanted(filter, std::regex::extended);
+        std::erase_if(pairs_, [&wanted](const Pair &pair) {
+            return !std::regex_search(pair.name + "/orva", wanted) &&
+                   !std::regex_search(pair.name + "/" + pair.peerName, wanted);
+        });
+    }
 
     static double thread_time_ns() {
         timespec now{};
