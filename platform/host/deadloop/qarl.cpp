@@ -10,7 +10,6 @@
 #include <cstring>
 #include <exception>
 #include <mutex>
-#include <pthread.h>
 #include <string>
 
 namespace {
@@ -26,19 +25,7 @@ constinit Monitor g_monitor;
 constinit host::LineLog g_log{"ORVA_HOST_DEADLOOP_LOG"};
 
 [[gnu::constructor]] void keep_locks_usable_after_fork() {
-    pthread_atfork(
-        [] {
-            g_monitor.mutex.lock();
-            g_log.lock().lock();
-        },
-        [] {
-            g_log.lock().unlock();
-            g_monitor.mutex.unlock();
-        },
-        [] {
-            g_log.lock().unlock();
-            g_monitor.mutex.unlock();
-        });
+    g_log.keep_usable_after_fork(g_monitor.mutex);
 }
 
 // The log is a convenience: a line that cannot be written changes no result.

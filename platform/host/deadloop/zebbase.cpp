@@ -9,7 +9,6 @@
 #include <exception>
 #include <mutex>
 #include <optional>
-#include <pthread.h>
 #include <string>
 
 namespace {
@@ -19,19 +18,7 @@ constinit std::optional<OrvaDeadLoopHook> g_hook;
 constinit host::LineLog g_log{"ORVA_HOST_DEADLOOP_LOG"};
 
 [[gnu::constructor]] void keep_locks_usable_after_fork() {
-    pthread_atfork(
-        [] {
-            g_mutex.lock();
-            g_log.lock().lock();
-        },
-        [] {
-            g_log.lock().unlock();
-            g_mutex.unlock();
-        },
-        [] {
-            g_log.lock().unlock();
-            g_mutex.unlock();
-        });
+    g_log.keep_usable_after_fork(g_mutex);
 }
 
 // The log is a convenience: a line that cannot be written changes no result.

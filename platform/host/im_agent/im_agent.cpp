@@ -15,7 +15,6 @@
 #include <cstring>
 #include <exception>
 #include <mutex>
-#include <pthread.h>
 #include <string>
 #include <string_view>
 
@@ -43,19 +42,7 @@ constinit std::uint64_t g_init_calls = 0;
 constinit host::LineLog g_log{"ORVA_HOST_IM_LOG"};
 
 [[gnu::constructor]] void keep_locks_usable_after_fork() {
-    pthread_atfork(
-        [] {
-            g_mutex.lock();
-            g_log.lock().lock();
-        },
-        [] {
-            g_log.lock().unlock();
-            g_mutex.unlock();
-        },
-        [] {
-            g_log.lock().unlock();
-            g_mutex.unlock();
-        });
+    g_log.keep_usable_after_fork(g_mutex);
 }
 
 // The caller's clock, empty where it does not answer: the line then carries the system's.

@@ -7,11 +7,16 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <pthread.h>
 #include <unistd.h>
 
 namespace host {
 
 namespace {
+
+// What a library's handlers around a fork lock, in this order.
+constinit std::mutex *g_outer = nullptr;
+constinit std::mutex *g_inner = nullptr;
 
 // The length of the UTF-8 character at the start of `text` when it is one that may be shown as it is, else 0.
 std::size_t printable_length(std::string_view text) {
@@ -195,6 +200,21 @@ bool LineLog::write(std::string_view time, std::string_view text) {
     append_escaped(line, text);
     line += '\n';
     return write_all(fd_, line);
+}
+
+void LineLog::keep_usable_after_fork(std::mutex &outer) {
+    g_outer = &outer;
+    g_inner = &mutex_;
+    constexpr auto unlock = [] {
+        g_inner->unlock();
+        g_outer->unlock();
+    };
+    pthread_atfork(
+        [] {
+            g_outer->lock();
+            g_inner->lock();
+        },
+        unlock, unlock);
 }
 
 } // namespace host

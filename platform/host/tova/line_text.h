@@ -37,10 +37,8 @@ public:
     // Appends `time` or, when it is empty, the time of the system's clock, the process id and `text`, escaped.
     bool write(std::string_view time, std::string_view text);
 
-    // For the handlers around a fork.
-    std::mutex &lock() {
-        return mutex_;
-    }
+    // Lets a forked child find the file and `outer`, the lock that calls of write() stand in, free. Once per library.
+    void keep_usable_after_fork(std::mutex &outer);
 
 private:
     const char *variable_;
