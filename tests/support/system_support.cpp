@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -109,6 +110,20 @@ ProgramResult run_program(const std::vector<std::string> &arguments, const std::
     close(fds[0]);
     result.status = child < 0 ? -1 : exit_status(child);
     return result;
+}
+
+void expect_found_by_bare_names(const std::vector<std::string> &names, const std::string &folder) {
+    if (std::getenv("ORVA_TEST_BARE_NAME") != nullptr) {
+        for (const std::string &name : names) {
+            EXPECT_NE(dlopen(name.c_str(), RTLD_LAZY), nullptr) << dlerror();
+        }
+        return;
+    }
+    const auto *test = testing::UnitTest::GetInstance()->current_test_info();
+    const auto result = run_program({std::filesystem::read_symlink("/proc/self/exe").string(),
+                                     std::string("--gtest_filter=") + test->test_suite_name() + "." + test->name()},
+                                    {"ORVA_TEST_BARE_NAME=1", "LD_LIBRARY_PATH=" + folder});
+    EXPECT_EQ(result.status, 0) << result.output;
 }
 
 std::string read_file(const std::string &path) {

@@ -48,6 +48,10 @@ struct ProgramResult {
 ProgramResult run_program(const std::vector<std::string> &arguments, const std::vector<std::string> &environment = {},
                           const std::string &folder = "");
 
+// Opens libraries by their bare names in a second run of the calling test case, whose search path is `folder`. Each
+// must be found.
+void expect_found_by_bare_names(const std::vector<std::string> &names, const std::string &folder);
+
 std::string read_file(const std::string &path);
 void write_file(const std::string &path, const std::string &content);
 

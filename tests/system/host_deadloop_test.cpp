@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
-#include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/stat.h>
@@ -337,15 +336,6 @@ TEST_F(HostDeadloop, AChildProcess_CallsWhileOthersDid) {
 }
 
 TEST_F(HostDeadloop, Library_IsFoundByItsBareNameOverTheSearchPath) {
-    if (std::getenv("ORVA_TEST_BARE_NAME") != nullptr) {
-        for (const char *name : {"libqarl_sysdiag_agent_native.so", "libzebbase.so"}) {
-            EXPECT_NE(dlopen(name, RTLD_LAZY), nullptr) << dlerror();
-        }
-        return;
-    }
-    const std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
-    const auto result =
-        orva_test::run_program({self, "--gtest_filter=*.Library_IsFoundByItsBareNameOverTheSearchPath"},
-                               {"ORVA_TEST_BARE_NAME=1", "LD_LIBRARY_PATH=" ORVA_TEST_BINARY_DIR "/runtime_libs"});
-    EXPECT_EQ(result.status, 0) << result.output;
+    orva_test::expect_found_by_bare_names({"libqarl_sysdiag_agent_native.so", "libzebbase.so"},
+                                          ORVA_TEST_BINARY_DIR "/runtime_libs");
 }

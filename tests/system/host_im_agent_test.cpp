@@ -10,7 +10,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
-#include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/stat.h>
@@ -354,15 +353,5 @@ TEST_F(HostImAgent, AChildProcess_CallsWhileOthersDid) {
 }
 
 TEST_F(HostImAgent, Library_IsFoundByItsBareNameOverTheSearchPath) {
-    if (std::getenv("ORVA_TEST_BARE_NAME") != nullptr) {
-        for (const char *name : {"libim_agent.so"}) {
-            EXPECT_NE(dlopen(name, RTLD_LAZY), nullptr) << dlerror();
-        }
-        return;
-    }
-    const std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
-    const auto result =
-        orva_test::run_program({self, "--gtest_filter=*.Library_IsFoundByItsBareNameOverTheSearchPath"},
-                               {"ORVA_TEST_BARE_NAME=1", "LD_LIBRARY_PATH=" ORVA_TEST_BINARY_DIR "/runtime_libs"});
-    EXPECT_EQ(result.status, 0) << result.output;
+    orva_test::expect_found_by_bare_names({"libim_agent.so"}, ORVA_TEST_BINARY_DIR "/runtime_libs");
 }
