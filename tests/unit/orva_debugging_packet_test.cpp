@@ -349,6 +349,21 @@ Bytes ipmb_packet(std::size_t length) {
     return bytes;
 }
 
+// Lengths out of range and null pointers are refused, and the outputs are left alone. `shortest` is in range.
+void expect_refusals(decltype(&ORVA_DEBUG_GetNetFnAndCmdFromUdp) read, const Bytes &packet,
+                     std::initializer_list<std::uint32_t> lengths, std::uint32_t shortest) {
+    std::uint8_t netFn = 0x77;
+    std::uint16_t cmd = 0x8888;
+    for (const std::uint32_t length : lengths) {
+        EXPECT_EQ(read(packet.data(), length, &netFn, &cmd), 1u) << length;
+    }
+    EXPECT_EQ(read(nullptr, shortest, &netFn, &cmd), 1u);
+    EXPECT_EQ(read(packet.data(), shortest, nullptr, &cmd), 1u);
+    EXPECT_EQ(read(packet.data(), shortest, &netFn, nullptr), 1u);
+    EXPECT_EQ(netFn, 0x77);
+    EXPECT_EQ(cmd, 0x8888);
+}
+
 TEST_F(Packets, GetNetFnAndCmdFromUdp_ReadsPacketsOf36To32768Bytes) {
     for (const std::uint32_t length : {36u, 37u, 32767u, 32768u}) {
         std::uint8_t netFn = 0;
@@ -369,17 +384,7 @@ TEST_F(Packets, GetNetFnAndCmdFromUdp_ReadsPacketsOf36To32768Bytes) {
 }
 
 TEST_F(Packets, GetNetFnAndCmdFromUdp_LeavesTheOutputsAloneOutsideTheRange) {
-    const Bytes packet = udp_packet(32769);
-    std::uint8_t netFn = 0x77;
-    std::uint16_t cmd = 0x8888;
-    for (const std::uint32_t length : {0u, 35u, 32769u, 0xFFFFFFFFu}) {
-        EXPECT_EQ(ORVA_DEBUG_GetNetFnAndCmdFromUdp(packet.data(), length, &netFn, &cmd), 1u) << length;
-    }
-    EXPECT_EQ(ORVA_DEBUG_GetNetFnAndCmdFromUdp(nullptr, 36, &netFn, &cmd), 1u);
-    EXPECT_EQ(ORVA_DEBUG_GetNetFnAndCmdFromUdp(packet.data(), 36, nullptr, &cmd), 1u);
-    EXPECT_EQ(ORVA_DEBUG_GetNetFnAndCmdFromUdp(packet.data(), 36, &netFn, nullptr), 1u);
-    EXPECT_EQ(netFn, 0x77);
-    EXPECT_EQ(cmd, 0x8888);
+    expect_refusals(ORVA_DEBUG_GetNetFnAndCmdFromUdp, udp_packet(32769), {0u, 35u, 32769u, 0xFFFFFFFFu}, 36);
 }
 
 TEST_F(Packets, GetNetFnAndCmdFromIpmb_ReadsPacketsOf7To1031Bytes) {
@@ -393,17 +398,7 @@ TEST_F(Packets, GetNetFnAndCmdFromIpmb_ReadsPacketsOf7To1031Bytes) {
 }
 
 TEST_F(Packets, GetNetFnAndCmdFromIpmb_LeavesTheOutputsAloneOutsideTheRange) {
-    const Bytes packet = ipmb_packet(1032);
-    std::uint8_t netFn = 0x77;
-    std::uint16_t cmd = 0x8888;
-    for (const std::uint32_t length : {0u, 6u, 1032u, 0xFFFFFFFFu}) {
-        EXPECT_EQ(ORVA_DEBUG_GetNetFnAndCmdFromIpmb(packet.data(), length, &netFn, &cmd), 1u) << length;
-    }
-    EXPECT_EQ(ORVA_DEBUG_GetNetFnAndCmdFromIpmb(nullptr, 7, &netFn, &cmd), 1u);
-    EXPECT_EQ(ORVA_DEBUG_GetNetFnAndCmdFromIpmb(packet.data(), 7, nullptr, &cmd), 1u);
-    EXPECT_EQ(ORVA_DEBUG_GetNetFnAndCmdFromIpmb(packet.data(), 7, &netFn, nullptr), 1u);
-    EXPECT_EQ(netFn, 0x77);
-    EXPECT_EQ(cmd, 0x8888);
+    expect_refusals(ORVA_DEBUG_GetNetFnAndCmdFromIpmb, ipmb_packet(1032), {0u, 6u, 1032u, 0xFFFFFFFFu}, 7);
 }
 
 // ---- Bus dumpers
