@@ -43,7 +43,7 @@ def main():
             check(run([str(program)], env=environment, cwd=scratch), program.name)
 
         build = pathlib.Path(scratch) / "cmake"
-        run([args.cmake, "-S", str(consumer), "-B", str(build), f"-DCMAKE_PREFIX_PATH={stage}",
+        run([args.cmake, "-G", "Ninja", "-S", str(consumer), "-B", str(build), f"-DCMAKE_PREFIX_PATH={stage}",
              f"-DCMAKE_C_COMPILER={args.cc}", f"-DCMAKE_CXX_COMPILER={args.cxx}"])
         run([args.cmake, "--build", str(build)])
         for program in ("consumer_c", "consumer_cpp"):
