@@ -1,4 +1,9 @@
 // orva-inspect as a user runs it: look-ups, blocks and dumps that are valid, truncated or hostile.
+// GCC 12 takes std::regex for uninitialised under the address sanitizer.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
+
 #include "miro_host.h"
 #include "orva_comm.h"
 #include "orva_debugging.h"
