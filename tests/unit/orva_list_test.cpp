@@ -11,6 +11,7 @@ using namespace orva_test;
 
 constexpr std::uint32_t kDataSize = 24;
 
+// Nodes are packed: a comparison takes their links by value, where EXPECT_EQ would bind references to them.
 class List : public PlatformTest {
 protected:
     void SetUp() override {
@@ -46,7 +47,7 @@ protected:
         std::vector<std::uint32_t> result;
         const OrvaListNode *previous = nullptr;
         for (const OrvaListNode *node = list_->head; node != nullptr; node = node->next) {
-            EXPECT_EQ(node->prev, previous);
+            EXPECT_TRUE(node->prev == previous);
             result.push_back(node->id);
             previous = node;
         }
@@ -145,7 +146,7 @@ TEST_F(List, InsertDataToList_OnAnEmptyListMakesTheNodeHeadAndTail) {
     EXPECT_EQ(ORVA_InsertDataToList(list_, data, nullptr), 0u);
     EXPECT_EQ(ids(), Ids{0});
     EXPECT_EQ(list_->head, list_->tail);
-    EXPECT_EQ(list_->head->data, data);
+    EXPECT_TRUE(list_->head->data == data);
     EXPECT_EQ(platform().allocations.back().size, 28u);
     EXPECT_EQ(ORVA_IsListEmpty(list_), 0u);
 }
@@ -170,7 +171,7 @@ TEST_F(List, HeadInsertAndAppend_WorkOnBothEnds) {
     EXPECT_EQ(ORVA_AppendDataAtEndOfListWithId(list_, block(), 3), 0u);
     EXPECT_EQ(ORVA_AppendNullNodeAtEndOfListWithId(list_, 4), 0u);
     EXPECT_EQ(ids(), (Ids{1, 2, 3, 4}));
-    EXPECT_EQ(list_->tail->data, nullptr);
+    EXPECT_TRUE(list_->tail->data == nullptr);
 }
 
 TEST_F(List, DeleteNodeInList_FreesDataAndNodeWhereverItStands) {
@@ -213,7 +214,7 @@ TEST_F(List, DeleteNodeInListById_RemovesTheOneNearerTheHead) {
     void *const second = append(5);
     EXPECT_EQ(ORVA_DeleteNodeInListById(list_, 5), 0u);
     EXPECT_EQ(ids(), (Ids{6, 5}));
-    EXPECT_EQ(ORVA_SearchIdInList(list_, 5)->data, second);
+    EXPECT_TRUE(ORVA_SearchIdInList(list_, 5)->data == second);
     EXPECT_EQ(ORVA_DeleteNodeInListById(list_, 9), 0x1030001u);
     EXPECT_EQ(ORVA_DeleteListAllNode(list_), 0u);
     EXPECT_EQ(ORVA_DeleteNodeInListById(list_, 5), 0x1030001u) << "empty list";
@@ -226,7 +227,7 @@ TEST_F(List, DeleteOneNodeDirectly_GivesTheNodeBackWithoutItsData) {
     ORVA_DeleteOneNodeDirectly(list_, tail);
     EXPECT_EQ(ids(), Ids{1});
     EXPECT_EQ(list_->tail, list_->head) << "its prev is the new tail";
-    EXPECT_EQ(tail->data, nullptr);
+    EXPECT_TRUE(tail->data == nullptr);
     EXPECT_EQ(tail->id, 2u);
     EXPECT_EQ(live_blocks(), 4u); // list, node 1 with its data, node 2
     EXPECT_EQ(ORVA_DeleteNode(tail), 0u);
@@ -264,7 +265,7 @@ TEST_F(List, WalkAndSearch_FindTheFirstMatch) {
     OrvaListNode *const head = ORVA_GetNodeAtHeadOfList(list_);
     EXPECT_EQ(head, list_->head);
     OrvaListNode *const middle = ORVA_GetNextNodeInList(list_, head);
-    EXPECT_EQ(middle, head->next);
+    EXPECT_TRUE(middle == head->next);
     EXPECT_EQ(ORVA_GetNextNodeInList(list_, list_->tail), nullptr);
     EXPECT_EQ(ORVA_IsNodeInList(list_, list_->tail), 0u);
     EXPECT_EQ(ORVA_SearchIdInList(list_, 2), middle);
