@@ -46,9 +46,9 @@ struct Platform {
     std::optional<std::uint32_t> slot;              // drv_board_get_self_logic_slotid; none fails with slotCode
     std::uint32_t slotCode = 1;
     std::optional<std::uint32_t> slotBesideCode; // stored although the query fails
-    std::optional<std::uint32_t> boardType;     // drv_board_get_type; none fails with 1
-    std::optional<std::uint32_t> backplaneType; // drv_backplane_get_type; none fails with 1
-    std::optional<std::string> elabel;          // drv_elabel_read; none fails with 1
+    std::optional<std::uint32_t> boardType;      // drv_board_get_type; none fails with 1
+    std::optional<std::uint32_t> backplaneType;  // drv_backplane_get_type; none fails with 1
+    std::optional<std::string> elabel;           // drv_elabel_read; none fails with 1
     MIRO_SYSTIME sysTime{};
     MIRO_ZONETIME localTime{}, gmtTime{};
     std::uint8_t nextPartition = 7; // number that MIRO_MemPtCreateEx hands out

@@ -547,7 +547,7 @@ std::string dump_bytes(std::size_t first, std::size_t count) {
 std::string rows(std::size_t first, std::size_t count) {
     std::string text;
     for (std::size_t at = first; at < first + count; at += 16) {
-        char offset[16];
+        char offset[24];
         std::snprintf(offset, sizeof offset, "  %06zx ", at);
         text += offset + dump_bytes(at, std::min<std::size_t>(16, first + count - at)) + "\n";
     }
