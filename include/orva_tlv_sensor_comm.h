@@ -140,9 +140,9 @@ ORVA_API uint32_t ORVA_TLV_FillStructTypeValue(void *dst, const void *src, const
  *           orva_tlv_block_is_whole).
  * table:    accepted for symmetry with the encoder, not used; the same for rowCount.
  * callback: called as callback(item, ctx); its result is ignored.
- * Returns 0 (ORVA_OK) when all items were handed over, also for a block of 0 items; 1 (ORVA_FAILED) after an item of
- * length 0, which the callback has still seen (what earlier items stored stays stored), and for a null block or
- * callback.
+ * Returns 0 (ORVA_OK) when all items were handed over, also for a block of 0 items, whatever the callback; 1
+ * (ORVA_FAILED) after an item of length 0, which the callback has still seen (what earlier items stored stays stored),
+ * for a null block, and for a null callback when the block has items.
  */
 ORVA_API uint32_t ORVA_TLV_Decode(const void *block, const OrvaTlvDes *table, uint32_t rowCount,
                                   OrvaTlvCallback callback, void *ctx);

@@ -290,11 +290,15 @@ std::uint32_t ORVA_TLV_FillStructTypeValue(void *dst, const void *src, const Orv
 
 std::uint32_t ORVA_TLV_Decode(const void *block, const OrvaTlvDes *, std::uint32_t, OrvaTlvCallback callback,
                               void *ctx) {
-    if (block == nullptr || callback == nullptr) {
+    if (block == nullptr) {
+        return ORVA_FAILED;
+    }
+    std::uint32_t left = orva::load_be32(block);
+    if (left != 0 && callback == nullptr) {
         return ORVA_FAILED;
     }
     ConstBytes item = static_cast<ConstBytes>(block) + ORVA_TLV_BLOCK_HEADER;
-    for (std::uint32_t left = orva::load_be32(block); left != 0; --left) {
+    for (; left != 0; --left) {
         callback(item, ctx);
         const std::uint32_t length = item_length(item);
         if (length == 0) {

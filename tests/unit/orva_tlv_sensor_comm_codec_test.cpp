@@ -366,6 +366,12 @@ TEST_F(TlvCodec, Decode_RefusesANullBlockOrCallback) {
     EXPECT_TRUE(seen.tags.empty());
 }
 
+TEST_F(TlvCodec, Decode_ReadsTheCountBeforeTheCallback) {
+    const Bytes empty = {0, 0, 0, 0, 0, 0, 0, 16, 0, 0, 0, 0, 0, 0, 0, 0};
+    EXPECT_EQ(ORVA_TLV_Decode(empty.data(), nullptr, 0, nullptr, nullptr), 0u);
+    EXPECT_EQ(ORVA_TLV_Decode(nullptr, nullptr, 0, nullptr, nullptr), 1u);
+}
+
 TEST_F(TlvCodec, Accessors_ReadHostOrderAndMarkNull) {
     const Bytes item = {0x12, 0x34, 0x00, 0x02, 0xAA, 0xBB, 0x00, 0x01, 0x00, 0x00};
     EXPECT_EQ(ORVA_TLV_GetTag(item.data()), 0x1234u);
