@@ -21,7 +21,7 @@ def main():
     parser.add_argument("--root", required=True)
     root = pathlib.Path(parser.parse_args().root)
     rooms = {room: files_of(root, room) for room in
-             ("include", "platform/include", "platform/host", "src/comm", "chassis", "tools", "bench", "tests")}
+             ("include", "platform/include", "platform/host", "src/comm", "chassis", "tools", "bench", "testing", "tests")}
     by_name = {room: {p.name: p for p in paths} for room, paths in rooms.items()}
     public, platform = set(by_name["include"]), set(by_name["platform/include"])
     internal = {name for name in by_name["src/comm"] if name.endswith(".h")}
@@ -35,6 +35,7 @@ def main():
         "chassis": public | platform | host_public,
         "tools": public | platform | host_public,
         "bench": public | platform | host_public,
+        "testing": public | platform,
     }
     bad = 0
     checked = 0

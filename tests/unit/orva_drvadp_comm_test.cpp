@@ -535,6 +535,7 @@ TEST_F(OrvaDrvadpComm, EnvReaders_AZeroAndAMissingKeyFollowTheTable) {
 
 TEST_F(OrvaDrvadpComm, EnvReaders_SurviveAValueWithoutAZeroAtItsEnd) {
     platform().onEnvGet = [](const char *, char *buffer, std::uint32_t size) -> std::uint32_t {
+        EXPECT_EQ(std::count(buffer, buffer + size, '\0'), std::ptrdiff_t{size}) << "zeroed before the read";
         std::memset(buffer, ' ', size);
         buffer[size - 2] = '4';
         buffer[size - 1] = '2';

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <arpa/inet.h>
 #include <array>
 #include <cstdarg>
@@ -266,6 +267,7 @@ TEST_F(OrvaImlibTest, AddressFromEnvironment_AMissingKeyGivesTheDriversCodeAnd0)
 
 TEST_F(OrvaImlibTest, AddressFromEnvironment_SurvivesATextWithoutAZeroAtItsEnd) {
     platform().onEnvGet = [](const char *, char *buffer, std::uint32_t size) -> std::uint32_t {
+        EXPECT_EQ(std::count(buffer, buffer + size, '\0'), std::ptrdiff_t{size}) << "zeroed before the read";
         std::memset(buffer, ' ', size);
         std::memcpy(buffer, "10.0.0.6", 8);
         return 0;

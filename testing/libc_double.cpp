@@ -4,7 +4,6 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
-#include <gtest/gtest.h>
 #include <string>
 
 #include "call_control.h"
@@ -14,6 +13,7 @@ namespace orva_test {
 namespace {
 
 CallState *g_states = nullptr;
+void (*g_failureHandler)(const char *text) = nullptr;
 
 CallState *find_call(const char *name) {
     for (CallState *state = g_states; state != nullptr; state = state->next) {
@@ -21,11 +21,24 @@ CallState *find_call(const char *name) {
             return state;
         }
     }
-    ADD_FAILURE() << "no controlled call is named " << name;
+    report_failure(std::string("no controlled call is named ") + name);
     return nullptr;
 }
 
 } // namespace
+
+void set_failure_handler(void (*handler)(const char *text)) {
+    g_failureHandler = handler;
+}
+
+void report_failure(const std::string &text) {
+    if (g_failureHandler != nullptr) {
+        g_failureHandler(text.c_str());
+        return;
+    }
+    std::fprintf(stderr, "orva_comm_testing: %s\n", text.c_str());
+    std::abort();
+}
 
 void register_call(CallState &state, const char *name) {
     state.name = name;

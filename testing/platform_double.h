@@ -13,12 +13,15 @@
 
 #include <cstdint>
 #include <functional>
-#include <gtest/gtest.h>
 #include <map>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
+
+#if __has_include(<gtest/gtest.h>)
+#include <gtest/gtest.h>
+#endif
 
 #include "call_control.h"
 #include "libc_double.h"
@@ -70,10 +73,25 @@ std::size_t live_blocks();            // allocated and not freed
 std::string live_report();            // where they were allocated
 std::vector<std::string> take_logs(); // the records so far, which are then forgotten
 
+// A fresh platform: nothing recorded, no fault, default answers, memory handle 0x1234 and partition 9 in the library.
+void reset_platform();
+
+// Runs `body` with the 1st, 2nd, 3rd ... allocation failing until a run in which no allocation failed; `check` sees
+// after each failing run which allocation (1, 2, ...) failed. Returns the number of failing runs.
+unsigned walk_allocation_failures(const std::function<void()> &body, const std::function<void(unsigned)> &check);
+
+#if __has_include(<gtest/gtest.h>)
+// The fixture for GoogleTest: every test starts from a fresh platform and ends with a check that nothing leaked.
 class PlatformTest : public ::testing::Test {
 protected:
-    void SetUp() override;
-    void TearDown() override;
+    void SetUp() override {
+        set_failure_handler([](const char *text) { ADD_FAILURE() << text; });
+        reset_platform();
+    }
+    void TearDown() override {
+        reset_calls();
+        EXPECT_EQ(live_blocks(), expectedLive_) << live_report();
+    }
     // For tests of what lives until the process ends (mutexes, nodes).
     void expect_live_blocks(std::size_t count) {
         expectedLive_ = count;
@@ -82,10 +100,7 @@ protected:
 private:
     std::size_t expectedLive_ = 0;
 };
-
-// Runs `body` with the 1st, 2nd, 3rd ... allocation failing until a run in which no allocation failed; `check` sees
-// after each failing run which allocation (1, 2, ...) failed. Returns the number of failing runs.
-unsigned walk_allocation_failures(const std::function<void()> &body, const std::function<void(unsigned)> &check);
+#endif
 
 } // namespace orva_test
 

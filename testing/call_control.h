@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <string>
 #include <type_traits>
 
 namespace orva_test {
@@ -28,6 +29,11 @@ void fail(const char *name, unsigned nth, std::int64_t result, int error = 0);
 void fail_always(const char *name, std::int64_t result, int error = 0);
 unsigned calls_of(const char *name);
 void reset_calls();
+
+// What the kit finds wrong goes to the handler: a double free, a write past a block, an unknown name of a call.
+// Without one it is printed on the standard error and the process aborts.
+void set_failure_handler(void (*handler)(const char *text));
+void report_failure(const std::string &text);
 
 // True when this call is to fail; errno is set then.
 bool take_fault(CallState &state);
