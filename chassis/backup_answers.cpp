@@ -3,6 +3,7 @@
 
 #include "sync_records.h"
 
+#include "orva_additions.h"
 #include "orva_comm.h"
 
 #include <algorithm>

@@ -28,10 +28,6 @@ typedef struct {
     char legend[64];
 } OrvaDlogInfoDesc;
 
-ORVA_STATIC_ASSERT(sizeof(OrvaDlogInfoDesc) == 68, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDlogInfoDesc, infoId) == 0, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDlogInfoDesc, legend) == 4, "fixed layout");
-
 #define ORVA_DLOG_INFO_ROWS 4u
 ORVA_API extern const OrvaDlogInfoDesc g_dlogInfoDesc[ORVA_DLOG_INFO_ROWS];
 
@@ -47,21 +43,11 @@ typedef struct {
     char fruPrefix[16];
 } OrvaPositionDesc;
 
-ORVA_STATIC_ASSERT(sizeof(OrvaPositionDesc) == 40, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaPositionDesc, idKind) == 0, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaPositionDesc, infoId) == 4, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaPositionDesc, slotPrefix) == 8, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaPositionDesc, fruPrefix) == 24, "fixed layout");
-
 /* Name of a sensor type; codes 0x01 to 0x29 are those of IPMI, the others are the system's own. */
 typedef struct {
     uint32_t type;
     char name[256];
 } OrvaSensorTypeDesc;
-
-ORVA_STATIC_ASSERT(sizeof(OrvaSensorTypeDesc) == 260, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaSensorTypeDesc, type) == 0, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaSensorTypeDesc, name) == 4, "fixed layout");
 
 #define ORVA_SENSOR_TYPE_ROWS 78u
 ORVA_API extern const OrvaSensorTypeDesc g_sensorTypeDesc[ORVA_SENSOR_TYPE_ROWS];
@@ -168,5 +154,8 @@ ORVA_PRINTF(1)
 ORVA_API void ORVA_SerialLog(const char *format, ...);
 
 ORVA_END_DECLS
+
+#define ORVA_LAYOUT_API_LOG
+#include "orva_layout.h"
 
 #endif

@@ -28,11 +28,6 @@ typedef struct {
     uint32_t inUse; /* 1 = occupied, 0 = free */
 } OrvaSemEntry;
 
-ORVA_STATIC_ASSERT(sizeof(OrvaSemEntry) == 16, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaSemEntry, key) == 0, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaSemEntry, tag) == 8, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaSemEntry, inUse) == 12, "fixed layout");
-
 /* The library's state, all zero at load and never cleared. */
 typedef struct {
     OrvaSemEntry semTable[ORVA_SEM_TABLE_SIZE];
@@ -40,12 +35,6 @@ typedef struct {
     uint8_t memPartition;  /* partition of every allocation, 0 = none yet */
     uint32_t omaMemHandle; /* kept for users, the library allocates nothing from it */
 } OrvaCommLocal;
-
-ORVA_STATIC_ASSERT(sizeof(OrvaCommLocal) == 16400, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaCommLocal, semTable) == 0, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaCommLocal, memHandle) == 16384, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaCommLocal, memPartition) == 16388, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaCommLocal, omaMemHandle) == 16392, "fixed layout");
 
 ORVA_API extern OrvaCommLocal g_orvaCommLocal;
 
@@ -98,10 +87,6 @@ typedef struct {
     int64_t type;
     uint8_t payload[ORVA_QUEUE_PAYLOAD_MAX];
 } OrvaQueueMessage;
-
-ORVA_STATIC_ASSERT(sizeof(OrvaQueueMessage) == 2568, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaQueueMessage, type) == 0, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaQueueMessage, payload) == 8, "fixed layout");
 
 /* Non-zero: the management process and the agents are one process. 0 at load. */
 ORVA_API extern uint32_t g_orvaIsSingleProcess;
@@ -320,17 +305,6 @@ typedef struct {
     uint8_t second;
     uint8_t reserved;
 } OrvaCalendarTime;
-
-ORVA_STATIC_ASSERT(sizeof(OrvaCalendarTime) == 8, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaCalendarTime, year) == offsetof(MIRO_SYSTIME, year), "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaCalendarTime, month) == offsetof(MIRO_SYSTIME, month), "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaCalendarTime, day) == offsetof(MIRO_SYSTIME, day), "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaCalendarTime, hour) == offsetof(MIRO_SYSTIME, hour), "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaCalendarTime, minute) == offsetof(MIRO_SYSTIME, minute), "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaCalendarTime, second) == offsetof(MIRO_SYSTIME, second), "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaCalendarTime, reserved) == offsetof(MIRO_SYSTIME, reserved), "fixed layout");
-ORVA_STATIC_ASSERT(sizeof(MIRO_SYSTIME) == 12, "fixed layout");
-ORVA_STATIC_ASSERT(sizeof(MIRO_ZONETIME) == 12, "fixed layout");
 
 /*
  * Reads the platform's calendar time.
@@ -799,5 +773,8 @@ ORVA_API void ORVA_AGENT_SetGlobalCfgByFourBit(uint8_t value, uint8_t *bitmap, u
 ORVA_API uint32_t ORVA_AGENT_GetGlobalCfgByFourBit(const uint8_t *bitmap, uint32_t startBit);
 
 ORVA_END_DECLS
+
+#define ORVA_LAYOUT_COMM
+#include "orva_layout.h"
 
 #endif

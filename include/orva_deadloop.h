@@ -20,10 +20,6 @@ typedef struct OrvaDeadLoopRecord {
     void *entry;  /* address of its entry */
 } OrvaDeadLoopRecord;
 
-ORVA_STATIC_ASSERT(sizeof(OrvaDeadLoopRecord) == 16, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDeadLoopRecord, handle) == 0, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDeadLoopRecord, entry) == 8, "fixed layout");
-
 /* The system-diagnosis agent; entry is QARL_CheckAndRepairDeadloop, looked up anew by every check-and-repair call. */
 ORVA_API extern OrvaDeadLoopRecord g_orvaQarlDeadLoop;
 
@@ -75,5 +71,8 @@ ORVA_API void ORVA_RegWendoDeadloop(void);
 ORVA_API void ORVA_CheckAndRepairDeadloop(void);
 
 ORVA_END_DECLS
+
+#define ORVA_LAYOUT_DEADLOOP
+#include "orva_layout.h"
 
 #endif

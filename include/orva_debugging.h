@@ -33,19 +33,6 @@ typedef struct {
     uint32_t rs485Switch;   /* 1 = RS485 packets are dumped */
 } OrvaDebugSwitch;
 
-ORVA_STATIC_ASSERT(sizeof(OrvaDebugSwitch) == 36, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDebugSwitch, udpSwitch) == 0, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDebugSwitch, udpCmd) == 4, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDebugSwitch, udpNetFn) == 6, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDebugSwitch, ipmbSwitch) == 8, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDebugSwitch, ipmbCmd) == 12, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDebugSwitch, ipmbNetFn) == 14, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDebugSwitch, logModuleMask) == 16, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDebugSwitch, logSlotId) == 20, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDebugSwitch, logLevelMask) == 24, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDebugSwitch, canSwitch) == 28, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDebugSwitch, rs485Switch) == 32, "fixed layout");
-
 /* Kept: the spelling of the name is part of the interface. */
 ORVA_API extern OrvaDebugSwitch g_sOrvaDebugSwtich;
 
@@ -71,13 +58,6 @@ typedef struct {
     uint32_t type; /* ORVA_PACKET_... */
     OrvaPacketSetFunc set;
 } OrvaPacketSetRow;
-
-ORVA_STATIC_ASSERT(sizeof(OrvaPacketIsOnRow) == 16, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaPacketIsOnRow, type) == 0, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaPacketIsOnRow, isOn) == 8, "fixed layout");
-ORVA_STATIC_ASSERT(sizeof(OrvaPacketSetRow) == 16, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaPacketSetRow, type) == 0, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaPacketSetRow, set) == 8, "fixed layout");
 
 #define ORVA_PACKET_IS_ON_ROWS 4u
 #define ORVA_PACKET_SET_ROWS 5u
@@ -275,5 +255,8 @@ ORVA_API void ORVA_DEBUG_OutFanPacket(const char *name, const uint8_t *pkt, uint
 ORVA_API void ORVA_DEBUG_OutPmPacket(const char *name, const uint8_t *pkt, uint32_t len);
 
 ORVA_END_DECLS
+
+#define ORVA_LAYOUT_DEBUGGING
+#include "orva_layout.h"
 
 #endif

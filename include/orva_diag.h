@@ -50,13 +50,6 @@ typedef struct {
 } OrvaDiagItem;
 #pragma pack(pop)
 
-ORVA_STATIC_ASSERT(sizeof(OrvaDiagItem) == 72, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDiagItem, link) == 0, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDiagItem, keyId) == 44, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDiagItem, successNum) == 48, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDiagItem, dropNum) == 52, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDiagItem, zone) == 56, "fixed layout");
-
 /* One diagnostic id, made on its first record. */
 typedef struct {
     uint32_t diagId;
@@ -66,14 +59,6 @@ typedef struct {
     char text[64];      /* text of the first record, at most 63 characters */
     MIRO_AVL_TREE tree; /* items by key, unsigned ascending */
 } OrvaDiagNode;
-
-ORVA_STATIC_ASSERT(sizeof(OrvaDiagNode) == 144, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDiagNode, diagId) == 0, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDiagNode, itemCount) == 4, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDiagNode, line) == 8, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDiagNode, file) == 12, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDiagNode, text) == 44, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDiagNode, tree) == 112, "fixed layout");
 
 /* C++ knows a flexible array as an extension only. */
 #if defined(__clang__)
@@ -95,17 +80,6 @@ typedef struct {
 #if defined(__clang__)
 #pragma clang diagnostic pop
 #endif
-
-ORVA_STATIC_ASSERT(sizeof(OrvaDiagMgr) == 40, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDiagMgr, uiSwitch) == 0, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDiagMgr, nodeCount) == 4, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDiagMgr, uiErrCount) == 8, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDiagMgr, uiErrLine) == 12, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDiagMgr, startTime) == 16, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDiagMgr, curZone) == 20, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDiagMgr, baseDiagId) == 24, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDiagMgr, mutex) == 32, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaDiagMgr, nodes) == 40, "fixed layout");
 
 /* The manager of the process, null until one of the two initialisers succeeds. */
 ORVA_API extern OrvaDiagMgr *g_orvaDiagMgr;
@@ -225,5 +199,8 @@ ORVA_API void ORVA_DiagMgrTimerOutput(const OrvaDiagNode *node, OrvaDiagItem *it
 ORVA_API void ORVA_DiagMgrPrintLocalData(void);
 
 ORVA_END_DECLS
+
+#define ORVA_LAYOUT_DIAG
+#include "orva_layout.h"
 
 #endif

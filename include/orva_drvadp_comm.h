@@ -62,14 +62,6 @@ typedef struct {
     uint32_t frameType;      /* chassis frame type, 0 until set */
 } OrvaSelfBoardBase;
 
-ORVA_STATIC_ASSERT(sizeof(OrvaSelfBoardBase) == 24, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaSelfBoardBase, selfSlot) == 0, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaSelfBoardBase, deviceRunState) == 4, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaSelfBoardBase, reserved) == 8, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaSelfBoardBase, selfChassis) == 12, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaSelfBoardBase, isBoxStack) == 16, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaSelfBoardBase, frameType) == 20, "fixed layout");
-
 /* How a board type reaches the internal management network. */
 typedef struct {
     uint32_t boardType;  /* as drv_board_get_type reports it */
@@ -80,23 +72,11 @@ typedef struct {
     char ifName[16];     /* interface name, zero-padded */
 } BoardPortInfo;
 
-ORVA_STATIC_ASSERT(sizeof(BoardPortInfo) == 24, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(BoardPortInfo, boardType) == 0, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(BoardPortInfo, reserved4) == 4, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(BoardPortInfo, waitFlag) == 5, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(BoardPortInfo, octetSelect) == 6, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(BoardPortInfo, reserved7) == 7, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(BoardPortInfo, ifName) == 8, "fixed layout");
-
 /* A power-module model name and the board identifier used for it. */
 typedef struct {
     const char *name;
     uint32_t boardId;
 } OrvaBoardNameId;
-
-ORVA_STATIC_ASSERT(sizeof(OrvaBoardNameId) == 16, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaBoardNameId, name) == 0, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaBoardNameId, boardId) == 8, "fixed layout");
 
 ORVA_API extern OrvaSelfBoardBase g_selfBoardBase;
 ORVA_API extern const BoardPortInfo g_boardPort[ORVA_BOARD_PORT_COUNT]; /* board types are unique */
@@ -324,5 +304,8 @@ ORVA_API uint32_t ORVA_GetSubNetIpAddress(int32_t force);
 ORVA_API uint32_t ORVA_COMM_BoardNameToBoardId(const char *name, uint32_t *boardId);
 
 ORVA_END_DECLS
+
+#define ORVA_LAYOUT_DRVADP_COMM
+#include "orva_layout.h"
 
 #endif

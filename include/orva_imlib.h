@@ -42,21 +42,6 @@ typedef struct {
     char libraryPath[ORVA_IMLIB_NAME_SIZE];
 } OrvaImlib;
 
-ORVA_STATIC_ASSERT(sizeof(OrvaImlib) == 136, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaImlib, imHandle) == 0, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaImlib, mainBoardIp) == 8, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaImlib, localIp) == 12, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaImlib, ipChkTimer) == 16, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaImlib, timerModule) == 24, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaImlib, setMainBoardIp) == 32, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaImlib, setLocalIp) == 40, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaImlib, debug) == 48, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaImlib, setProcessInfo) == 56, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaImlib, switchBlock) == 64, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaImlib, initParam) == 68, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaImlib, processName) == 72, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaImlib, libraryPath) == 104, "fixed layout");
-
 ORVA_API extern OrvaImlib g_OrvaImlib;
 
 /* ---- Binding ----------------------------------------------------------------------------------- */
@@ -166,5 +151,8 @@ ORVA_API uint32_t ORVA_GetActMpuIpAddrFromEnv(uint32_t *ip);
 ORVA_API uint32_t ORVA_GetIpAddrFromEnv(const char *key, uint32_t *ip);
 
 ORVA_END_DECLS
+
+#define ORVA_LAYOUT_IMLIB
+#include "orva_layout.h"
 
 #endif

@@ -47,12 +47,6 @@ typedef struct OrvaListNode {
 } OrvaListNode;
 #pragma pack(pop)
 
-ORVA_STATIC_ASSERT(sizeof(OrvaListNode) == 28, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaListNode, id) == 0, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaListNode, data) == 4, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaListNode, next) == 12, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaListNode, prev) == 20, "fixed layout");
-
 /* A list. head and tail are both null or both set; head's prev and tail's next are null. */
 typedef struct OrvaList {
     uint32_t reserved; /* 0 */
@@ -60,12 +54,6 @@ typedef struct OrvaList {
     OrvaListNode *head;
     OrvaListNode *tail;
 } OrvaList;
-
-ORVA_STATIC_ASSERT(sizeof(OrvaList) == 24, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaList, reserved) == 0, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaList, kind) == 4, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaList, head) == 8, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaList, tail) == 16, "fixed layout");
 
 /*
  * Makes an empty list.
@@ -223,5 +211,8 @@ ORVA_API OrvaListNode *ORVA_SearchIdInList(const OrvaList *list, uint32_t id);
 ORVA_API uint32_t ORVA_IsListEmpty(const OrvaList *list);
 
 ORVA_END_DECLS
+
+#define ORVA_LAYOUT_LIST
+#include "orva_layout.h"
 
 #endif

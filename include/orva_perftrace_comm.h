@@ -36,29 +36,12 @@ typedef struct OrvaTracePoint {
     uint64_t total;
 } OrvaTracePoint;
 
-ORVA_STATIC_ASSERT(sizeof(OrvaTracePoint) == 56, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaTracePoint, reserved) == 0, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaTracePoint, count) == 4, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaTracePoint, beginNsec) == 8, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaTracePoint, beginSec) == 12, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaTracePoint, endNsec) == 16, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaTracePoint, endSec) == 20, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaTracePoint, min) == 24, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaTracePoint, max) == 32, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaTracePoint, avg) == 40, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaTracePoint, total) == 48, "fixed layout");
-
 /* A trace, owned by the caller. */
 typedef struct OrvaTrace {
     uint32_t active;       /* the caller's state word: the library reads it and never writes it */
     uint32_t nodeCount;    /* trace points in the array, 0 when none */
     OrvaTracePoint *nodes; /* from the library's partition */
 } OrvaTrace;
-
-ORVA_STATIC_ASSERT(sizeof(OrvaTrace) == 16, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaTrace, active) == 0, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaTrace, nodeCount) == 4, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaTrace, nodes) == 8, "fixed layout");
 
 /*
  * Allocates and zeroes the trace points.
@@ -113,5 +96,8 @@ ORVA_API void ORVA_PerfTraceRecordEnd(OrvaTrace *trace, uint32_t index);
 ORVA_API void ORVA_PerfTraceSetNodeValue(OrvaTracePoint *node, uint64_t value);
 
 ORVA_END_DECLS
+
+#define ORVA_LAYOUT_PERFTRACE_COMM
+#include "orva_layout.h"
 
 #endif

@@ -19,12 +19,6 @@ typedef struct OrvaCalThreshold {
     float fourth;
 } OrvaCalThreshold;
 
-ORVA_STATIC_ASSERT(sizeof(OrvaCalThreshold) == 16, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaCalThreshold, first) == 0, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaCalThreshold, second) == 4, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaCalThreshold, third) == 8, "fixed layout");
-ORVA_STATIC_ASSERT(offsetof(OrvaCalThreshold, fourth) == 12, "fixed layout");
-
 /*
  * Raises a fan speed to the minimum that a board type imposes.
  * boardType: any value. value: the level; the rule applies from 31 up. speed: in and out, percent.
@@ -69,5 +63,8 @@ ORVA_API uint32_t ORVA_IsWindCheckPower(const char *itemLabel, const char *label
 ORVA_API uint32_t ORVA_IsSpecBrdGetBrdType(int32_t boardType, int32_t slot);
 
 ORVA_END_DECLS
+
+#define ORVA_LAYOUT_POWER_FAN_CFG
+#include "orva_layout.h"
 
 #endif

@@ -36,20 +36,11 @@ typedef struct OrvaStubItem {
     char stubName[ORVA_SIMULATE_STUB_NAME]; /* a table name, or a composed one such as 3_1_pmSwitch */
 } OrvaStubItem;
 
-ORVA_STATIC_ASSERT(sizeof(OrvaStubItem) == 40, "OrvaStubItem");
-ORVA_STATIC_ASSERT(offsetof(OrvaStubItem, stubType) == 0, "stubType");
-ORVA_STATIC_ASSERT(offsetof(OrvaStubItem, stubValue) == 4, "stubValue");
-ORVA_STATIC_ASSERT(offsetof(OrvaStubItem, stubName) == 8, "stubName");
-
 /* One board-online override. */
 typedef struct OrvaBoardOnlinePair {
     uint8_t slot;
     uint8_t state;
 } OrvaBoardOnlinePair;
-
-ORVA_STATIC_ASSERT(sizeof(OrvaBoardOnlinePair) == 2, "OrvaBoardOnlinePair");
-ORVA_STATIC_ASSERT(offsetof(OrvaBoardOnlinePair, slot) == 0, "slot");
-ORVA_STATIC_ASSERT(offsetof(OrvaBoardOnlinePair, state) == 1, "state");
 
 /* Simulation root. */
 typedef struct OrvaSimulateRoot {
@@ -60,13 +51,6 @@ typedef struct OrvaSimulateRoot {
     MIRO_AVL_TREE sensorTree; /* its owner sets compare to ORVA_simulateSensorCompare */
 } OrvaSimulateRoot;
 
-ORVA_STATIC_ASSERT(sizeof(OrvaSimulateRoot) == 1384, "OrvaSimulateRoot");
-ORVA_STATIC_ASSERT(offsetof(OrvaSimulateRoot, stubCount) == 0, "stubCount");
-ORVA_STATIC_ASSERT(offsetof(OrvaSimulateRoot, stubs) == 4, "stubs");
-ORVA_STATIC_ASSERT(offsetof(OrvaSimulateRoot, boardOnline) == 1284, "boardOnline");
-ORVA_STATIC_ASSERT(offsetof(OrvaSimulateRoot, sensorCount) == 1348, "sensorCount");
-ORVA_STATIC_ASSERT(offsetof(OrvaSimulateRoot, sensorTree) == 1352, "sensorTree");
-
 /* Simulated sensor, allocated by ORVA_SimulateSensorAddItem. */
 typedef struct OrvaSimulateSensorItem {
     uint8_t key[4]; /* sensorType, slotId, keyExtra, sensorNum */
@@ -74,12 +58,6 @@ typedef struct OrvaSimulateSensorItem {
     int32_t sensorValue;
     MIRO_AVL_NODE node; /* self and key point at the item */
 } OrvaSimulateSensorItem;
-
-ORVA_STATIC_ASSERT(sizeof(OrvaSimulateSensorItem) == 56, "OrvaSimulateSensorItem");
-ORVA_STATIC_ASSERT(offsetof(OrvaSimulateSensorItem, key) == 0, "key");
-ORVA_STATIC_ASSERT(offsetof(OrvaSimulateSensorItem, sensorMask) == 4, "sensorMask");
-ORVA_STATIC_ASSERT(offsetof(OrvaSimulateSensorItem, sensorValue) == 8, "sensorValue");
-ORVA_STATIC_ASSERT(offsetof(OrvaSimulateSensorItem, node) == 12, "node");
 
 /* Sensor request; only the low 8 bits of each member are kept. */
 typedef struct OrvaSimulateSensorReq {
@@ -91,15 +69,6 @@ typedef struct OrvaSimulateSensorReq {
     uint32_t gap; /* not read */
     uint32_t sensorMask;
 } OrvaSimulateSensorReq;
-
-ORVA_STATIC_ASSERT(sizeof(OrvaSimulateSensorReq) == 28, "OrvaSimulateSensorReq");
-ORVA_STATIC_ASSERT(offsetof(OrvaSimulateSensorReq, lead) == 0, "lead");
-ORVA_STATIC_ASSERT(offsetof(OrvaSimulateSensorReq, slotId) == 4, "slotId");
-ORVA_STATIC_ASSERT(offsetof(OrvaSimulateSensorReq, keyExtra) == 8, "keyExtra");
-ORVA_STATIC_ASSERT(offsetof(OrvaSimulateSensorReq, sensorType) == 12, "sensorType");
-ORVA_STATIC_ASSERT(offsetof(OrvaSimulateSensorReq, sensorNum) == 16, "sensorNum");
-ORVA_STATIC_ASSERT(offsetof(OrvaSimulateSensorReq, gap) == 20, "gap");
-ORVA_STATIC_ASSERT(offsetof(OrvaSimulateSensorReq, sensorMask) == 24, "sensorMask");
 
 /* The installed roots, null until installed. */
 extern ORVA_API OrvaSimulateRoot *g_orvaSimulate;
@@ -176,5 +145,8 @@ ORVA_API uint32_t ORVA_SimulateSensorDelItem(OrvaSimulateRoot *root, const OrvaS
 ORVA_API void ORVA_SimulatePrintLocal(const OrvaSimulateRoot *root);
 
 ORVA_END_DECLS
+
+#define ORVA_LAYOUT_SIMULATE_COMM
+#include "orva_layout.h"
 
 #endif

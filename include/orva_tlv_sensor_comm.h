@@ -58,17 +58,6 @@ typedef struct OrvaTlvDes {
     uint32_t reserved;               /* 0 */
 } OrvaTlvDes;
 
-ORVA_STATIC_ASSERT(sizeof(OrvaTlvDes) == 40, "OrvaTlvDes");
-ORVA_STATIC_ASSERT(offsetof(OrvaTlvDes, flag) == 0, "flag");
-ORVA_STATIC_ASSERT(offsetof(OrvaTlvDes, tag) == 4, "tag");
-ORVA_STATIC_ASSERT(offsetof(OrvaTlvDes, offset) == 8, "offset");
-ORVA_STATIC_ASSERT(offsetof(OrvaTlvDes, type) == 12, "type");
-ORVA_STATIC_ASSERT(offsetof(OrvaTlvDes, elemSize) == 16, "elemSize");
-ORVA_STATIC_ASSERT(offsetof(OrvaTlvDes, totalLen) == 20, "totalLen");
-ORVA_STATIC_ASSERT(offsetof(OrvaTlvDes, nested) == 24, "nested");
-ORVA_STATIC_ASSERT(offsetof(OrvaTlvDes, nestedRows) == 32, "nestedRows");
-ORVA_STATIC_ASSERT(offsetof(OrvaTlvDes, reserved) == 36, "reserved");
-
 /* Receives one item of a block under decoding; its result is ignored by ORVA_TLV_Decode. */
 typedef uint32_t (*OrvaTlvCallback)(const void *item, void *ctx);
 
@@ -141,8 +130,8 @@ ORVA_API uint32_t ORVA_TLV_FillStructTypeValue(void *dst, const void *src, const
  * table:    accepted for symmetry with the encoder, not used; the same for rowCount.
  * callback: called as callback(item, ctx); its result is ignored.
  * Returns 0 (ORVA_OK) when all items were handed over, also for a block of 0 items, whatever the callback; 1
- * (ORVA_FAILED) after an item of length 0, which the callback has still seen (what earlier items stored stays stored),
- * for a null block, and for a null callback when the block has items.
+ * (ORVA_FAILED) after an item of length 0, which the callback has still seen (what earlier items stored stays
+ * stored), for a null block, and for a null callback when the block has items.
  */
 ORVA_API uint32_t ORVA_TLV_Decode(const void *block, const OrvaTlvDes *table, uint32_t rowCount,
                                   OrvaTlvCallback callback, void *ctx);
@@ -219,32 +208,6 @@ typedef struct OrvaTempSensorCfg {
     uint8_t reserve;
 } OrvaTempSensorCfg;
 
-ORVA_STATIC_ASSERT(sizeof(OrvaTempSensorCfg) == 28, "OrvaTempSensorCfg");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, tempNodeType) == 0, "tempNodeType");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, queryByChip) == 1, "queryByChip");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, chipIndex) == 2, "chipIndex");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, cpuIndex) == 3, "cpuIndex");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, ownerId) == 4, "ownerId");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, ownerLun) == 5, "ownerLun");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, sensorNum) == 6, "sensorNum");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, sensorInitia) == 7, "sensorInitia");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, sensorType) == 8, "sensorType");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, assertionEventMask) == 10, "assertionEventMask");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, deassertionEventMask) == 12, "deassertionEventMask");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, sensorUnit3) == 14, "sensorUnit3");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, uprFatalAlm) == 15, "uprFatalAlm");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, uprMajorAlm) == 16, "uprMajorAlm");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, uprMinorAlm) == 17, "uprMinorAlm");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, lwrFatalAlm) == 18, "lwrFatalAlm");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, lwrMajorAlm) == 19, "lwrMajorAlm");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, lwrMinorAlm) == 20, "lwrMinorAlm");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, positivegoingThre) == 21, "positivegoingThre");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, negativegoingThre) == 22, "negativegoingThre");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, busId) == 23, "busId");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, deviceModifier) == 24, "deviceModifier");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, i2cChannel) == 25, "i2cChannel");
-ORVA_STATIC_ASSERT(offsetof(OrvaTempSensorCfg, reserve) == 26, "reserve");
-
 /*
  * Voltage sensor configuration. The FMEA and power-supply records are views of the same structure: the FMEA sensor id
  * is sensorNum, the FMEA slot id and the power supply's slave address are slotId, and the reserve byte of both is
@@ -276,32 +239,6 @@ typedef struct OrvaVltSensorCfg {
     uint8_t extra2;
     uint8_t extra3;
 } OrvaVltSensorCfg;
-
-ORVA_STATIC_ASSERT(sizeof(OrvaVltSensorCfg) == 28, "OrvaVltSensorCfg");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, sensorNum) == 0, "sensorNum");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, sensorInitia) == 1, "sensorInitia");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, sensorType) == 2, "sensorType");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, assertionEventMask) == 4, "assertionEventMask");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, deassertionEventMask) == 6, "deassertionEventMask");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, sensorUnit3) == 8, "sensorUnit3");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, sensorMLS) == 9, "sensorMLS");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, rexpBexp) == 10, "rexpBexp");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, nominalReading) == 11, "nominalReading");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, uprFatalAlm) == 12, "uprFatalAlm");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, uprMajorAlm) == 13, "uprMajorAlm");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, uprMinorAlm) == 14, "uprMinorAlm");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, lwrFatalAlm) == 15, "lwrFatalAlm");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, lwrMajorAlm) == 16, "lwrMajorAlm");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, lwrMinorAlm) == 17, "lwrMinorAlm");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, positiveGoingThre) == 18, "positiveGoingThre");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, negativegoingThre) == 19, "negativegoingThre");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, busId) == 20, "busId");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, slotId) == 21, "slotId");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, deviceModifier) == 22, "deviceModifier");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, voltageId) == 23, "voltageId");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, extra1) == 24, "extra1");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, extra2) == 25, "extra2");
-ORVA_STATIC_ASSERT(offsetof(OrvaVltSensorCfg, extra3) == 26, "extra3");
 
 /* The four descriptor tables; constant, shared by all callers. */
 extern ORVA_API const OrvaTlvDes g_orvaTempSyncDataDes[ORVA_TEMP_SYNC_ROWS];
@@ -523,10 +460,6 @@ typedef struct OrvaDelayPowerOn {
     uint32_t delayTime;
 } OrvaDelayPowerOn;
 
-ORVA_STATIC_ASSERT(sizeof(OrvaDelayPowerOn) == 8, "OrvaDelayPowerOn");
-ORVA_STATIC_ASSERT(offsetof(OrvaDelayPowerOn, delayFlag) == 0, "delayFlag");
-ORVA_STATIC_ASSERT(offsetof(OrvaDelayPowerOn, delayTime) == 4, "delayTime");
-
 /* Board information that the management process copies to its backup board. */
 typedef struct OrvaBoardInfoSync {
     uint8_t info1;
@@ -534,22 +467,12 @@ typedef struct OrvaBoardInfoSync {
     OrvaDelayPowerOn delayPowerOn;
 } OrvaBoardInfoSync;
 
-ORVA_STATIC_ASSERT(sizeof(OrvaBoardInfoSync) == 12, "OrvaBoardInfoSync");
-ORVA_STATIC_ASSERT(offsetof(OrvaBoardInfoSync, info1) == 0, "info1");
-ORVA_STATIC_ASSERT(offsetof(OrvaBoardInfoSync, info2) == 1, "info2");
-ORVA_STATIC_ASSERT(offsetof(OrvaBoardInfoSync, delayPowerOn) == 4, "delayPowerOn");
-
 /* Power data of the power modules. */
 typedef struct OrvaPwrsPwrSync {
     uint8_t pwr1;
     uint8_t pwr2;
     uint8_t pwr3;
 } OrvaPwrsPwrSync;
-
-ORVA_STATIC_ASSERT(sizeof(OrvaPwrsPwrSync) == 3, "OrvaPwrsPwrSync");
-ORVA_STATIC_ASSERT(offsetof(OrvaPwrsPwrSync, pwr1) == 0, "pwr1");
-ORVA_STATIC_ASSERT(offsetof(OrvaPwrsPwrSync, pwr2) == 1, "pwr2");
-ORVA_STATIC_ASSERT(offsetof(OrvaPwrsPwrSync, pwr3) == 2, "pwr3");
 
 /* Agent model control with its slot lists. The control members are opaque numbers here. */
 typedef struct OrvaAgentModelCtl {
@@ -572,26 +495,6 @@ typedef struct OrvaAgentModelCtl {
     uint8_t stackSlotNum; /* entries that count in stackSlot */
     uint8_t stackSlot[ORVA_STACK_SLOTS];
 } OrvaAgentModelCtl;
-
-ORVA_STATIC_ASSERT(sizeof(OrvaAgentModelCtl) == 96, "OrvaAgentModelCtl");
-ORVA_STATIC_ASSERT(offsetof(OrvaAgentModelCtl, ctlWord1) == 0, "ctlWord1");
-ORVA_STATIC_ASSERT(offsetof(OrvaAgentModelCtl, ctlWord2) == 4, "ctlWord2");
-ORVA_STATIC_ASSERT(offsetof(OrvaAgentModelCtl, ctlByte3) == 8, "ctlByte3");
-ORVA_STATIC_ASSERT(offsetof(OrvaAgentModelCtl, mngSlotNum) == 9, "mngSlotNum");
-ORVA_STATIC_ASSERT(offsetof(OrvaAgentModelCtl, mngSlot) == 10, "mngSlot");
-ORVA_STATIC_ASSERT(offsetof(OrvaAgentModelCtl, mngSlotType) == 39, "mngSlotType");
-ORVA_STATIC_ASSERT(offsetof(OrvaAgentModelCtl, ctlByte7) == 68, "ctlByte7");
-ORVA_STATIC_ASSERT(offsetof(OrvaAgentModelCtl, ctlByte8) == 69, "ctlByte8");
-ORVA_STATIC_ASSERT(offsetof(OrvaAgentModelCtl, ctlByte9) == 70, "ctlByte9");
-ORVA_STATIC_ASSERT(offsetof(OrvaAgentModelCtl, ctlByte10) == 71, "ctlByte10");
-ORVA_STATIC_ASSERT(offsetof(OrvaAgentModelCtl, ctlByte11) == 72, "ctlByte11");
-ORVA_STATIC_ASSERT(offsetof(OrvaAgentModelCtl, ctlByte12) == 73, "ctlByte12");
-ORVA_STATIC_ASSERT(offsetof(OrvaAgentModelCtl, ctlByte13) == 74, "ctlByte13");
-ORVA_STATIC_ASSERT(offsetof(OrvaAgentModelCtl, ctlByte14) == 75, "ctlByte14");
-ORVA_STATIC_ASSERT(offsetof(OrvaAgentModelCtl, ctlByte15) == 76, "ctlByte15");
-ORVA_STATIC_ASSERT(offsetof(OrvaAgentModelCtl, ctlByte16) == 77, "ctlByte16");
-ORVA_STATIC_ASSERT(offsetof(OrvaAgentModelCtl, stackSlotNum) == 78, "stackSlotNum");
-ORVA_STATIC_ASSERT(offsetof(OrvaAgentModelCtl, stackSlot) == 79, "stackSlot");
 
 /*
  * The four descriptor tables; constant, shared by all callers.
@@ -740,69 +643,9 @@ ORVA_API void ORVA_OrvaAgt_AppendFruTlvForE2prom(void *buf, uint8_t fru);
  */
 ORVA_API void ORVA_OrvaAgt_HandleFruTlvForE2prom(const void *item, uint8_t *fru, uint32_t len);
 
-/* ---- Bounding a received block ----------------------------------------------------------------- */
-
-/*
- * The row of a tag, or null.
- */
-static inline const OrvaTlvDes *orva_tlv_row(const OrvaTlvDes *table, uint32_t rowCount, uint32_t tag) {
-    uint32_t i;
-
-    for (i = 0; i < rowCount; i++) {
-        if (table[i].tag == tag) {
-            return &table[i];
-        }
-    }
-    return NULL;
-}
-
-/*
- * Tells whether a received block can be decoded safely: it lies whole inside the `received` bytes at `block`, every
- * item lies inside the block, none is empty, an item whose tag is in the table carries at least the bytes that the
- * table gives its field, and the nested block of a structure item is whole in the same sense. Unknown tags are fine.
- *
- * block: any address, or null. table: the descriptor table of the record, rowCount rows.
- * Returns 1 when the block is whole, else 0. Reads nothing outside the received bytes. Not part of the library's
- * binary interface: it is compiled into the caller.
- */
-static inline int orva_tlv_block_is_whole(const void *block, size_t received, const OrvaTlvDes *table,
-                                          uint32_t rowCount) {
-    const uint8_t *bytes = (const uint8_t *)block;
-    uint32_t length, count, i;
-    uint32_t at = ORVA_TLV_BLOCK_HEADER;
-
-    if (block == NULL || received < ORVA_TLV_BLOCK_HEADER) {
-        return 0;
-    }
-    length = ORVA_TLV_GetRemoteLength(block);
-    if (length < ORVA_TLV_BLOCK_HEADER || length > received) {
-        return 0;
-    }
-    count = ((uint32_t)bytes[0] << 24) | ((uint32_t)bytes[1] << 16) | ((uint32_t)bytes[2] << 8) | bytes[3];
-    for (i = 0; i < count; i++) {
-        const OrvaTlvDes *row;
-        uint32_t valueLength;
-
-        if (length - at < ORVA_TLV_ITEM_HEADER) {
-            return 0;
-        }
-        valueLength = ORVA_TLV_GetLength(bytes + at);
-        if (valueLength == 0 || valueLength > length - at - ORVA_TLV_ITEM_HEADER) {
-            return 0;
-        }
-        row = orva_tlv_row(table, rowCount, ORVA_TLV_GetTag(bytes + at));
-        if (row != NULL && row->nested == NULL && valueLength < row->totalLen) {
-            return 0;
-        }
-        if (row != NULL && row->nested != NULL &&
-            !orva_tlv_block_is_whole(bytes + at + ORVA_TLV_ITEM_HEADER, valueLength, row->nested, row->nestedRows)) {
-            return 0;
-        }
-        at += ORVA_TLV_ITEM_HEADER + valueLength;
-    }
-    return 1;
-}
-
 ORVA_END_DECLS
+
+#define ORVA_LAYOUT_TLV_SENSOR_COMM
+#include "orva_layout.h"
 
 #endif

@@ -1,5 +1,6 @@
 #include "tlv_block.h"
 
+#include "orva_additions.h"
 #include "text.h"
 
 #include <algorithm>

@@ -6,6 +6,7 @@
 #include "drv_basic.h"
 #include "im_agent.h"
 #include "miro.h"
+#include "orva_additions.h"
 #include "orva_api_log.h"
 #include "orva_api_stub.h"
 #include "orva_comm.h"

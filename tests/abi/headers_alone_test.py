@@ -18,8 +18,9 @@ def main():
     bad = 0
     for header in headers:
         for compiler, language, standard in ((args.cc, "c", "c11"), (args.cxx, "c++", "c++17")):
+            flags = FLAGS + (["-Wstrict-prototypes"] if language == "c" else [])
             source = f'#include "{header.name}"\n#include "{header.name}"\n'
-            result = subprocess.run([compiler, f"-x{language}", f"-std={standard}", *FLAGS, *include, "-"],
+            result = subprocess.run([compiler, f"-x{language}", f"-std={standard}", *flags, *include, "-"],
                                     input=source, text=True, capture_output=True)
             if result.returncode != 0:
                 bad += 1

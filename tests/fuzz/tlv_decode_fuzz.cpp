@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 
+#include "orva_additions.h"
 #include "orva_tlv_sensor_comm.h"
 
 namespace {

@@ -5,6 +5,7 @@
 #endif
 
 #include "miro_host.h"
+#include "orva_additions.h"
 #include "orva_comm.h"
 #include "orva_debugging.h"
 #include "orva_imlib.h"

@@ -1,5 +1,6 @@
 // A receiver that bounds a block before it decodes never reads past what it received: every block, cut at every
 // length and damaged in many ways, is laid so that its last byte is the last byte before an inaccessible page.
+#include "orva_additions.h"
 #include "orva_tlv_sensor_comm.h"
 
 #include <algorithm>

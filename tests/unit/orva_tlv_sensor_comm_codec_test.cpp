@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "orva_additions.h"
 #include "platform_double.h"
 
 namespace {
