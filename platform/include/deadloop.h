@@ -27,7 +27,7 @@ typedef struct {
 #define ZEB_HOOK_INVALID_INPUT 22u /**< The input is invalid. */
 
 /**
- * Registers a dead-loop hook ("libzebbase.so"). Not thread-safe: called once, at start-up.
+ * Registers a dead-loop hook ("libzebbase.so"). Not thread-safe. Called once, at start-up.
  *
  * @param[in] kind Hook kind, ZEB_HOOK_KIND_DEADLOOP.
  * @param[in] hook The hook record, on the caller's stack: copy what is kept.

@@ -33,7 +33,7 @@ typedef struct {
 } OrvaImInitRecord;
 
 /**
- * Initialises the agent library. Not thread-safe: called from one thread at a time.
+ * Initialises the agent library. Not thread-safe. Called from one thread at a time.
  *
  * @param[in] record What the process tells about itself; valid during the call only.
  * @return A handle for the other entries; 0 on failure, and the call may be repeated.
