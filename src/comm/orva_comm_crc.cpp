@@ -31,7 +31,7 @@ void build_table(Register (&table)[ORVA_CRC_TABLE_ENTRIES], const Register (&sta
 }
 
 bool is_crc16_fast(std::uint32_t length) {
-    return length >= kCrc16FastBytes && crc::is_standard(g_ausCRC16Table, crc::kTables<crc::Crc16>);
+    return length >= kCrc16FastBytes && crc::is_standard<crc::Crc16>(g_ausCRC16Table);
 }
 
 std::uint16_t shift_in(std::uint16_t r, std::uint8_t byte) {
@@ -44,12 +44,12 @@ void ORVA_COMM_InitCrc16Table() {
     if (__atomic_load_n(&g_isCrc16TableBuilt, __ATOMIC_ACQUIRE)) {
         return;
     }
-    build_table(g_ausCRC16Table, crc::kTables<crc::Crc16>.near[0]);
+    build_table(g_ausCRC16Table, crc::kTables<crc::Crc16>.row[0]);
     __atomic_store_n(&g_isCrc16TableBuilt, true, __ATOMIC_RELEASE);
 }
 
 void ORVA_COMM_InitCrc32Table() {
-    build_table(g_auiCRC32Table, crc::kTables<crc::Crc32>.near[0]);
+    build_table(g_auiCRC32Table, crc::kTables<crc::Crc32>.row[0]);
 }
 
 void ORVA_COMM_Crc16CheckSum(const uint8_t *data, uint32_t length, uint16_t *crc) {
@@ -98,8 +98,8 @@ uint32_t ORVA_COMM_Crc32CheckSum(const uint8_t *data, uint32_t length) {
         return 0;
     }
     std::uint32_t r = 0xFFFFFFFF;
-    if (length >= kCrc32FastBytes && crc::is_standard(g_auiCRC32Table, crc::kTables<crc::Crc32>)) {
-        return ~crc::advance_crc32(r, data, length);
+    if (length >= kCrc32FastBytes && crc::is_standard<crc::Crc32>(g_auiCRC32Table)) {
+        return ~crc::advance<crc::Crc32>(r, data, length);
     }
     for (std::uint32_t i = 0; i < length; ++i) {
         r = g_auiCRC32Table[(data[i] ^ r) & 0xFF] ^ r >> 8;

@@ -1,9 +1,12 @@
-// The checksums: check values, tables, and the fast forms against loops over the exported tables as they stand.
+// The checksums: check values, tables, and the fast forms against loops over the exported tables as they stand. Every
+// way to compute that this processor has is forced in turn.
+#include <array>
 #include <cstring>
 #include <random>
 #include <thread>
 #include <vector>
 
+#include "../../src/comm/crc_engine.h"
 #include "orva_comm.h"
 #include "platform_double.h"
 
@@ -76,6 +79,32 @@ Bytes random_bytes(std::size_t size, unsigned seed) {
         byte = static_cast<std::uint8_t>(random());
     }
     return bytes;
+}
+
+struct Way {
+    const char *name;
+    std::uint8_t features;
+};
+
+constexpr Way kWays[] = {
+    {"look-ups", orva::crc::kAsked},
+    {"folding", orva::crc::kAsked | orva::crc::kFolding},
+    {"wide folding", orva::crc::kAsked | orva::crc::kFolding | orva::crc::kWideFolding},
+    {"instructions", orva::crc::kAsked | orva::crc::kCrc32Instructions},
+    {"instructions and folding", orva::crc::kAsked | orva::crc::kFolding | orva::crc::kCrc32Instructions},
+};
+
+// Does the work in every way that this processor has.
+template <typename Work>
+void in_every_way(Work work) {
+    const std::uint8_t offered = orva::crc::ask_processor();
+    for (const Way &way : kWays) {
+        if ((way.features & ~offered) == 0) {
+            SCOPED_TRACE(way.name);
+            orva::crc::known_features = way.features;
+            work();
+        }
+    }
 }
 
 std::uint16_t crc16(const std::uint8_t *data, std::size_t length, std::uint16_t start) {
@@ -235,37 +264,116 @@ TEST_F(OrvaCommCrc, EmptyInput_GivesZero) {
 
 TEST_F(OrvaCommCrc, StandardTables_EveryLengthAndAlignmentAsTheLoops) {
     build_tables();
-    expect_plain_results_everywhere(11);
+    in_every_way([] { expect_plain_results_everywhere(11); });
 }
 
-TEST_F(OrvaCommCrc, StandardTables_WithoutProcessorInstructionsAsTheLoops) {
-    orva_test::fail_always("getauxval", 0);
-    build_tables();
-    expect_plain_results_everywhere(15);
-    const Bytes bytes = random_bytes(5000, 16);
-    ASSERT_NO_FATAL_FAILURE(expect_plain_results(bytes.data(), bytes.size(), 0xFFFF));
-#if defined(__aarch64__)
-    EXPECT_GT(orva_test::calls_of("getauxval"), 0u);
-#endif
+// The engine itself, without the exported tables, against arithmetic bit by bit. `after[n]` is the register after the
+// first n bytes.
+template <typename Form, std::size_t Size>
+auto registers_bit_by_bit(const std::uint8_t *data, typename Form::Register start) {
+    std::array<typename Form::Register, Size + 1> after{start};
+    for (std::size_t i = 0; i < Size; ++i) {
+        auto r = static_cast<typename Form::Register>(after[i] ^ Form::first(data[i]));
+        for (int bit = 0; bit < 8; ++bit) {
+            r = Form::shift_bit(r);
+        }
+        after[i + 1] = r;
+    }
+    return after;
 }
+
+constexpr std::size_t kEngineBytes = 1100;
+
+template <typename Form>
+void expect_every_length_at_every_alignment() {
+    const Bytes bytes = random_bytes(kEngineBytes, 51);
+    std::mt19937 random(52);
+    alignas(64) std::uint8_t storage[kEngineBytes + 16];
+    for (std::size_t offset = 0; offset < 16; ++offset) {
+        std::memcpy(storage + offset, bytes.data(), bytes.size());
+        for (int start = 0; start < 4; ++start) {
+            const auto r = static_cast<typename Form::Register>(random());
+            const auto after = registers_bit_by_bit<Form, kEngineBytes>(storage + offset, r);
+            for (std::size_t length = 0; length <= kEngineBytes; ++length) {
+                ASSERT_EQ(orva::crc::advance<Form>(r, storage + offset, length), after[length])
+                    << length << " bytes at " << offset;
+            }
+        }
+    }
+}
+
+template <typename Form>
+void expect_cuts_to_continue() {
+    const Bytes bytes = random_bytes(kEngineBytes, 53);
+    const auto after = registers_bit_by_bit<Form, kEngineBytes>(bytes.data(), 0x1D0F);
+    for (std::size_t cut = 0; cut <= kEngineBytes; ++cut) {
+        for (std::size_t length = cut; length <= kEngineBytes; length += length < 320 ? 1 : 13) {
+            ASSERT_EQ(orva::crc::advance<Form>(after[cut], bytes.data() + cut, length - cut), after[length])
+                << length << " bytes cut at " << cut;
+        }
+    }
+}
+
+TEST_F(OrvaCommCrc, Engine_EveryLengthAndAlignmentAsBitByBit) {
+    in_every_way([] {
+        expect_every_length_at_every_alignment<orva::crc::Crc16>();
+        expect_every_length_at_every_alignment<orva::crc::Crc32>();
+    });
+}
+
+TEST_F(OrvaCommCrc, Engine_EveryCutContinuesAsBitByBit) {
+    in_every_way([] {
+        expect_cuts_to_continue<orva::crc::Crc16>();
+        expect_cuts_to_continue<orva::crc::Crc32>();
+    });
+}
+
+TEST_F(OrvaCommCrc, Engine_AsksTheProcessorOnce) {
+    EXPECT_EQ(orva::crc::known_features, 0u);
+    const std::uint8_t offered = orva::crc::ask_processor();
+    EXPECT_EQ(orva::crc::features(), offered);
+    EXPECT_EQ(orva::crc::known_features, offered);
+    orva::crc::known_features = orva::crc::kAsked;
+    EXPECT_EQ(orva::crc::features(), orva::crc::kAsked);
+}
+
+#if defined(__x86_64__)
+TEST_F(OrvaCommCrc, Engine_TakesWhatTheCompilersOwnCheckFinds) {
+    const bool folds = __builtin_cpu_supports("pclmul") != 0 && __builtin_cpu_supports("sse4.1") != 0;
+    const bool foldsWide = folds && __builtin_cpu_supports("avx512f") != 0 &&
+                           __builtin_cpu_supports("avx512bw") != 0 && __builtin_cpu_supports("vpclmulqdq") != 0;
+    EXPECT_EQ(orva::crc::ask_processor(),
+              orva::crc::kAsked | (folds ? orva::crc::kFolding : 0) | (foldsWide ? orva::crc::kWideFolding : 0));
+}
+#elif defined(__aarch64__)
+TEST_F(OrvaCommCrc, Engine_LooksUpWhereTheKernelNamesNoFeatures) {
+    orva_test::fail_always("getauxval", 0);
+    EXPECT_EQ(orva::crc::features(), orva::crc::kAsked);
+    EXPECT_EQ(orva_test::calls_of("getauxval"), 1u);
+}
+#endif
 
 TEST_F(OrvaCommCrc, StandardTables_EveryStartValueAsTheLoops) {
     build_tables();
     const Bytes bytes = random_bytes(48, 12);
-    for (unsigned start = 0; start < 0x10000; ++start) {
-        const auto start16 = static_cast<std::uint16_t>(start);
-        ASSERT_EQ(crc16(bytes.data(), 48, start16), plain_crc16(bytes.data(), 48, start16));
-        ASSERT_EQ(augmented(bytes.data(), 48, start16), plain_augmented(bytes.data(), 48, start16));
-    }
+    in_every_way([&bytes] {
+        for (unsigned start = 0; start < 0x10000; ++start) {
+            const auto start16 = static_cast<std::uint16_t>(start);
+            ASSERT_EQ(crc16(bytes.data(), 48, start16), plain_crc16(bytes.data(), 48, start16));
+            ASSERT_EQ(augmented(bytes.data(), 48, start16), plain_augmented(bytes.data(), 48, start16));
+        }
+    });
 }
 
 TEST_F(OrvaCommCrc, StandardTables_LongInputsAsTheLoops) {
     build_tables();
     const Bytes bytes = random_bytes(70000, 13);
-    for (std::size_t length = 301; length < bytes.size() - 15; length += length < 2600 ? 1 : length / 3) {
-        ASSERT_NO_FATAL_FAILURE(
-            expect_plain_results(bytes.data() + length % 16, length, static_cast<std::uint16_t>(length * 31)));
-    }
+    in_every_way([&bytes] {
+        for (std::size_t length = 301; length < bytes.size() - 15; length += length < 2600 ? 1 : length / 3) {
+            ASSERT_NO_FATAL_FAILURE(
+                expect_plain_results(bytes.data() + length % 16, length, static_cast<std::uint16_t>(length * 31)));
+        }
+    });
 }
 
 TEST_F(OrvaCommCrc, StandardTables_EveryCutOfABufferContinuesTheChecksum) {
@@ -281,7 +389,7 @@ TEST_F(OrvaCommCrc, StandardTables_EveryCutOfABufferContinuesTheChecksum) {
 }
 
 TEST_F(OrvaCommCrc, ZeroTables_EveryLengthAndAlignmentAsTheLoops) {
-    expect_plain_results_everywhere(21);
+    in_every_way([] { expect_plain_results_everywhere(21); });
 }
 
 TEST_F(OrvaCommCrc, ZeroTables_OnlyShiftTheStartValueAndCountTheLength) {
@@ -297,7 +405,7 @@ TEST_F(OrvaCommCrc, AlteredTables_EveryLengthAndAlignmentAsTheLoops) {
     build_tables();
     g_ausCRC16Table[255] ^= 1;
     g_auiCRC32Table[255] ^= 0x80000000;
-    expect_plain_results_everywhere(31);
+    in_every_way([] { expect_plain_results_everywhere(31); });
 }
 
 TEST_F(OrvaCommCrc, AlteredTables_AnyEntryGoverns) {
@@ -306,14 +414,18 @@ TEST_F(OrvaCommCrc, AlteredTables_AnyEntryGoverns) {
     for (std::size_t i = 0; i < bytes.size(); ++i) {
         bytes[i] = static_cast<std::uint8_t>(i);
     }
-    for (unsigned i = 0; i < 256; ++i) {
-        g_ausCRC16Table[i] = static_cast<std::uint16_t>(g_ausCRC16Table[i] ^ 0x0100);
-        g_auiCRC32Table[i] ^= 0x00010000;
-        ASSERT_NO_FATAL_FAILURE(expect_plain_results(bytes.data(), bytes.size(), 0xFFFF)) << i;
-        g_ausCRC16Table[i] = static_cast<std::uint16_t>(g_ausCRC16Table[i] ^ 0x0100);
-        g_auiCRC32Table[i] ^= 0x00010000;
-        ASSERT_NO_FATAL_FAILURE(expect_plain_results(bytes.data(), bytes.size(), 0xFFFF)) << i;
-    }
+    in_every_way([&bytes] {
+        for (unsigned i = 0; i < 256; ++i) {
+            for (unsigned bit = 0; bit < 32; ++bit) {
+                g_ausCRC16Table[i] = static_cast<std::uint16_t>(g_ausCRC16Table[i] ^ 1u << bit % 16);
+                g_auiCRC32Table[i] ^= 1u << bit;
+                ASSERT_NO_FATAL_FAILURE(expect_plain_results(bytes.data(), bytes.size(), 0xFFFF)) << i;
+                g_ausCRC16Table[i] = static_cast<std::uint16_t>(g_ausCRC16Table[i] ^ 1u << bit % 16);
+                g_auiCRC32Table[i] ^= 1u << bit;
+            }
+            ASSERT_NO_FATAL_FAILURE(expect_plain_results(bytes.data(), bytes.size(), 0xFFFF)) << i;
+        }
+    });
 }
 
 TEST_F(OrvaCommCrc, AlteredTables_ChangeTheResult) {
