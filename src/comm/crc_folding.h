@@ -36,7 +36,7 @@ struct alignas(16) Halves {
 
 // x^degree modulo the polynomial of the form.
 template <typename Form>
-consteval std::uint64_t power_of_x(unsigned degree) {
+constexpr std::uint64_t power_of_x(unsigned degree) {
     std::uint64_t r = 1;
     for (; degree > 0; --degree) {
         r <<= 1;
@@ -47,7 +47,7 @@ consteval std::uint64_t power_of_x(unsigned degree) {
 
 // floor(x^(64 + kBits) / polynomial) without its term of degree 64.
 template <typename Form>
-consteval std::uint64_t quotient_of_x() {
+constexpr std::uint64_t quotient_of_x() {
     std::uint64_t quotient = 0;
     std::uint64_t rest = Form::kPolynomial; // behind the first step, which gives the term of degree 64
     for (unsigned step = 0; step < 64; ++step) {
@@ -59,7 +59,7 @@ consteval std::uint64_t quotient_of_x() {
     return quotient;
 }
 
-consteval std::uint64_t reverse_bits(std::uint64_t value) {
+constexpr std::uint64_t reverse_bits(std::uint64_t value) {
     std::uint64_t reversed = 0;
     for (int bit = 0; bit < 64; ++bit) {
         reversed |= (value >> bit & 1) << (63 - bit);
@@ -73,7 +73,7 @@ inline constexpr unsigned kLag = Form::kIsReflected ? 1 : 0;
 
 // `first` goes to the half that comes first in the message. Both are polynomials of a degree below 64.
 template <typename Form>
-consteval Halves halves_of(std::uint64_t first, std::uint64_t second) {
+constexpr Halves halves_of(std::uint64_t first, std::uint64_t second) {
     if (Form::kIsReflected) {
         return {reverse_bits(first), reverse_bits(second)};
     }

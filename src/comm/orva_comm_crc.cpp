@@ -6,6 +6,7 @@
 
 #include "bytes.h"
 #include "crc_engine.h"
+#include "crc_proof.h"
 
 uint16_t g_ausCRC16Table[ORVA_CRC_TABLE_ENTRIES];
 uint32_t g_auiCRC32Table[ORVA_CRC_TABLE_ENTRIES];
