@@ -1,5 +1,6 @@
 // Encode and decode of a 24-field record: the TLV codec over a descriptor table of the bench's own, against nanopb
-// with the same fields at the same widths. Both decode into a fresh record.
+// with the same fields at the same widths; and the library's own temperature record, against straight-line code
+// written by hand. All decode into a fresh record.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -7,6 +8,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include "hand_records.h"
 #include "orva_tlv_sensor_comm.h"
 #include "pb_decode.h"
 #include "pb_encode.h"
@@ -147,10 +149,70 @@ orva_bench::Work decode_work() {
     };
 }
 
+// ---- The temperature record
+
+constexpr double kStraightGoal = 1.2;
+
+using TempEncode = std::uint32_t (*)(const OrvaTempSensorCfg *, void *);
+using TempDecode = std::uint32_t (*)(const void *, OrvaTempSensorCfg *);
+
+std::uint32_t generic_temp_encode(const OrvaTempSensorCfg *cfg, void *out) {
+    return ORVA_TLV_Encode(g_orvaTempSyncDataDes, ORVA_TEMP_SYNC_ROWS, cfg, out);
+}
+
+OrvaTempSensorCfg temp_sample() {
+    OrvaTempSensorCfg cfg{};
+    for (const OrvaTlvDes &field : g_orvaTempSyncDataDes) {
+        std::memset(reinterpret_cast<std::uint8_t *>(&cfg) + field.offset, static_cast<int>(field.tag * 7 + 1),
+                    field.totalLen);
+    }
+    cfg.assertionEventMask = 0xABCD;
+    return cfg;
+}
+
+// The three encoders write the same block, and both decoders make the same record of it.
+bool temp_forms_agree() {
+    const OrvaTempSensorCfg cfg = temp_sample();
+    std::uint8_t blocks[3][ORVA_TEMP_SYNC_LENGTH];
+    OrvaTempSensorCfg received[2] = {};
+    return ORVA_TLV_SyncTempCfgDataEncode(&cfg, blocks[0]) == ORVA_TEMP_SYNC_LENGTH &&
+           orva_bench_hand_temp_encode(&cfg, blocks[1]) == ORVA_TEMP_SYNC_LENGTH &&
+           generic_temp_encode(&cfg, blocks[2]) == ORVA_TEMP_SYNC_LENGTH &&
+           std::memcmp(blocks[0], blocks[1], sizeof blocks[0]) == 0 &&
+           std::memcmp(blocks[0], blocks[2], sizeof blocks[0]) == 0 &&
+           ORVA_TLV_SyncTempCfgDataDecode(blocks[0], &received[0]) == 0 &&
+           orva_bench_hand_temp_decode(blocks[0], &received[1]) == 0 &&
+           std::memcmp(&received[0], &cfg, sizeof cfg) == 0 && std::memcmp(&received[1], &cfg, sizeof cfg) == 0;
+}
+
+orva_bench::Work temp_encode_work(TempEncode encode) {
+    return [encode, cfg = temp_sample(), buffer = Buffer{}](std::uint64_t times) mutable {
+        for (std::uint64_t i = 0; i < times; ++i) {
+            cfg.sensorNum = static_cast<std::uint8_t>(i);
+            benchmark::DoNotOptimize(encode(&cfg, buffer.bytes));
+            benchmark::ClobberMemory();
+        }
+    };
+}
+
+orva_bench::Work temp_decode_work(TempDecode decode) {
+    Buffer filled{};
+    const OrvaTempSensorCfg cfg = temp_sample();
+    ORVA_TLV_SyncTempCfgDataEncode(&cfg, filled.bytes);
+    return [decode, filled](std::uint64_t times) {
+        for (std::uint64_t i = 0; i < times; ++i) {
+            OrvaTempSensorCfg received{};
+            benchmark::DoNotOptimize(decode(filled.bytes, &received));
+            benchmark::DoNotOptimize(received);
+            benchmark::ClobberMemory();
+        }
+    };
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
-    if (!round_trip<tlv_encode, tlv_decode>() || !round_trip<peer_encode, peer_decode>()) {
+    if (!round_trip<tlv_encode, tlv_decode>() || !round_trip<peer_encode, peer_decode>() || !temp_forms_agree()) {
         std::fprintf(stderr, "a codec does not give back what it was given\n");
         return 2;
     }
@@ -159,5 +221,14 @@ int main(int argc, char **argv) {
                orva_bench::Goal::kAtLeastSpeed, kGoal);
     report.add("tlv decode 24 fields", "nanopb", decode_work<tlv_encode, tlv_decode>(),
                decode_work<peer_encode, peer_decode>(), orva_bench::Goal::kAtLeastSpeed, kGoal);
+    const orva_bench::Work straight = temp_encode_work(ORVA_TLV_SyncTempCfgDataEncode);
+    report.add("temperature record encode", "hand", straight, temp_encode_work(orva_bench_hand_temp_encode),
+               orva_bench::Goal::kAtMostTime, kStraightGoal);
+    report.add("temperature record encode", "generic", straight, temp_encode_work(generic_temp_encode));
+    const orva_bench::Work straight_decode = temp_decode_work(ORVA_TLV_SyncTempCfgDataDecode);
+    report.add("temperature record decode", "hand", straight_decode, temp_decode_work(orva_bench_hand_temp_decode),
+               orva_bench::Goal::kAtMostTime, kStraightGoal);
+    report.add("temperature record decode", "no memcpy_s", straight_decode,
+               temp_decode_work(orva_bench_bare_temp_decode));
     return report.run(argc, argv);
 }
