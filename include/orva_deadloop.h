@@ -1,10 +1,11 @@
-/*
- * Dead-loop monitor hooks: hands the system-diagnosis agent's monitor entries to the device-management base library's
- * hook registration, and runs the check-and-repair pass on demand.
+/**
+ * @file
+ * Dead-loop monitor hooks: passes the system-diagnosis agent's monitor entries to the hook registration of the
+ * device-management base library, and runs the check-and-repair pass on demand.
  *
  * Both libraries are optional: "libqarl_sysdiag_agent_native.so" and "libzebbase.so" are opened at first use and stay
- * open for the life of the process; a missing library or symbol is logged, the feature is skipped, and the next call
- * tries again. Nothing locks: two threads that race on a first call each open the library, which the loader counts.
+ * open for the life of the process. A missing library or symbol is logged and the feature is skipped; the next call
+ * tries again. Nothing locks: racing first calls may each open a library, which leaks one library reference.
  */
 #ifndef ORVA_DEADLOOP_H
 #define ORVA_DEADLOOP_H
@@ -14,59 +15,67 @@
 
 ORVA_BEGIN_DECLS
 
-/* What is known of an optional library; both words null at load. */
+/** What is known of an optional library; both words null at load. */
 typedef struct OrvaDeadLoopRecord {
-    void *handle; /* of the library */
-    void *entry;  /* address of its entry */
+    void *handle; /**< Handle of the library. */
+    void *entry;  /**< Address of its entry. */
 } OrvaDeadLoopRecord;
 
-/* The system-diagnosis agent; entry is QARL_CheckAndRepairDeadloop, looked up anew by every check-and-repair call. */
+/** The system-diagnosis agent. Every check-and-repair call looks its entry, QARL_CheckAndRepairDeadloop, up again. */
 ORVA_API extern OrvaDeadLoopRecord g_orvaQarlDeadLoop;
 
-/* The device-management base library; entry is ZEB_DeadLoopUsrHookReg. */
+/** The device-management base library. Its entry is ZEB_DeadLoopUsrHookReg. */
 ORVA_API extern OrvaDeadLoopRecord g_orvaWendoDeadLoop;
 
-/*
- * The handle of the system-diagnosis agent, which is opened on first use.
- * Returns the handle, or null, with a record, when the library cannot be opened.
- * Thread-safe but for a reference too many in a race.
+/**
+ * Handle of the system-diagnosis agent, opened on first use. Thread-safe. Racing first calls may leak one library
+ * reference.
+ *
+ * @return The handle; null, with a record, when the library cannot be opened.
  */
 ORVA_API void *ORVA_GetQarlDeadLoopHandle(void);
 
-/*
- * The handle of the device-management base library, which is opened on first use.
- * Returns the handle, or null, with a record, when the library cannot be opened.
- * Thread-safe but for a reference too many in a race.
+/**
+ * Handle of the device-management base library, opened on first use. Thread-safe. Racing first calls may leak one
+ * library reference.
+ *
+ * @return The handle; null, with a record, when the library cannot be opened.
  */
 ORVA_API void *ORVA_GetWendoDeadLoopHandle(void);
 
-/*
- * Fills a hook record from the system-diagnosis agent.
- * hook: out, the caller's. Its reserved words become null.
- * Returns ORVA_OK; ORVA_FAILED, with a record, without the library or one of its two symbols, and for a null hook.
- * Thread-safe but for a reference too many in a race.
+/**
+ * Fills a hook record from the system-diagnosis agent. Thread-safe. Racing first calls may leak one library
+ * reference.
+ *
+ * @param[out] hook The caller's record; its reserved words become null. A failure may leave some of it written.
+ * @retval ORVA_OK     The record is filled.
+ * @retval ORVA_FAILED The library or one of its two symbols is missing, with a record, or `hook` is null.
  */
 ORVA_API uint32_t ORVA_GetQarlDeadLoopHookFunc(OrvaDeadLoopHook *hook);
 
-/*
- * Makes sure that the device-management base library is open and its registration entry known.
- * Kept: the name says Qarl although the function works on the other library.
- * Returns ORVA_OK; ORVA_FAILED, with a record, without the library or its symbol.
- * Thread-safe but for a reference too many in a race.
+/**
+ * Opens the device-management base library and looks its registration entry up. Thread-safe. Racing first calls may
+ * leak one library reference.
+ *
+ * Its name says Qarl, although it works on the other library.
+ *
+ * @retval ORVA_OK     The entry is known.
+ * @retval ORVA_FAILED The library or its symbol is missing, with a record.
  */
 ORVA_API uint32_t ORVA_GetQarlDeadLoopHookRegFunc(void);
 
-/*
- * Registers the monitor: fills a hook record and hands it to the registration entry. The outcome is logged, but for
- * a success and unknown codes.
- * Meant to run once, from the thread that starts the process.
+/**
+ * Registers the monitor: fills a hook record and passes it to the registration entry. Not thread-safe. Part of
+ * start-up, once per process.
+ *
+ * The outcome is logged, except for success and unknown codes.
  */
 ORVA_API void ORVA_RegWendoDeadloop(void);
 
-/*
- * Runs the system-diagnosis agent's check-and-repair pass.
- * Kept: its result is logged as an error even when it is 0, so that every attempt leaves a trace.
- * Thread-safe as far as the agent is.
+/**
+ * Runs the system-diagnosis agent's check-and-repair pass. Thread-safe. So must be the agent's entry.
+ *
+ * Its result is logged as an error even when it is 0, so that every attempt leaves a trace.
  */
 ORVA_API void ORVA_CheckAndRepairDeadloop(void);
 
