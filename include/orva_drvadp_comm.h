@@ -1,9 +1,11 @@
-/*
+/**
+ * @file
  * Board adaptation: board and chassis identity from the driver layer and the boot environment, board ports, interface
  * addresses, power-module names.
  *
  * Slots and board types are unsigned numbers as the driver layer reports them. Addresses and netmasks are IPv4 in
- * host byte order.
+ * host byte order. Nothing here locks; threads that fill a word of the identity cache at the same time store the same
+ * value.
  */
 #ifndef ORVA_DRVADP_COMM_H
 #define ORVA_DRVADP_COMM_H
@@ -12,295 +14,417 @@
 
 ORVA_BEGIN_DECLS
 
-/* ---- Result codes ------------------------------------------------------------------------------ */
+/* ---- Result codes */
 
-#define ORVA_ERR_BOARD_STACK_ARGUMENT ORVA_RESULT(0x83u, ORVA_REASON_ARGUMENT) /* no output for the stack number */
-#define ORVA_ERR_BOARD_STACK_NO_ADDRESS ORVA_RESULT(0x95u, ORVA_REASON_NO_ADDRESS) /* the port has no address */
-#define ORVA_ERR_BOARD_TYPE_NULL ORVA_RESULT(0xC2u, ORVA_REASON_NULL)
-#define ORVA_ERR_CHASSIS_TYPE_NULL ORVA_RESULT(0xD3u, ORVA_REASON_NULL)
-#define ORVA_ERR_CHASSIS_ID_NULL ORVA_RESULT(0x158u, ORVA_REASON_NULL)
-#define ORVA_ERR_ENV_CHASSIS_ID_NULL ORVA_RESULT(0x182u, ORVA_REASON_NULL) /* shared by both environment readers */
-#define ORVA_ERR_ENV_STACK_ID_NULL ORVA_RESULT(0x1A2u, ORVA_REASON_NULL)
-#define ORVA_ERR_ENV_STACK_ENABLE_NULL ORVA_RESULT(0x1CDu, ORVA_REASON_NULL)
-#define ORVA_ERR_ENV_CPU_ID_NULL ORVA_RESULT(0x1E6u, ORVA_REASON_NULL)
-#define ORVA_ERR_ENV_SLOT_ID_NULL ORVA_RESULT(0x1FFu, ORVA_REASON_NULL)
+#define ORVA_ERR_BOARD_STACK_ARGUMENT ORVA_RESULT(0x83u, ORVA_REASON_ARGUMENT)     /**< Null argument. */
+#define ORVA_ERR_BOARD_STACK_NO_ADDRESS ORVA_RESULT(0x95u, ORVA_REASON_NO_ADDRESS) /**< The port has no address. */
+#define ORVA_ERR_BOARD_TYPE_NULL ORVA_RESULT(0xC2u, ORVA_REASON_NULL)              /**< Null board-type output. */
+#define ORVA_ERR_CHASSIS_TYPE_NULL ORVA_RESULT(0xD3u, ORVA_REASON_NULL)            /**< Null chassis-type output. */
+#define ORVA_ERR_CHASSIS_ID_NULL ORVA_RESULT(0x158u, ORVA_REASON_NULL)             /**< Null chassis-number output. */
+#define ORVA_ERR_ENV_CHASSIS_ID_NULL ORVA_RESULT(0x182u, ORVA_REASON_NULL)         /**< The same, environment only. */
+#define ORVA_ERR_ENV_STACK_ID_NULL ORVA_RESULT(0x1A2u, ORVA_REASON_NULL)           /**< Null stack-number output. */
+#define ORVA_ERR_ENV_STACK_ENABLE_NULL ORVA_RESULT(0x1CDu, ORVA_REASON_NULL)       /**< Null stack-enable output. */
+#define ORVA_ERR_ENV_CPU_ID_NULL ORVA_RESULT(0x1E6u, ORVA_REASON_NULL)             /**< Null CPU-number output. */
+#define ORVA_ERR_ENV_SLOT_ID_NULL ORVA_RESULT(0x1FFu, ORVA_REASON_NULL)            /**< Null slot output. */
 
-/* ---- Constants --------------------------------------------------------------------------------- */
+/* ---- Constants */
 
-#define ORVA_SELF_SLOT_UNKNOWN 255u
-#define ORVA_RUN_STATE_UNKNOWN 0xFFFFFFFFu
-#define ORVA_RUN_STATE_LIMIT 16u /* known run states are below */
+#define ORVA_SELF_SLOT_UNKNOWN 255u        /**< The own slot is not known. */
+#define ORVA_RUN_STATE_UNKNOWN 0xFFFFFFFFu /**< The run state is not known. */
+#define ORVA_RUN_STATE_LIMIT 16u           /**< Known run states are below. */
 
-/* Run states that the library interprets. */
-#define ORVA_RUN_STATE_SERVICE_305 7u
-#define ORVA_RUN_STATE_PTN 8u
-#define ORVA_RUN_STATE_ROUTER_HARD_ROLE 15u
+#define ORVA_RUN_STATE_SERVICE_305 7u       /**< Run state of the product service type "305". */
+#define ORVA_RUN_STATE_PTN 8u               /**< Run state of a PTN-type device. */
+#define ORVA_RUN_STATE_ROUTER_HARD_ROLE 15u /**< Run state of a router that uses the hardware board role. */
 
-/* Frame type codes; 0 means not yet set. */
-#define ORVA_FRAME_TYPE_Q1M 1u
-#define ORVA_FRAME_TYPE_2U_HALCY 9u
-#define ORVA_FRAME_TYPE_3U_HALCY 10u
-#define ORVA_FRAME_TYPE_5U_HALCY 11u
-#define ORVA_FRAME_TYPE_1U_HALCY 12u
-#define ORVA_FRAME_TYPE_RZ_BOX 13u
-#define ORVA_FRAME_TYPE_Q2M 16u
-#define ORVA_FRAME_TYPE_RZ_BOX_2 21u
+#define ORVA_FRAME_TYPE_Q1M 1u       /**< Frame type Q1m; 0 means not yet set. */
+#define ORVA_FRAME_TYPE_2U_HALCY 9u  /**< Frame type 2U Halcy. */
+#define ORVA_FRAME_TYPE_3U_HALCY 10u /**< Frame type 3U Halcy. */
+#define ORVA_FRAME_TYPE_5U_HALCY 11u /**< Frame type 5U Halcy. */
+#define ORVA_FRAME_TYPE_1U_HALCY 12u /**< Frame type 1U Halcy. */
+#define ORVA_FRAME_TYPE_RZ_BOX 13u   /**< Frame type Rz box. */
+#define ORVA_FRAME_TYPE_Q2M 16u      /**< Frame type Q2m. */
+#define ORVA_FRAME_TYPE_RZ_BOX_2 21u /**< The second frame type of an Rz box. */
 
-#define ORVA_BOARD_PORT_COUNT 135
-#define ORVA_BOARD_NAME_COUNT 9
-#define ORVA_BOARD_ITEM_LEN 32u /* bytes that ORVA_DRVADP_GetBoardElabelItem copies */
+#define ORVA_BOARD_PORT_COUNT 135 /**< Rows of g_boardPort. */
+#define ORVA_BOARD_NAME_COUNT 9   /**< Rows of g_boardNameToBoardIdMap. */
+#define ORVA_BOARD_ITEM_LEN 32u   /**< Bytes that ORVA_DRVADP_GetBoardElabelItem copies. */
 
-/* ---- Records ----------------------------------------------------------------------------------- */
+/* ---- Records */
 
-/* Board identity cache. Filled without locks; every word is one plain store. */
+/** Board identity cache. Every word is written by one plain store. */
 typedef struct {
-    uint32_t selfSlot;       /* own logical slot, ORVA_SELF_SLOT_UNKNOWN until known */
-    uint32_t deviceRunState; /* product run state, ORVA_RUN_STATE_UNKNOWN until known */
-    uint32_t reserved;       /* kept for callers; the library never touches it */
-    uint32_t selfChassis;    /* own chassis number, as set by the caller */
-    uint32_t isBoxStack;     /* whether the device is a stack of box devices, as set by the caller */
-    uint32_t frameType;      /* chassis frame type, 0 until set */
+    uint32_t selfSlot;       /**< Own logical slot, ORVA_SELF_SLOT_UNKNOWN until known. */
+    uint32_t deviceRunState; /**< Product run state, ORVA_RUN_STATE_UNKNOWN until known. */
+    uint32_t reserved;       /**< For callers; the library never touches it. */
+    uint32_t selfChassis;    /**< Own chassis number, as set by the caller. */
+    uint32_t isBoxStack;     /**< Whether the device is a stack of box devices, as set by the caller. */
+    uint32_t frameType;      /**< Chassis frame type, 0 until set. */
 } OrvaSelfBoardBase;
 
-/* How a board type reaches the internal management network. */
+/** How a board type reaches the internal management network. */
 typedef struct {
-    uint32_t boardType;  /* as drv_board_get_type reports it */
-    uint8_t reserved4;   /* 0 */
-    uint8_t waitFlag;    /* 1: the address may come late, so callers retry; 0: one try */
-    uint8_t octetSelect; /* 1: the number is the lowest octet of the address; 0: the second-lowest */
-    uint8_t reserved7;   /* 0 */
-    char ifName[16];     /* interface name, zero-padded */
+    uint32_t boardType;  /**< As drv_board_get_type reports it. */
+    uint8_t reserved4;   /**< 0. */
+    uint8_t waitFlag;    /**< 1: the address may come late, so callers retry; 0: one try. */
+    uint8_t octetSelect; /**< 1: the number is the lowest octet of the address; 0: the second-lowest. */
+    uint8_t reserved7;   /**< 0. */
+    char ifName[16];     /**< Interface name, zero-padded. */
 } BoardPortInfo;
 
-/* A power-module model name and the board identifier used for it. */
+/** A power-module model name and the board identifier used for it. */
 typedef struct {
-    const char *name;
-    uint32_t boardId;
+    const char *name; /**< Model name. */
+    uint32_t boardId; /**< Board identifier, 0xFE000001 and up. */
 } OrvaBoardNameId;
 
+/** The identity cache of the process. */
 ORVA_API extern OrvaSelfBoardBase g_selfBoardBase;
-ORVA_API extern const BoardPortInfo g_boardPort[ORVA_BOARD_PORT_COUNT]; /* board types are unique */
-ORVA_API extern const char g_orvaBakPort[2][8];                         /* backup ports, in the order of trying */
+/** Ports of the board types, constant. Board types are unique. */
+ORVA_API extern const BoardPortInfo g_boardPort[ORVA_BOARD_PORT_COUNT];
+/** Backup ports in the order of trying, constant: "bond0", "veth0". */
+ORVA_API extern const char g_orvaBakPort[2][8];
+/** Board identifiers of power-module model names, constant. */
 ORVA_API extern const OrvaBoardNameId g_boardNameToBoardIdMap[ORVA_BOARD_NAME_COUNT];
 
-/* ---- Device kind ------------------------------------------------------------------------------- */
+/* ---- Device kind */
 
-/* The product run state (device kind), cached once known.
- * Read from the boot environment: a "product_service_type" of exactly "305" gives ORVA_RUN_STATE_SERVICE_305,
- * otherwise the number in "product_family_type" decides. Both reads leave a diagnostic record.
- * Returns the run state, or ORVA_RUN_STATE_UNKNOWN while neither key can be read; the next call then tries again.
- * Kept: a family type of 16 or more is recorded as out of range, cached and returned as it is.
- * Thread safety: no lock; threads that fill the cache at the same time store the same value. */
+/**
+ * Product run state (device kind), cached once known. Thread-safe.
+ *
+ * A "product_service_type" of exactly "305" in the boot environment gives ORVA_RUN_STATE_SERVICE_305. Otherwise the
+ * number in "product_family_type" decides. Each value that is read leaves a diagnostic record. A family type of
+ * ORVA_RUN_STATE_LIMIT or more leaves a further one, is cached and returned as it is.
+ *
+ * @return The run state; ORVA_RUN_STATE_UNKNOWN while the service type is not "305" and the family type cannot be
+ * read. The next call then reads the environment again.
+ */
 ORVA_API uint32_t ORVA_GetDeviceRunState(void);
 
-/* Whether the run state is ORVA_RUN_STATE_PTN: 1 or 0.
- * Thread safety: as ORVA_GetDeviceRunState. */
+/**
+ * Tells whether the run state is ORVA_RUN_STATE_PTN. Thread-safe.
+ *
+ * @retval 1 It is.
+ * @retval 0 It is not, or is not known.
+ */
 ORVA_API uint32_t ORVA_IsPtnTypeDevice(void);
 
-/* Whether the run state is 15, 8 or 7, that is, whether the router uses the hardware board role: 1 or 0. Each of the
- * three comparisons asks ORVA_GetDeviceRunState again.
- * Thread safety: as ORVA_GetDeviceRunState. */
+/**
+ * Tells whether the router uses the hardware board role. Thread-safe.
+ *
+ * Each of the three comparisons calls ORVA_GetDeviceRunState again.
+ *
+ * @retval 1 The run state is ORVA_RUN_STATE_ROUTER_HARD_ROLE, ORVA_RUN_STATE_PTN or ORVA_RUN_STATE_SERVICE_305.
+ * @retval 0 It is another one, or is not known.
+ */
 ORVA_API uint32_t ORVA_IsRouterUseHardBoardRoleDevice(void);
 
-/* ---- Slot, board and chassis from the driver --------------------------------------------------- */
+/* ---- Slot, board and chassis from the driver */
 
-/* Asks the driver for the own logical slot, without the cache.
- * slot: receives the slot; 1 when the driver's code says that the board has no slot number (low half 0x01A4).
- * Returns ORVA_OK; ORVA_FAILED for a null slot; any other driver code as it is, after two process records.
- * Thread safety: any thread. */
+/**
+ * Asks the driver for the own logical slot, without the cache. Thread-safe for distinct objects.
+ *
+ * @param[out] slot Receives the slot; 1 when the driver's code says that the board has no slot number (low half
+ *                  0x01A4). After another driver code it holds what the driver left there.
+ * @retval ORVA_OK     `slot` is written.
+ * @retval ORVA_FAILED `slot` is null.
+ * @retval other       The driver's code, after two process records.
+ */
 ORVA_API uint32_t ORVA_DRVADP_GetSelfSlotID(uint32_t *slot);
 
-/* The own logical slot, asked of the driver once and then cached in g_selfBoardBase.
- * Returns the slot, 1 for a board without slot number, or ORVA_SELF_SLOT_UNKNOWN while the driver does not know.
- * Thread safety: no lock; threads that fill the cache at the same time store the same value. */
+/**
+ * Own logical slot, asked of the driver until it is known and then cached in g_selfBoardBase. Thread-safe.
+ *
+ * A driver code other than 0 and the one for no slot number leaves two process records on every call. After a code
+ * whose low byte is 0x20, a slot that the driver wrote nevertheless is cached and returned.
+ *
+ * @return The slot; 1 for a board without slot number; ORVA_SELF_SLOT_UNKNOWN while the driver does not know it. A
+ * slot of 255 counts as unknown, too: the driver is asked again.
+ */
 ORVA_API uint32_t ORVA_DRVADP_GetSelfSlotVar(void);
 
-/* The own board type.
- * boardType: receives the type, as the driver reports it.
- * Returns ORVA_OK; ORVA_ERR_BOARD_TYPE_NULL for a null boardType; the driver's code, recorded in the process log.
- * Thread safety: any thread. */
+/**
+ * Own board type. Thread-safe for distinct objects.
+ *
+ * @param[out] boardType Receives the type, as the driver reports it.
+ * @retval ORVA_OK                  `boardType` is written.
+ * @retval ORVA_ERR_BOARD_TYPE_NULL `boardType` is null.
+ * @retval other                    The driver's code, recorded in the process log.
+ */
 ORVA_API uint32_t ORVA_DRVADP_GetBoardType(uint32_t *boardType);
 
-/* The chassis (backplane) type.
- * chassisType: receives the type; untouched on failure.
- * Returns ORVA_OK; ORVA_ERR_CHASSIS_TYPE_NULL for a null chassisType; the driver's code, recorded in the process log.
- * Thread safety: any thread. */
+/**
+ * Chassis (backplane) type. Thread-safe for distinct objects.
+ *
+ * @param[out] chassisType Receives the type, on success only.
+ * @retval ORVA_OK                    `chassisType` is written.
+ * @retval ORVA_ERR_CHASSIS_TYPE_NULL `chassisType` is null.
+ * @retval other                      The driver's code, recorded in the process log.
+ */
 ORVA_API uint32_t ORVA_DRVADP_GetChassisType(uint32_t *chassisType);
 
-/* Whether the chassis is an Rz frame (backplane types 0x10040, 0x10041, 0x10051, 0x10071, 0x10074): 1 or 0. A failed
- * query is recorded as in ORVA_DRVADP_GetChassisType and gives 0.
- * Thread safety: any thread. */
+/**
+ * Tells whether the chassis is an Rz frame. Thread-safe.
+ *
+ * @retval 1 The backplane type is 0x10040, 0x10041, 0x10051, 0x10071 or 0x10074.
+ * @retval 0 It is another one, or the query failed, which is recorded in the process log.
+ */
 ORVA_API uint32_t ORVA_DRVADP_IsRzFrame(void);
 
-/* The value of "Item=" in the own board's electronic label.
- * item: buffer of itemLen bytes, receives ORVA_BOARD_ITEM_LEN bytes; its last byte is always set to 0.
- * itemLen: at least ORVA_BOARD_ITEM_LEN for the value to be copied; a smaller buffer keeps its content, which is
- * recorded in the system log.
- * Returns ORVA_OK; ORVA_FAILED on an Rz frame (nothing is read there), for a null or empty buffer, when the label
- * cannot be read or has no item.
- * Thread safety: any thread. */
+/**
+ * Value of "Item=" in the own board's electronic label. Thread-safe for distinct objects.
+ *
+ * @param[out] item    Receives ORVA_BOARD_ITEM_LEN bytes; its last byte is always set to 0.
+ * @param[in]  itemLen Bytes at `item`. With fewer than ORVA_BOARD_ITEM_LEN nothing but that last byte is written, the
+ *                     system log says so, and the result is ORVA_OK nevertheless.
+ * @retval ORVA_OK     The label has an item.
+ * @retval ORVA_FAILED `item` is null or `itemLen` is 0, the chassis is an Rz frame (nothing is read there), the label
+ *                     cannot be read, or it has no item.
+ */
 ORVA_API uint32_t ORVA_DRVADP_GetBoardElabelItem(char *item, uint32_t itemLen);
 
-/* Whether the own board is a matrix board: 1 when "libdrv_basic.so" can be opened and has the symbol
- * DRV_GetBoardProductType, else 0. The symbol is never called and nothing is cached.
- * Thread safety: any thread. */
+/**
+ * Tells whether the own board is a matrix board. Thread-safe. The library is opened on every call.
+ *
+ * @retval 1 "libdrv_basic.so" can be opened and has the symbol DRV_GetBoardProductType, which is never called.
+ * @retval 0 It cannot, or has not.
+ */
 ORVA_API uint32_t ORVA_DRVADP_IsMatrixBoard(void);
 
-/* ---- Chassis, stack, CPU and slot numbers from the boot environment ---------------------------- */
+/* ---- Chassis, stack, CPU and slot numbers from the boot environment */
 
-/* The chassis number: from the address of the board's port where there is one, else from the boot environment
- * ("stackid", where 0 counts; then "chassisid", where 0 does not), else 1.
- * A port whose wait flag is set is asked up to 300 times with pauses of 1 ms.
- * chassisId: receives the number.
- * Returns ORVA_OK; ORVA_ERR_CHASSIS_ID_NULL for a null chassisId.
- * Thread safety: any thread; may block for the 300 tries. */
+/**
+ * Chassis number: from the address of the board's port where there is one, else from the boot environment, else 1.
+ * Thread-safe for distinct objects. It may wait for about 300 ms and 300 interface queries.
+ *
+ * In the environment "stackid" decides, where 0 counts; then "chassisid", where 0 does not. A port whose wait flag is
+ * set is asked up to 300 times with pauses of 1 ms.
+ *
+ * @param[out] chassisId Receives the number.
+ * @retval ORVA_OK                  `chassisId` is written.
+ * @retval ORVA_ERR_CHASSIS_ID_NULL `chassisId` is null.
+ */
 ORVA_API uint32_t ORVA_DRVADP_GetChassisID(uint32_t *chassisId);
 
-/* The chassis number from the boot environment alone: "stackid" (0 counts), else a non-zero "chassisid", else 1.
- * chassisId: receives the number.
- * Returns ORVA_OK; ORVA_ERR_ENV_CHASSIS_ID_NULL for a null chassisId.
- * Thread safety: any thread. */
+/**
+ * Chassis number from the boot environment alone: "stackid", where 0 counts, else "chassisid" when it is not 0,
+ * else 1. Thread-safe for distinct objects.
+ *
+ * @param[out] chassisId Receives the number.
+ * @retval ORVA_OK                      `chassisId` is written.
+ * @retval ORVA_ERR_ENV_CHASSIS_ID_NULL `chassisId` is null.
+ */
 ORVA_API uint32_t ORVA_DRVADP_GetChassisIdFromEnv(uint32_t *chassisId);
 
-/* The non-zero number in "chassisid", else 1.
- * chassisId: receives the number.
- * Returns ORVA_OK; ORVA_ERR_ENV_CHASSIS_ID_NULL for a null chassisId.
- * Thread safety: any thread. */
+/**
+ * Number in "chassisid" of the boot environment when it is not 0, else 1. Thread-safe for distinct objects.
+ *
+ * @param[out] chassisId Receives the number.
+ * @retval ORVA_OK                      `chassisId` is written.
+ * @retval ORVA_ERR_ENV_CHASSIS_ID_NULL `chassisId` is null.
+ */
 ORVA_API uint32_t ORVA_DRVADP_GetEnvOfChassisId(uint32_t *chassisId);
 
-/* The number in "stackid".
- * stackId: receives the number; untouched on failure.
- * Returns ORVA_OK; ORVA_ERR_ENV_STACK_ID_NULL for a null stackId; ORVA_FAILED when the key is missing.
- * Kept: the only reader of the environment that reports a missing key.
- * Thread safety: any thread. */
+/**
+ * Number in "stackid" of the boot environment. Thread-safe for distinct objects.
+ *
+ * It is the only reader of the environment that reports a missing key.
+ *
+ * @param[out] stackId Receives the number, on success only.
+ * @retval ORVA_OK                    `stackId` is written.
+ * @retval ORVA_ERR_ENV_STACK_ID_NULL `stackId` is null.
+ * @retval ORVA_FAILED                The key is missing.
+ */
 ORVA_API uint32_t ORVA_DRVADP_GetEnvOfStackId(uint32_t *stackId);
 
-/* The number in "stkenv_enable", else 0.
- * enable: receives the number.
- * Returns ORVA_OK; ORVA_ERR_ENV_STACK_ENABLE_NULL for a null enable.
- * Thread safety: any thread. */
+/**
+ * Number in "stkenv_enable" of the boot environment, else 0. Thread-safe for distinct objects.
+ *
+ * @param[out] enable Receives the number.
+ * @retval ORVA_OK                        `enable` is written.
+ * @retval ORVA_ERR_ENV_STACK_ENABLE_NULL `enable` is null.
+ */
 ORVA_API uint32_t ORVA_DRVADP_GetEnvOfStackEnable(uint32_t *enable);
 
-/* The number in "cpu_id", else 0.
- * cpuId: receives the number.
- * Returns ORVA_OK; ORVA_ERR_ENV_CPU_ID_NULL for a null cpuId.
- * Thread safety: any thread. */
+/**
+ * Number in "cpu_id" of the boot environment, else 0. Thread-safe for distinct objects.
+ *
+ * @param[out] cpuId Receives the number.
+ * @retval ORVA_OK                  `cpuId` is written.
+ * @retval ORVA_ERR_ENV_CPU_ID_NULL `cpuId` is null.
+ */
 ORVA_API uint32_t ORVA_DRVADP_GetEnvOfCpuId(uint32_t *cpuId);
 
-/* The number in "slotid", else 1.
- * slotId: receives the number.
- * Returns ORVA_OK; ORVA_ERR_ENV_SLOT_ID_NULL for a null slotId.
- * Thread safety: any thread. */
+/**
+ * Number in "slotid" of the boot environment, else 1. Thread-safe for distinct objects.
+ *
+ * @param[out] slotId Receives the number.
+ * @retval ORVA_OK                   `slotId` is written.
+ * @retval ORVA_ERR_ENV_SLOT_ID_NULL `slotId` is null.
+ */
 ORVA_API uint32_t ORVA_DRVADP_GetEnvOfSlotId(uint32_t *slotId);
 
-/* The stack number that the address of a port gives: its lowest octet where octetSelect is 1, else its second-lowest.
- * port: a row of g_boardPort or of the same form. stackId: receives the number, 0 to 255; untouched on failure.
+/**
+ * Stack number that the address of a port gives. Thread-safe for distinct objects. It may wait for about 300 ms and
+ * 300 interface queries.
+ *
  * A port whose wait flag is 1 is asked up to 300 times with pauses of 1 ms.
- * Returns ORVA_OK; ORVA_ERR_BOARD_STACK_ARGUMENT for a null argument; ORVA_ERR_BOARD_STACK_NO_ADDRESS when the port
- * has no address and is not to be waited for; ORVA_FAILED after the last try.
- * Thread safety: any thread; may block for the 300 tries. */
+ *
+ * @param[in]  port    Row of g_boardPort, or a row of the same form.
+ * @param[out] stackId Receives the lowest octet where octetSelect is 1, else the second-lowest; on success only.
+ * @retval ORVA_OK                         `stackId` is written.
+ * @retval ORVA_ERR_BOARD_STACK_ARGUMENT   An argument is null.
+ * @retval ORVA_ERR_BOARD_STACK_NO_ADDRESS The port has no address and its wait flag is not 1.
+ * @retval ORVA_FAILED                     The port had no address at the last try.
+ */
 ORVA_API uint32_t ORVA_GetBoardStackID(const BoardPortInfo *port, uint32_t *stackId);
 
-/* ---- Cached variables -------------------------------------------------------------------------- */
+/* ---- Cached variables */
 
-/* The frame type, 0 until set. Thread safety: plain load. */
+/** Frame type. Thread-safe. @return ORVA_FRAME_TYPE_..., 0 until set. */
 ORVA_API uint32_t ORVA_DRVADP_GetFrameTypeVar(void);
 
-/* Stores the frame type while it is still 0; the first caller wins. Thread safety: plain load and store. */
+/**
+ * Stores the frame type while it is still 0. Not thread-safe. Part of start-up; of two racing calls the last wins.
+ *
+ * @param[in] frameType ORVA_FRAME_TYPE_...; ignored when one is stored already.
+ */
 ORVA_API void ORVA_DRVADP_SetFrameTypeVar(uint32_t frameType);
 
-/* The own chassis number, as last set. Thread safety: plain load. */
+/** Own chassis number. Thread-safe. @return The number as last set, 0 at load. */
 ORVA_API uint32_t ORVA_DRVADP_GetSelfChassisVar(void);
 
-/* Stores the own chassis number. Thread safety: plain store. */
+/**
+ * Stores the own chassis number. Thread-safe.
+ *
+ * @param[in] chassis The number; 0 is printed as "-" in diagnostic records.
+ */
 ORVA_API void ORVA_DRVADP_SetSelfChassisVar(uint32_t chassis);
 
-/* Whether the device is a stack of box devices, as last set. Thread safety: plain load. */
+/** Whether the device is a stack of box devices. Thread-safe. @return The value as last set, 0 at load. */
 ORVA_API uint32_t ORVA_DRVADP_GetIsBoxStackVar(void);
 
-/* Stores whether the device is a stack of box devices. Thread safety: plain store. */
+/**
+ * Stores whether the device is a stack of box devices. Thread-safe.
+ *
+ * @param[in] isBoxStack 1 = it is, any other value = it is not.
+ */
 ORVA_API void ORVA_DRVADP_SetIsBoxStackVar(uint32_t isBoxStack);
 
-/* ---- Frame-type predicates: 1 or 0 from the stored frame type; any thread ---------------------- */
+/* ---- Frame-type predicates */
 
-/* Frame type 1. */
+/** Predicate of the stored frame type. Thread-safe. @return 1 for frame type 1; else 0. */
 ORVA_API uint32_t ORVA_DRVADP_IsQ1m(void);
 
-/* Frame type 16. */
+/** Predicate of the stored frame type. Thread-safe. @return 1 for frame type 16; else 0. */
 ORVA_API uint32_t ORVA_DRVADP_IsQ2m(void);
 
-/* Frame type 1 or 16. */
+/** Predicate of the stored frame type. Thread-safe. @return 1 for frame type 1 or 16; else 0. */
 ORVA_API uint32_t ORVA_DRVADP_IsQxm(void);
 
-/* Frame type 12. */
+/** Predicate of the stored frame type. Thread-safe. @return 1 for frame type 12; else 0. */
 ORVA_API uint32_t ORVA_DRVADP_Is1uHalcy(void);
 
-/* Frame type 10. */
+/** Predicate of the stored frame type. Thread-safe. @return 1 for frame type 10; else 0. */
 ORVA_API uint32_t ORVA_DRVADP_Is3uHalcy(void);
 
-/* Frame type 11. */
+/** Predicate of the stored frame type. Thread-safe. @return 1 for frame type 11; else 0. */
 ORVA_API uint32_t ORVA_DRVADP_Is5uHalcy(void);
 
-/* Frame type 9, 10 or 11. */
+/** Predicate of the stored frame type. Thread-safe. @return 1 for frame type 9, 10 or 11; else 0. */
 ORVA_API uint32_t ORVA_DRVADP_Is2u3u5uHalcy(void);
 
-/* Frame type 13 or 21. */
+/** Predicate of the stored frame type. Thread-safe. @return 1 for frame type 13 or 21; else 0. */
 ORVA_API uint32_t ORVA_DRVADP_IsRzBox(void);
 
-/* Frame type 12: the frame whose fans carry an electronic label. */
+/** Predicate of the stored frame type. Thread-safe. @return 1 for frame type 12, the frame whose fans carry an
+ * electronic label; else 0. */
 ORVA_API uint32_t ORVA_DRVADP_IsSupportGetFanElabel(void);
 
-/* ---- Board ports and addresses ----------------------------------------------------------------- */
+/* ---- Board ports and addresses */
 
-/* Runs one IPv4 query on a network interface.
- * ifName: interface name; a name longer than 15 characters is recorded and the query fails.
- * request: SIOCGIFADDR (0x8915) or SIOCGIFNETMASK (0x891B).
- * value: receives the address or the mask in host byte order; untouched on failure.
- * Returns ORVA_OK; ORVA_FAILED for a null argument, without a socket, or when the interface has no answer.
- * Thread safety: any thread; each query has a socket of its own. */
+/**
+ * Runs one IPv4 query on a network interface. Thread-safe for distinct objects. Each query has a socket of its own.
+ *
+ * @param[in]  ifName  Interface name; one of more than 15 characters is recorded, and the query fails.
+ * @param[in]  request SIOCGIFADDR (0x8915) or SIOCGIFNETMASK (0x891B).
+ * @param[out] value   Receives the address or the mask, host byte order, on success only.
+ * @retval ORVA_OK     `value` is written.
+ * @retval ORVA_FAILED An argument is null, there is no socket, or the interface has no answer.
+ */
 ORVA_API uint32_t ORVA_QueryEthPortCfg(const char *ifName, int32_t request, uint32_t *value);
 
-/* The IPv4 address of a network interface.
- * ifName, ip, result and thread safety: as ORVA_QueryEthPortCfg. */
+/**
+ * IPv4 address of a network interface. Thread-safe for distinct objects.
+ *
+ * @param[in]  ifName As for ORVA_QueryEthPortCfg.
+ * @param[out] ip     Receives the address, host byte order, on success only.
+ * @retval ORVA_OK     `ip` is written.
+ * @retval ORVA_FAILED As ORVA_QueryEthPortCfg.
+ */
 ORVA_API uint32_t ORVA_GetIpAddress(const char *ifName, uint32_t *ip);
 
-/* The row of g_boardPort for a board type, or null. The row is constant and lives as long as the process.
- * Thread safety: any thread. */
+/**
+ * Finds the port of a board type. Thread-safe.
+ *
+ * @param[in] boardType Board type.
+ * @return The row of g_boardPort; null when the type has none.
+ */
 ORVA_API const BoardPortInfo *ORVA_GetBoardEthInfo(uint32_t boardType);
 
-/* Runs a query on the backup ports, "bond0" first, "veth0" when that fails. Despite its name it serves addresses and
- * netmasks.
- * value: receives the answer, host byte order. request: SIOCGIFADDR or SIOCGIFNETMASK.
- * Returns ORVA_OK; ORVA_FAILED when both ports fail or value is null.
- * Thread safety: any thread. */
+/**
+ * Runs a query on the backup ports, "bond0" first, "veth0" when that fails. Thread-safe for distinct objects.
+ *
+ * Despite its name it serves addresses and netmasks.
+ *
+ * @param[out] value   Receives the answer, host byte order, on success only.
+ * @param[in]  request SIOCGIFADDR or SIOCGIFNETMASK.
+ * @retval ORVA_OK     `value` is written.
+ * @retval ORVA_FAILED Both ports failed, or `value` is null.
+ */
 ORVA_API uint32_t ORVA_GetBakEthInfoMask(uint32_t *value, uint32_t request);
 
-/* The address of "bond0", else of "veth0", in host byte order; 0 when both fail.
- * Thread safety: any thread. */
+/** Address of "bond0", else of "veth0". Thread-safe. @return The address, host byte order; 0 when both fail. */
 ORVA_API uint32_t ORVA_GetEthPortIpAddr(void);
 
-/* The netmask of the port of a board type, or of the backup ports for a type without a row.
- * mask: receives the netmask, host byte order; untouched on failure.
- * Returns ORVA_OK or ORVA_FAILED.
- * Thread safety: any thread. */
+/**
+ * Netmask of the port of a board type, or of the backup ports for a type without a row. Thread-safe for distinct
+ * objects.
+ *
+ * @param[in]  boardType Board type.
+ * @param[out] mask      Receives the netmask, host byte order, on success only.
+ * @retval ORVA_OK     `mask` is written.
+ * @retval ORVA_FAILED The query failed, or `mask` is null.
+ */
 ORVA_API uint32_t ORVA_GetSubNetMask(uint32_t boardType, uint32_t *mask);
 
-/* The internal address 172.16.(255 - b1).(255 - b0) of a word whose two low octets are b1 and b0, host byte order.
- * Kept: b1 = 255 gives 1 in the third octet, so that the result stays out of 172.16.0.x.
- * Thread safety: any thread. */
+/**
+ * Internal address of a word whose two low octets are b1 and b0. Thread-safe.
+ *
+ * @param[in] ip The word, host byte order.
+ * @return 172.16.(255 - b1).(255 - b0), host byte order. A b1 of 255 gives 1 in the third octet, so that the result
+ * stays out of 172.16.0.x.
+ */
 ORVA_API uint32_t ORVA_ComputerSubNetIpAddress(int32_t ip);
 
-/* The internal address derived from the own board's netmask.
- * force: 0 gives 0 when the netmask cannot be read; otherwise a netmask of 0 is used then.
+/**
+ * Internal address derived from the own board's netmask by ORVA_ComputerSubNetIpAddress. Thread-safe.
+ *
  * A board type that cannot be read is recorded and counts as 0.
- * Returns the address, host byte order, or 0.
- * Thread safety: any thread. */
+ *
+ * @param[in] force 0 returns 0 without a netmask; any other value uses a netmask of 0 then.
+ * @return The address, host byte order; 0 when there is no netmask and `force` is 0.
+ */
 ORVA_API uint32_t ORVA_GetSubNetIpAddress(int32_t force);
 
-/* The board identifier of a power-module model name.
- * name: compared exactly. boardId: receives the identifier; untouched on failure.
- * Returns ORVA_OK; ORVA_FAILED for a null argument or an unknown name.
- * Thread safety: any thread. */
+/**
+ * Board identifier of a power-module model name. Thread-safe for distinct objects.
+ *
+ * @param[in]  name    Model name, compared exactly.
+ * @param[out] boardId Receives the identifier, on success only.
+ * @retval ORVA_OK     `boardId` is written.
+ * @retval ORVA_FAILED An argument is null, or the name is unknown.
+ */
 ORVA_API uint32_t ORVA_COMM_BoardNameToBoardId(const char *name, uint32_t *boardId);
 
 ORVA_END_DECLS
