@@ -36,8 +36,8 @@ typedef struct {
 } MIRO_HOST_CLOCK_STATS;
 
 /**
- * Starts a stepped clock and joins it with the calling thread. From here on the time, timers and waits of this process
- * follow it, and so do the processes that this one starts: the call sets MIRO_CLOCK and puts the library into
+ * Starts a stepped clock and joins it with the calling thread. From here on the time, timers and waits of this
+ * process follow it, and so do the processes that this one starts: the call sets MIRO_CLOCK and puts the library into
  * LD_PRELOAD. The file is removed when this process exits.
  *
  * @param config read during the call only; null for the defaults.
@@ -63,7 +63,7 @@ MIRO_HOST_API uint32_t MIRO_HostClockIsStepped(void);
  * @retval MIRO_HOST_OK the time has passed.
  * @retval MIRO_HOST_ERR_UNSUPPORTED the calling thread does not follow a stepped clock.
  *
- * Any thread. It ends also when every other thread waits for ever.
+ * Any thread.
  */
 MIRO_HOST_API uint32_t MIRO_HostClockStep(uint64_t milliseconds);
 
