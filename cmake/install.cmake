@@ -11,6 +11,11 @@ if(TARGET host_miro)
   install(TARGETS host_miro host_tova host_drv_basic host_safeio orva_host_platform EXPORT orva_comm_targets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT host)
 endif()
+if(TARGET orva_comm_testing)
+  file(GLOB testing_headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/testing/*.h)
+  install(FILES ${testing_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orva_comm/testing)
+  install(TARGETS orva_comm_testing EXPORT orva_comm_targets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+endif()
 install(EXPORT orva_comm_targets NAMESPACE orva_comm:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/orva_comm)
 
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/orva_comm-config.cmake.in
@@ -26,6 +31,9 @@ install(FILES
 set(pkgconfig_files orva_comm)
 if(TARGET host_miro)
   list(APPEND pkgconfig_files orva_host_platform)
+endif()
+if(TARGET orva_comm_testing)
+  list(APPEND pkgconfig_files orva_comm_testing)
 endif()
 foreach(name IN LISTS pkgconfig_files)
   configure_file(${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc @ONLY)

@@ -29,6 +29,9 @@
       (count, in, out, except, timeout))                                                                             \
     X(int, gettimeofday, (struct timeval * time, void *zone), (time, zone))                                          \
     X(int, clock_gettime, (clockid_t clock, struct timespec * time), (clock, time))                                  \
+    X(time_t, time, (time_t * seconds), (seconds))                                                                   \
+    X(int, nanosleep, (const struct timespec *pause, struct timespec *left), (pause, left))                          \
+    X(int, usleep, (useconds_t us), (us))                                                                            \
     X(struct tm *, localtime_r, (const time_t *seconds, struct tm *parts), (seconds, parts))                         \
     X(int, pthread_mutexattr_init, (pthread_mutexattr_t * attribute), (attribute))                                   \
     X(int, pthread_mutexattr_settype, (pthread_mutexattr_t * attribute, int type), (attribute, type))                \

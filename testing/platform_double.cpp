@@ -271,6 +271,9 @@ uint32_t MIRO_TaskCreate(const char *name, uint32_t *taskId, MIRO_TASK_ENTRY ent
 uint32_t MIRO_SystimeGet(MIRO_SYSTIME *time) {
     FAULT(MIRO_SystimeGet, uint32_t)
     *time = platform().sysTime;
+    if (platform().onSystime) {
+        platform().onSystime(time);
+    }
     return 0;
 }
 
