@@ -88,9 +88,7 @@ def main():
     defined = {code for header in headers for code in CODE.findall(header.read_text())}
     for header in headers:
         text = header.read_text()
-        if "@file" not in text:
-            continue
-        reports = []
+        reports = [] if "@file" in text else ["has no @file"]
         for function in functions(text):
             count += 1
             reports += [f"{function[0]}: {problem}" for problem in problems_of(*function)]
@@ -105,7 +103,7 @@ def main():
         bad += len(reports)
         print("".join(f"{header.name}: {report}\n" for report in reports), end="")
     print(f"{count} functions, {codes} result codes, {bad} problems")
-    return 1 if bad or count < 100 else 0
+    return 1 if bad or count < 450 else 0
 
 
 sys.exit(main())
