@@ -1,10 +1,13 @@
-// The hex text of a packet dump against a loop of snprintf over its bytes. Both make the same text.
+// The hex text of a packet dump against a loop of snprintf over its bytes and against spdlog's to_hex. All make the
+// same text.
 #include "orva_debugging.h"
 #include "ratio_report.h"
 
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <spdlog/fmt/bin_to_hex.h>
+#include <spdlog/fmt/fmt.h>
 #include <string>
 #include <vector>
 
@@ -34,6 +37,12 @@ void peer(const std::vector<std::uint8_t> &packet, std::vector<char> &out) {
     benchmark::ClobberMemory();
 }
 
+// On one line, without positions: a blank in front of each byte, as ours.
+void to_hex_peer(const std::vector<std::uint8_t> &packet, std::vector<char> &out) {
+    fmt::format_to(out.data(), "{:pn}", spdlog::to_hex(packet));
+    benchmark::ClobberMemory();
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
@@ -43,9 +52,11 @@ int main(int argc, char **argv) {
         std::vector<char> text(3 * length + 1), expected(3 * length + 1);
         ours(packet, text);
         peer(packet, expected);
-        if (text != expected) {
+        std::vector<char> second(3 * length + 1);
+        to_hex_peer(packet, second);
+        if (text != expected || text != second) {
             std::fputs("hex_bench: the texts differ\n", stderr);
-            return 1;
+            return 2;
         }
         const auto repeat = [](auto work, const std::vector<std::uint8_t> &bytes, std::vector<char> out) {
             return [work, bytes, out](std::uint64_t times) mutable {
@@ -57,6 +68,8 @@ int main(int argc, char **argv) {
         report.add("hex text, " + std::to_string(length) + " bytes", "snprintf", repeat(ours, packet, text),
                    repeat(peer, packet, text),
                    length >= 64 ? orva_bench::Goal::kAtLeastSpeed : orva_bench::Goal::kSpeed, 10);
+        report.add("hex text, " + std::to_string(length) + " bytes", "spdlog to_hex", repeat(ours, packet, text),
+                   repeat(to_hex_peer, packet, text), orva_bench::Goal::kAtLeastSpeed, 1);
     }
     return report.run(argc, argv);
 }

@@ -15,6 +15,8 @@
 #include <utility>
 #include <vector>
 
+#include "instructions.h"
+
 namespace orva_bench {
 
 // What a ratio says, and what it is to be.
@@ -58,7 +60,9 @@ public:
         benchmark::RunSpecifiedBenchmarks();
         benchmark::Shutdown();
         unsigned missed = 0;
-        std::printf("\n%-44s %-16s %12s %12s %8s  %s\n", "work", "peer", "orva ns", "peer ns", "ratio", "goal");
+        std::puts("");
+        print_instructions();
+        std::printf("%-44s %-16s %12s %12s %8s  %s\n", "work", "peer", "orva ns", "peer ns", "ratio", "goal");
         for (const Pair &pair : pairs_) {
             missed += print(pair) ? 0u : 1u;
         }
@@ -167,7 +171,7 @@ private:
         }
         std::printf("%-44s %-16s %12.1f %12.1f %8.2f  ", pair.name.c_str(), pair.peerName.c_str(), measured.ours,
                     measured.peer, measured.ratio);
-        const char *const verdict = holds(pair, measured.ratio) ? "holds" : "MISSED";
+        const char *const verdict = holds(pair, measured.ratio) ? "ok" : "FAILED";
         switch (pair.goal) {
         case Goal::kAtMostTime:
             std::printf("time at most %.2f: %s\n", pair.value, verdict);
