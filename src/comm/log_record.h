@@ -21,6 +21,7 @@ inline constexpr std::uint32_t kFanLogModule = 0x400;
 inline constexpr std::uint32_t kRuntimeLogModule = 8; // process records of queues, mutexes and pipes
 inline constexpr std::uint32_t kLevelError = 2;
 inline constexpr std::uint32_t kLevelDebug = 4;
+inline constexpr std::uint32_t kCodeNone = 0;          // of a process record
 inline constexpr std::uint32_t kDiagCode = 0x0CE41001; // marks the library's own diagnostic records
 inline constexpr char kProcessName[] = "orva";
 

@@ -1,22 +1,18 @@
-// Lets threads read a structure without a mutex that its writers hold.
+// Lets threads read a structure without the mutex that its writers hold.
 //
-// A thread marks itself while it holds the mutex, leaves the mutex, reads, and takes its mark back. A writer, which
-// holds the mutex, waits until every mark is gone before it changes anything; no new mark can appear meanwhile. A
-// reader pays a byte load and two byte stores and never waits for anything, so the wait ends. One byte has one owner
-// at a time: it is taken with the mutex held and given back by its owner only.
+// A reader sets a mark while it holds the mutex, releases the mutex, reads, then clears the mark. A writer holds the
+// mutex and changes the structure only when no mark is set; with one set it releases the mutex and tries again later.
+// A reader pays a byte load and two byte stores and never waits. One mark has one owner at a time: it is set with the
+// mutex held and cleared by its owner only, or by clear() in a process where no other thread is left.
 #ifndef ORVA_LOOKUP_MARKS_H
 #define ORVA_LOOKUP_MARKS_H
 
 #include <cstddef>
 #include <cstdint>
-#include <sched.h>
-#include <time.h>
 
 namespace orva {
 
 inline constexpr std::size_t kLookupMarks = 64; // threads that can read at the same time
-inline constexpr unsigned kYieldsBeforeSleep = 100;
-inline constexpr long kMarkSleepNs = 50000;
 
 struct alignas(64) LookupMarks {
     std::uint8_t taken[kLookupMarks]; // 1 = a thread is reading
@@ -36,17 +32,20 @@ struct alignas(64) LookupMarks {
         __atomic_store_n(mark, std::uint8_t{0}, __ATOMIC_RELEASE);
     }
 
-    // Returns, with the mutex held, when no thread reads. Sleeping lets a reader of lower priority go on.
-    void wait_until_none() const {
+    // Whether a writer, which holds the mutex, may change the structure.
+    [[nodiscard]] bool is_free() const {
         for (const std::uint8_t &mark : taken) {
-            for (unsigned tries = 0; __atomic_load_n(&mark, __ATOMIC_ACQUIRE) != 0; ++tries) {
-                if (tries < kYieldsBeforeSleep) {
-                    sched_yield();
-                } else {
-                    const timespec pause{0, kMarkSleepNs};
-                    nanosleep(&pause, nullptr);
-                }
+            if (__atomic_load_n(&mark, __ATOMIC_ACQUIRE) != 0) {
+                return false;
             }
+        }
+        return true;
+    }
+
+    // For the child of a fork: the readers were threads of the parent.
+    void clear() {
+        for (std::uint8_t &mark : taken) {
+            end(&mark);
         }
     }
 };

@@ -4,6 +4,7 @@
 #define ORVA_OPTIONAL_LIBRARY_H
 
 #include <cstddef>
+#include <cstring>
 #include <dlfcn.h>
 #include <memory>
 
@@ -21,6 +22,30 @@ using OptionalLibrary = std::unique_ptr<void, LibraryCloser>;
 [[nodiscard]] inline void *open_library(const char *name) {
     return dlopen(name, RTLD_LAZY);
 }
+
+// The loader's text for its last failure. It is copied before anything is logged: a sink that uses the loader itself
+// replaces the text. A longer text is truncated.
+class LoaderReason {
+public:
+    LoaderReason() {
+        const char *const text = dlerror();
+        isPresent_ = text != nullptr;
+        if (isPresent_) {
+            std::strncpy(text_, text, sizeof text_ - 1);
+        }
+    }
+    [[nodiscard]] bool is_present() const {
+        return isPresent_;
+    }
+    [[nodiscard]] const char *words() const {
+        return text_;
+    }
+
+private:
+    static constexpr std::size_t kSize = 1024;
+    char text_[kSize] = {};
+    bool isPresent_;
+};
 
 template <typename Entry>
 [[nodiscard]] Entry as_entry(void *address) {

@@ -16,6 +16,7 @@
 #include "partition_memory.h"
 #include "safeio.h"
 #include "tova.h"
+#include "tracked_descriptor.h"
 
 // ---- Wording
 
@@ -212,6 +213,11 @@ Report open_report(int shortest, const char *format, va_list args) {
     return report;
 }
 
+void close_report(Report &report, std::uint32_t line = __builtin_LINE()) {
+    orva::release_block(report.line, line);
+    orva::release_block(report.text, line);
+}
+
 void log_refusal(std::uint32_t result, std::uint32_t line) {
     if (result != 0) {
         orva::log_mem_copy_code_error(kArea, result, line); // Kept: the wording for a log that refuses a record.
@@ -251,99 +257,118 @@ struct LineAsFormat {
 
 } // namespace
 
+namespace {
+
+// The line of a typed record. The power input's type has a legend, and a number for "not set".
+int build_typed(const Report &report, std::uint32_t infoId, std::uint32_t slot, std::uint32_t fruId,
+                std::uint32_t type) {
+    if (infoId == ORVA_INFO_POWER_INPUT) {
+        return sprintf_s(report.line.get(), kLineSize, "[Slot=%u, FruId=%u], Type=%u%s, %s", slot, fruId,
+                         type == kUnsetPowerInput ? kUnknownPowerInput : type, ORVA_GetTypeDescByInfoId(infoId),
+                         report.text.get());
+    }
+    return sprintf_s(report.line.get(), kLineSize, "[Slot=%u, FruId=%u], Type=%u, %s", slot, fruId, type,
+                     report.text.get());
+}
+
+// The line of a security record, stamped with the own position.
+int build_security(const Report &report, std::uint32_t infoId, std::uint32_t slot, std::uint32_t fruId,
+                   std::uint32_t type, std::uint32_t ownChassis, std::uint32_t ownSlot) {
+    const char *legend = ORVA_GetTypeDescByInfoId(infoId);
+    return sprintf_s(report.line.get(), kLineSize, "[Position: %u/%u][Slot=%u, FruId=%u], Type=%u%s, %s", ownChassis,
+                     ownSlot, slot, fruId, type, legend == nullptr ? "" : legend, report.text.get());
+}
+
+} // namespace
+
 void ORVA_DiagFemaByType(uint32_t infoId, uint32_t slot, uint32_t fruId, uint32_t type, uint32_t word3,
                          const char *format, ...) {
     va_list args;
     va_start(args, format);
-    const Report report = open_report(1, format, args);
+    Report report = open_report(1, format, args);
     va_end(args);
-    if (report.isGivenUp) {
-        return;
+    // Compat: this formatter alone does not report a line that cannot be built; readers of the error log know it so.
+    if (!report.isGivenUp && build_typed(report, infoId, slot, fruId, type) >= 0) {
+        send(report, infoId, word3);
     }
-    int built = 0;
-    if (infoId == ORVA_INFO_POWER_INPUT) {
-        built = sprintf_s(report.line.get(), kLineSize, "[Slot=%u, FruId=%u], Type=%u%s, %s", slot, fruId,
-                          type == kUnsetPowerInput ? kUnknownPowerInput : type, ORVA_GetTypeDescByInfoId(infoId),
-                          report.text.get());
-    } else {
-        built = sprintf_s(report.line.get(), kLineSize, "[Slot=%u, FruId=%u], Type=%u, %s", slot, fruId, type,
-                          report.text.get());
-    }
-    if (built < 0) {
-        return; // Kept: the one formatter that does not report this.
-    }
-    send(report, infoId, word3);
+    close_report(report);
 }
 
 void ORVA_SensorFemaByNoAndType(uint32_t infoId, uint32_t slot, uint32_t fruId, uint32_t sensorNo, uint32_t type,
                                 uint32_t word3, const char *format, ...) {
     va_list args;
     va_start(args, format);
-    const Report report = open_report(0, format, args);
+    Report report = open_report(0, format, args);
     va_end(args);
-    if (report.isGivenUp) {
-        return;
+    if (!report.isGivenUp) {
+        const int built = sprintf_s(report.line.get(), kLineSize, "[Slot=%u, FruId=%u], SensorNo=%u, Type=%u, %s",
+                                    slot, fruId, sensorNo, type, report.text.get());
+        send_built(report, built, infoId, word3);
     }
-    const int built = sprintf_s(report.line.get(), kLineSize, "[Slot=%u, FruId=%u], SensorNo=%u, Type=%u, %s", slot,
-                                fruId, sensorNo, type, report.text.get());
-    send_built(report, built, infoId, word3);
+    close_report(report);
 }
 
 void ORVA_DiagFema(uint32_t idKind, uint32_t slot, uint32_t fruId, uint32_t word3, const char *format, ...) {
     va_list args;
     va_start(args, format);
-    const Report report = open_report(0, format, args);
+    Report report = open_report(0, format, args);
     va_end(args);
-    if (report.isGivenUp) {
-        return;
+    if (!report.isGivenUp) {
+        OrvaPositionDesc desc{};
+        ORVA_GetIdDescByInfoId(idKind, &desc);
+        const int built = sprintf_s(report.line.get(), kLineSize, "%s%u%s%u], %s", desc.slotPrefix, slot,
+                                    desc.fruPrefix, fruId, report.text.get());
+        send_built(report, built, desc.infoId, word3);
     }
-    OrvaPositionDesc desc{};
-    ORVA_GetIdDescByInfoId(idKind, &desc);
-    const int built = sprintf_s(report.line.get(), kLineSize, "%s%u%s%u], %s", desc.slotPrefix, slot, desc.fruPrefix,
-                                fruId, report.text.get());
-    send_built(report, built, desc.infoId, word3);
+    close_report(report);
 }
 
 void ORVA_CardFemaByType(uint32_t infoId, uint32_t cardId, uint32_t type, uint32_t word3, const char *format, ...) {
     va_list args;
     va_start(args, format);
-    const Report report = open_report(0, format, args);
+    Report report = open_report(0, format, args);
     va_end(args);
-    if (report.isGivenUp) {
-        return;
+    if (!report.isGivenUp) {
+        const int built =
+            sprintf_s(report.line.get(), kLineSize, "[CardId=%u], Type=%u, %s", cardId, type, report.text.get());
+        send_built(report, built, infoId, word3);
     }
-    const int built =
-        sprintf_s(report.line.get(), kLineSize, "[CardId=%u], Type=%u, %s", cardId, type, report.text.get());
-    send_built(report, built, infoId, word3);
+    close_report(report);
 }
 
+namespace {
+
 #pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-security" // the line is handed on as the format, made safe by LineAsFormat
-void ORVA_SecurityEventLog(uint32_t infoId, uint32_t slot, uint32_t fruId, uint32_t type, uint32_t word3,
-                           const char *format, ...) {
-    const std::uint32_t ownSlot = ORVA_DRVADP_GetSelfSlotVar();
-    const std::uint32_t ownChassis = ORVA_DRVADP_GetSelfChassisVar();
-    va_list args;
-    va_start(args, format);
-    const Report report = open_report(0, format, args);
-    va_end(args);
-    if (report.isGivenUp) {
-        return;
-    }
-    const char *legend = ORVA_GetTypeDescByInfoId(infoId);
-    const int built =
-        sprintf_s(report.line.get(), kLineSize, "[Position: %u/%u][Slot=%u, FruId=%u], Type=%u%s, %s", ownChassis,
-                  ownSlot, slot, fruId, type, legend == nullptr ? "" : legend, report.text.get());
-    if (built < 0) {
-        orva::log_sprintf_error(kArea, built);
-        return;
-    }
+#pragma GCC diagnostic ignored "-Wformat-security" // the line is passed as the format, made safe by LineAsFormat
+// Writes a built line to the security log, and to the life-cycle log under the plug record's number.
+void send_security(const Report &report, std::uint32_t infoId, std::uint32_t word3) {
     const LineAsFormat line(report.line.get());
     const std::uint32_t security = TOVA_SecurityEventLog(0, infoId, word3, 0, 0, line.text);
     const std::uint32_t lifeCycle = TOVA_LifeCycleLog(0, ORVA_INFO_PLUG, word3, 0, 0, line.text);
     log_refusal(security | lifeCycle, __builtin_LINE());
 }
 #pragma GCC diagnostic pop
+
+} // namespace
+
+void ORVA_SecurityEventLog(uint32_t infoId, uint32_t slot, uint32_t fruId, uint32_t type, uint32_t word3,
+                           const char *format, ...) {
+    const std::uint32_t ownSlot = ORVA_DRVADP_GetSelfSlotVar();
+    const std::uint32_t ownChassis = ORVA_DRVADP_GetSelfChassisVar();
+    va_list args;
+    va_start(args, format);
+    Report report = open_report(0, format, args);
+    va_end(args);
+    if (!report.isGivenUp) {
+        const int built = build_security(report, infoId, slot, fruId, type, ownChassis, ownSlot);
+        if (built < 0) {
+            orva::log_sprintf_error(kArea, built);
+        } else {
+            send_security(report, infoId, word3);
+        }
+    }
+    close_report(report);
+}
 
 // ---- Serial console
 
@@ -356,25 +381,9 @@ constexpr std::size_t kConsoleNameSize = 16;                   // a name and its
 constexpr std::size_t kMostCommandLine = 1023;
 constexpr std::size_t kDevicePathSize = 32;
 constexpr std::size_t kMessageSize = 512;
-constexpr std::uint32_t kFdModule = 1;
-
-// A file, opened and registered with the owner tracking: the tracked descriptor, or -1.
-int open_tracked(const char *path, int flags) {
-    const int fd = open(path, flags);
-    if (fd < 0) {
-        return -1;
-    }
-    std::uint32_t owner = 0;
-    const int tracked = SetFdOwner(fd, kFdModule, &owner) == 0 ? safeio_fd_owner_assemble(fd, owner) : -1;
-    if (tracked < 0) {
-        close_s(fd);
-        return -1;
-    }
-    return tracked;
-}
 
 bool read_command_line(char *text, std::size_t most) {
-    const int fd = open_tracked(kCommandLine, O_RDONLY | O_NONBLOCK);
+    const int fd = orva::open_tracked(kCommandLine, O_RDONLY | O_NONBLOCK, orva::OwnerResult::kNeeded);
     if (fd < 0) {
         return false;
     }
@@ -385,6 +394,18 @@ bool read_command_line(char *text, std::size_t most) {
     }
     text[length] = '\0';
     return true;
+}
+
+int open_console(const char *path) {
+    return orva::open_tracked(path, O_WRONLY | O_NOCTTY, orva::OwnerResult::kNeeded);
+}
+
+void write_to_console(const char *text, std::size_t length) {
+    const std::uint32_t fd = ORVA_GetSerialFd();
+    if (fd != ORVA_SERIAL_NO_FD) {
+        write_s(static_cast<int>(fd), text, length);
+        ORVA_CloseSerialFd(fd);
+    }
 }
 
 } // namespace
@@ -413,11 +434,13 @@ uint32_t ORVA_GetTtyPath(char *resolved, [[maybe_unused]] uint64_t resolvedLen) 
 }
 
 uint32_t ORVA_GetSerialFd(void) {
-    const auto path = orva::make_partition_buffer(kArea, ORVA_TTY_PATH_SIZE);
-    if (path == nullptr || ORVA_GetTtyPath(path.get(), ORVA_TTY_PATH_SIZE) != ORVA_OK) {
+    auto path = orva::make_partition_buffer(kArea, ORVA_TTY_PATH_SIZE);
+    if (path == nullptr) {
         return ORVA_SERIAL_NO_FD;
     }
-    return static_cast<std::uint32_t>(open_tracked(path.get(), O_WRONLY | O_NOCTTY));
+    const int fd = ORVA_GetTtyPath(path.get(), ORVA_TTY_PATH_SIZE) == ORVA_OK ? open_console(path.get()) : -1;
+    orva::release_block(path);
+    return fd < 0 ? ORVA_SERIAL_NO_FD : static_cast<std::uint32_t>(fd);
 }
 
 void ORVA_CloseSerialFd(uint32_t fd) {
@@ -427,7 +450,7 @@ void ORVA_CloseSerialFd(uint32_t fd) {
 }
 
 void ORVA_SerialLog(const char *format, ...) {
-    const auto message = orva::make_partition_buffer(kArea, kMessageSize);
+    auto message = orva::make_partition_buffer(kArea, kMessageSize);
     if (message == nullptr) {
         return;
     }
@@ -435,13 +458,8 @@ void ORVA_SerialLog(const char *format, ...) {
     va_start(args, format);
     const int length = vsnprintf_s(message.get(), kMessageSize, kMessageSize - 1, format, args);
     va_end(args);
-    if (length < 0) {
-        return;
+    if (length >= 0) {
+        write_to_console(message.get(), static_cast<std::size_t>(length));
     }
-    const std::uint32_t fd = ORVA_GetSerialFd();
-    if (fd == ORVA_SERIAL_NO_FD) {
-        return;
-    }
-    write_s(static_cast<int>(fd), message.get(), static_cast<std::size_t>(length));
-    ORVA_CloseSerialFd(fd);
+    orva::release_block(message);
 }

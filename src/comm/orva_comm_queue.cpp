@@ -122,13 +122,15 @@ uint32_t ORVA_QueueRead(uint32_t queueId, void *buffer, uint32_t bufferSize, int
     if (queueId == ORVA_QUEUE_NONE || buffer == nullptr || bufferSize > ORVA_QUEUE_PAYLOAD_MAX) {
         return 0;
     }
-    const auto message = orva::make_partition<OrvaQueueMessage>(kArea);
+    auto message = orva::make_partition<OrvaQueueMessage>(kArea);
     if (message == nullptr) {
         return 0;
     }
     const ssize_t received =
         msgrcv(static_cast<int>(queueId), message.get(), ORVA_QUEUE_PAYLOAD_MAX, messageType, flags);
-    return received < 1 ? 0 : deliver(*message, received, queueId, buffer, bufferSize);
+    const std::uint32_t count = received < 1 ? 0 : deliver(*message, received, queueId, buffer, bufferSize);
+    orva::release_block(message);
+    return count;
 }
 
 uint32_t ORVA_QueueSynRead(uint32_t queueId, void *buffer, uint32_t bufferSize, int32_t messageType) {
@@ -150,14 +152,13 @@ uint32_t ORVA_QueueWrite(uint32_t queueId, const void *payload, uint32_t length,
     message->type = ORVA_QUEUE_MESSAGE_TYPE;
     const int result = memcpy_s(message->payload, sizeof message->payload, payload, length);
     if (result != 0) [[unlikely]] {
-        message.reset();
+        orva::release_block(message);
         orva::log_mem_copy_error(kArea, result);
         return ORVA_FAILED;
     }
-    if (msgsnd(static_cast<int>(queueId), message.get(), length, flags) != 0) {
-        return ORVA_ERR_QUEUE_WRITE_SEND;
-    }
-    return ORVA_OK;
+    const bool isSent = msgsnd(static_cast<int>(queueId), message.get(), length, flags) == 0;
+    orva::release_block(message);
+    return isSent ? ORVA_OK : ORVA_ERR_QUEUE_WRITE_SEND;
 }
 
 uint32_t ORVA_QueueSynWrite(uint32_t queueId, const void *payload, uint32_t length) {
@@ -169,12 +170,13 @@ uint32_t ORVA_QueueAsyWrite(uint32_t queueId, const void *payload, uint32_t leng
 }
 
 uint32_t ORVA_QueueClear(uint32_t queueId) {
-    const auto buffer = orva::make_partition_buffer(kArea, ORVA_QUEUE_PAYLOAD_MAX);
+    auto buffer = orva::make_partition_buffer(kArea, ORVA_QUEUE_PAYLOAD_MAX);
     if (buffer == nullptr) {
         return ORVA_ERR_QUEUE_CLEAR_MEMORY;
     }
     while (ORVA_QueueAsyRead(queueId, buffer.get(), ORVA_QUEUE_PAYLOAD_MAX, 0) != 0) {
     }
+    orva::release_block(buffer);
     return ORVA_OK;
 }
 

@@ -85,6 +85,7 @@ uint32_t ORVA_CreatMutex(uint32_t tag, void **mutex) {
     if (result != 0) {
         LOG_MUTEX_FAILURE("Failed to init mutex ", result);
         pthread_mutexattr_destroy(&attribute);
+        orva::release_block(object);
         return static_cast<std::uint32_t>(result);
     }
     *mutex = object.get();

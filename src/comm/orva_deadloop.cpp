@@ -27,9 +27,10 @@ using CheckAndRepair = std::uint32_t (*)();
 // A failed look-up of the loader: one record, and one more with the loader's text when it has one.
 #define LOG_LOADER_FAILURE(log, text, textWithReason)                                                                \
     do {                                                                                                             \
+        const orva::LoaderReason reason;                                                                             \
         log(text);                                                                                                   \
-        if (const char *const reason = dlerror(); reason != nullptr) {                                               \
-            log(textWithReason, reason);                                                                             \
+        if (reason.is_present()) {                                                                                   \
+            log(textWithReason, reason.words());                                                                     \
         }                                                                                                            \
     } while (false)
 

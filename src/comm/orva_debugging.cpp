@@ -267,24 +267,37 @@ struct Packet {
     std::uint32_t length;
 };
 
-// Writes the piece of a packet that begins at byte `first` and returns how many bytes it holds; 0 ends the dump.
-std::uint32_t write_piece(const Packet &packet, std::uint32_t piece, std::uint32_t first) {
-    const auto line = orva::make_partition_buffer(kArea, kLineSize);
-    if (line == nullptr) {
-        return 0;
-    }
-    const int written = sprintf_s(line.get(), kLineSize, "[0x%x:%u] %s:", packet.number, piece, packet.name);
+// One piece of a dump: how many bytes it held, and whether the dump may go on.
+struct Piece {
+    std::uint32_t bytes;
+    bool isWritten;
+};
+
+// Builds the piece that begins at byte `first` in `line` and passes it on. Nothing is written without a header, or
+// without room for a byte after it.
+Piece write_line(const Packet &packet, std::uint32_t piece, std::uint32_t first, char *line) {
+    const int written = sprintf_s(line, kLineSize, "[0x%x:%u] %s:", packet.number, piece, packet.name);
     if (written < 0) {
-        return 0;
+        return {0, false};
     }
     const auto header = static_cast<std::uint32_t>(written);
     if (kLineSize - header < kSmallestRoom) {
-        return 0;
+        return {0, false};
     }
     const std::uint32_t bytes =
-        format_bytes(packet.data + first, packet.length - first, line.get() + header, kLineSize - header);
-    hand_to_sink(packet.module, line.get());
-    return bytes;
+        format_bytes(packet.data + first, packet.length - first, line + header, kLineSize - header);
+    hand_to_sink(packet.module, line);
+    return {bytes, true};
+}
+
+Piece write_piece(const Packet &packet, std::uint32_t piece, std::uint32_t first) {
+    auto line = orva::make_partition_buffer(kArea, kLineSize);
+    if (line == nullptr) {
+        return {0, false};
+    }
+    const Piece result = write_line(packet, piece, first, line.get());
+    orva::release_block(line);
+    return result;
 }
 
 } // namespace
@@ -319,12 +332,14 @@ void ORVA_DEBUG_OutPacket(uint32_t module, const char *name, const uint8_t *data
         return;
     }
     std::uint32_t first = 0;
-    for (std::uint32_t piece = 1; first < len; ++piece) {
-        const std::uint32_t bytes = write_piece(packet, piece, first);
-        if (bytes == 0) {
+    bool isLastEmpty = false; // a byte that fails again would fail for ever: two empty pieces in a row end the dump
+    for (std::uint32_t number = 1; first < len; ++number) {
+        const Piece piece = write_piece(packet, number, first);
+        if (!piece.isWritten || (piece.bytes == 0 && isLastEmpty)) {
             return;
         }
-        first += bytes;
+        isLastEmpty = piece.bytes == 0;
+        first += piece.bytes;
     }
 }
 

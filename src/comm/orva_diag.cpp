@@ -1,51 +1,52 @@
-// Owns the diagnostic manager: which records are let through, its clock, its summaries; and the form of a diagnostic
-// record. Knows nothing of what a record means.
+// The diagnostic manager: its start, its nodes and items, and the decision whether a record is let through. Knows
+// nothing of what a record means, and nothing of the clock.
 //
-// The trees are the platform's and are changed with the mutex held, but read without it. So that no reader ever meets
-// a tree in change, a thread marks itself before it leaves the mutex to look an item up, and an insertion waits, with
-// the mutex held, until every mark is gone.
+// The trees are the platform's. They are changed with the mutex held and read without it; docs/decisions-diag.md says
+// why that is safe.
 #include "orva_diag.h"
 
 #include <cstdarg>
 #include <cstdint>
+#include <ctime>
 #include <pthread.h>
+#include <sched.h>
 
+#include "diag_lock.h"
 #include "log_record.h"
 #include "lookup_marks.h"
 #include "mutex_scope.h"
 #include "orva_comm.h"
-#include "orva_drvadp_comm.h"
-#include "orva_util.h"
 #include "partition_memory.h"
 #include "relaxed.h"
 #include "safeio.h"
 
-using orva::MutexScope;
+using orva::DiagLock;
+using orva::DiagPlace;
+using orva::DiagPlaceScope;
 using orva::relaxed_increment;
 using orva::relaxed_load;
 using orva::relaxed_store;
 
 OrvaDiagMgr *g_orvaDiagMgr;
 
+namespace orva {
+constinit thread_local DiagPlace t_diagPlace = DiagPlace::kOutside;
+}
+
 namespace {
 
 constexpr orva::Area kArea = orva::make_area("src/comm/orva_diag");
 
-// Lines under which allocations, frees and messages of this area are known.
+// Call-site numbers that leak reports and log records carry. They are fixed, not __LINE__.
 constexpr std::uint32_t kItemLine = 81;
 constexpr std::uint32_t kDuplicateItemLine = 89;
 constexpr std::uint32_t kNodeLine = 111;
 constexpr std::uint32_t kFileNameLine = 120;
 constexpr std::uint32_t kWrapLine = 346;
 constexpr std::uint32_t kSizeLine = 347;
-constexpr std::uint32_t kRecordLine = 443;
 
-constexpr std::size_t kRecordTextSize = 512; // the caller's text of a record
-constexpr std::size_t kRecordSize = 592;     // with the position
-constexpr std::uint32_t kSummaryWord3 = 1;
 constexpr std::uint32_t kThreadParam = 0x10000;
 constexpr std::uint32_t kLastZone = ORVA_DIAG_ZONES - 1;
-constexpr std::uint32_t kThreadCapabilities[] = {17, 21};
 
 void count_failure(OrvaDiagMgr *manager, std::uint32_t line) {
     if (manager != nullptr) {
@@ -61,15 +62,22 @@ OrvaDiagItem *find_item(OrvaDiagNode &node, std::uint32_t keyId) {
 }
 
 // Finds an item outside the mutex that `lock` holds; with every mark taken, inside it.
-OrvaDiagItem *find_item_unlocked(OrvaDiagNode &node, std::uint32_t keyId, MutexScope &lock) {
+OrvaDiagItem *find_item_unlocked(OrvaDiagNode &node, std::uint32_t keyId, DiagLock &lock) {
     std::uint8_t *mark = g_lookups.begin();
     if (mark == nullptr) {
         return find_item(node, keyId);
     }
     lock.release();
+    const DiagPlaceScope reading(DiagPlace::kReading);
     OrvaDiagItem *item = find_item(node, keyId);
     orva::LookupMarks::end(mark);
     return item;
+}
+
+// The item of a key, or null when it has none.
+OrvaDiagItem *look_up_item(const OrvaDiagMgr *manager, OrvaDiagNode &node, std::uint32_t keyId) {
+    DiagLock lock(manager);
+    return find_item_unlocked(node, keyId, lock);
 }
 
 // ---- Nodes and items
@@ -112,33 +120,86 @@ OrvaDiagItem *make_item(std::uint32_t keyId) {
     return item;
 }
 
-// Adds the first record's item of a key. Kept: an equal item that came first is not returned.
+// ---- Insertion
+
+enum class Insertion { kDone, kDuplicate, kBusy };
+
+// Changes the tree unless a look-up is under way.
+Insertion try_insert(const OrvaDiagMgr *manager, OrvaDiagNode &node, OrvaDiagItem &item) {
+    const DiagLock lock(manager);
+    if (!g_lookups.is_free()) {
+        return Insertion::kBusy;
+    }
+    if (MIRO_AVL_Insert_Or_Find(&node.tree, &item.link) != nullptr) {
+        return Insertion::kDuplicate;
+    }
+    relaxed_increment(&node.itemCount);
+    return Insertion::kDone;
+}
+
+// How long an insertion tries: a look-up takes well below a microsecond, so one that outlasts this is stopped.
+constexpr unsigned kYields = 100;
+constexpr unsigned kTries = kYields + 20;
+constexpr long kPauseNs = 50000;
+constexpr std::int64_t kMostNs = 2000000;
+
+std::int64_t monotonic_ns() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return std::int64_t{now.tv_sec} * 1000000000 + now.tv_nsec;
+}
+
+// Leaves the processor to the reader; the pause lets one of lower priority run.
+void leave_processor(unsigned attempt) {
+    if (attempt < kYields) {
+        sched_yield();
+        return;
+    }
+    const timespec pause{0, kPauseNs};
+    nanosleep(&pause, nullptr);
+}
+
+// Tries until no look-up is under way, a bounded number of times and for a bounded time. The mutex is free between
+// the tries.
+Insertion insert(const OrvaDiagMgr *manager, OrvaDiagNode &node, OrvaDiagItem &item) {
+    Insertion result = try_insert(manager, node, item);
+    if (result != Insertion::kBusy) [[likely]] {
+        return result;
+    }
+    const std::int64_t end = monotonic_ns() + kMostNs;
+    for (unsigned attempt = 0; result == Insertion::kBusy && attempt < kTries; ++attempt) {
+        leave_processor(attempt);
+        result = try_insert(manager, node, item);
+        if (monotonic_ns() >= end) {
+            break;
+        }
+    }
+    return result;
+}
+
+// Adds the item of a key's first record, or returns null. Compat: an equal item that came first is not returned; its
+// record is let through uncounted, which the failure count (91) tells readers of the manager's dump.
 OrvaDiagItem *add_item(OrvaDiagMgr *manager, OrvaDiagNode &node, std::uint32_t keyId) {
+    if (orva::diag_place() != DiagPlace::kOutside) {
+        return nullptr; // in a signal handler: the look-up or the allocation of its own thread cannot end before it
+    }
+    const orva::CancelHold cancelHold;
+    const DiagPlaceScope inside(DiagPlace::kInside);
     OrvaDiagItem *item = make_item(keyId);
     if (item == nullptr) {
         return nullptr;
     }
-    MutexScope lock(manager == nullptr ? nullptr : manager->mutex);
-    g_lookups.wait_until_none();
-    if (MIRO_AVL_Insert_Or_Find(&node.tree, &item->link) != nullptr) {
-        lock.release();
+    const Insertion result = insert(manager, node, *item);
+    if (result == Insertion::kDone) [[likely]] {
+        return item;
+    }
+    if (result == Insertion::kDuplicate) {
         orva::partition_free(kArea, item, kDuplicateItemLine);
         count_failure(manager, ORVA_DIAG_ERR_LINE_DUPLICATE);
-        return nullptr;
+    } else {
+        orva::partition_free(kArea, item);
     }
-    relaxed_increment(&node.itemCount);
-    return item;
-}
-
-// Calls `visit` for a node's items, ascending by key, at most itemCount of them. The mutex is held.
-template <typename Visit>
-void for_each_item(const OrvaDiagNode &node, Visit visit) {
-    MIRO_AVL_NODE *first = node.tree.first;
-    auto *item = first == nullptr ? nullptr : static_cast<OrvaDiagItem *>(first->self);
-    for (std::uint32_t i = 0; i < node.itemCount && item != nullptr; ++i) {
-        visit(*item);
-        item = static_cast<OrvaDiagItem *>(MIRO_AVL_Next(&item->link));
-    }
+    return nullptr;
 }
 
 } // namespace
@@ -153,12 +214,10 @@ OrvaDiagNode *ORVA_DiagMgrGetNode(uint32_t diagId, const char *file, uint32_t li
 
 OrvaDiagItem *ORVA_DiagMgrGetItem(uint32_t keyId, OrvaDiagNode *node) {
     OrvaDiagMgr *manager = g_orvaDiagMgr;
-    if (node == nullptr) {
+    if (node == nullptr || orva::diag_place() == DiagPlace::kInside) {
         return nullptr;
     }
-    MutexScope lock(manager == nullptr ? nullptr : manager->mutex);
-    OrvaDiagItem *item = find_item_unlocked(*node, keyId, lock);
-    lock.release();
+    OrvaDiagItem *item = look_up_item(manager, *node, keyId);
     return item != nullptr ? item : add_item(manager, *node, keyId);
 }
 
@@ -182,7 +241,7 @@ struct Place {
 };
 
 Place look_up(OrvaDiagMgr &manager, std::uint32_t diagId, std::uint32_t keyId, const char *file, std::uint32_t line) {
-    MutexScope lock(manager.mutex);
+    DiagLock lock(&manager);
     OrvaDiagNode **place = node_place(manager, diagId);
     OrvaDiagNode *node = place == nullptr ? nullptr : *place;
     const std::uint32_t zone = manager.curZone;
@@ -197,7 +256,7 @@ void keep_text(OrvaDiagMgr *manager, OrvaDiagNode &node, const char *format, va_
     if (vsnprintf_s(text, sizeof text, sizeof text - 1, format, args) < 1) {
         count_failure(manager, ORVA_DIAG_ERR_LINE_NO_TEXT);
     }
-    const MutexScope lock(manager->mutex);
+    const DiagLock lock(manager);
     __builtin_memcpy(node.text, text, sizeof text);
 }
 
@@ -208,10 +267,13 @@ OrvaDiagItem *first_record(OrvaDiagMgr *manager, OrvaDiagNode *node, std::uint32
         count_failure(manager, ORVA_DIAG_ERR_LINE_NO_NODE);
         return nullptr;
     }
+    OrvaDiagItem *item = nullptr;
     if (relaxed_load(&node->itemCount) == 0) {
         keep_text(manager, *node, format, args);
+        item = ORVA_DiagMgrGetItem(keyId, node);
+    } else {
+        item = add_item(manager, *node, keyId); // the look-up has just found nothing
     }
-    OrvaDiagItem *item = ORVA_DiagMgrGetItem(keyId, node);
     if (item == nullptr) {
         count_failure(manager, ORVA_DIAG_ERR_LINE_NO_ITEM);
     }
@@ -241,6 +303,10 @@ uint32_t ORVA_DiagMgrNeedRestrain(uint32_t diagId, uint32_t keyId, const char *f
     if (manager == nullptr || relaxed_load(&manager->uiSwitch) == 0) {
         return 0;
     }
+    if (orva::diag_place() == DiagPlace::kInside) [[unlikely]] {
+        count_failure(manager, ORVA_DIAG_ERR_LINE_NO_ITEM);
+        return 0;
+    }
     const Place place = look_up(*manager, diagId, keyId, file, line);
     OrvaDiagItem *item = place.item;
     if (item == nullptr) [[unlikely]] {
@@ -259,29 +325,6 @@ uint32_t ORVA_DiagMgrNeedRestrain(uint32_t diagId, uint32_t keyId, const char *f
     return 1;
 }
 
-// ---- Records
-
-uint32_t ORVA_DIAGLOG(uint32_t a1, uint32_t a2, uint32_t a3, uint32_t a4, uint32_t a5, const char *format, ...) {
-    char text[kRecordTextSize] = {};
-    va_list args;
-    va_start(args, format);
-    const int length = vsnprintf_s(text, sizeof text, sizeof text - 1, format, args);
-    va_end(args);
-    if (length < 1) {
-        return ORVA_FAILED;
-    }
-    const std::uint32_t chassis = ORVA_DRVADP_GetSelfChassisVar();
-    const std::uint32_t slot = ORVA_DRVADP_GetSelfSlotVar();
-    char record[kRecordSize] = {};
-    const int result = chassis == 0 ? sprintf_s(record, sizeof record, "[Position: -/%u]%s", slot, text)
-                                    : sprintf_s(record, sizeof record, "[Position: %u/%u]%s", chassis, slot, text);
-    if (result < 0) {
-        orva::log_sprintf_error(kArea, result, kRecordLine);
-        return ORVA_FAILED;
-    }
-    return TOVA_DLog(a1, a2, a3, a4, a5, "%s", record);
-}
-
 // ---- Start
 
 namespace {
@@ -289,6 +332,51 @@ namespace {
 std::size_t manager_size(std::uint32_t count) {
     return sizeof(OrvaDiagMgr) + std::size_t{count} * sizeof(OrvaDiagNode *);
 }
+
+// ---- Fork
+//
+// The forking thread takes the mutex first, so that no tree is in change while the process is copied. The child
+// starts with the mutex made anew and without marks: the threads that held them are not in it.
+
+// What before_fork() did in the forking thread, for the two handlers after it.
+struct ForkState {
+    bool isLocked;
+    int cancelState;
+};
+
+constinit thread_local ForkState t_fork = {};
+
+void before_fork() {
+    const OrvaDiagMgr *manager = g_orvaDiagMgr;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &t_fork.cancelState);
+    // A handler that forks while its thread is inside must not wait for that thread.
+    t_fork.isLocked =
+        manager != nullptr && orva::diag_place() != DiagPlace::kInside && ORVA_MutexP(manager->mutex) == ORVA_OK;
+}
+
+void after_fork_in_parent() {
+    if (t_fork.isLocked) {
+        ORVA_MutexV(g_orvaDiagMgr->mutex);
+    }
+    pthread_setcancelstate(t_fork.cancelState, nullptr);
+}
+
+void after_fork_in_child() {
+    g_lookups.clear();
+    if (g_orvaDiagMgr != nullptr) {
+        orva::remake_recursive_mutex(g_orvaDiagMgr->mutex);
+    }
+    pthread_setcancelstate(t_fork.cancelState, nullptr);
+}
+
+void watch_forks() {
+    static bool isWatching = false;
+    if (!__atomic_exchange_n(&isWatching, true, __ATOMIC_RELAXED)) {
+        pthread_atfork(before_fork, after_fork_in_parent, after_fork_in_child);
+    }
+}
+
+// ---- The manager's record
 
 // Makes the manager, switched off.
 std::uint32_t make_manager(std::uint32_t count, std::uint32_t baseDiagId, std::uint32_t noMemory,
@@ -304,6 +392,7 @@ std::uint32_t make_manager(std::uint32_t count, std::uint32_t baseDiagId, std::u
         return noMutex;
     }
     g_orvaDiagMgr = manager;
+    watch_forks();
     return ORVA_OK;
 }
 
@@ -350,7 +439,7 @@ uint32_t ORVA_DiagInit(uint32_t count, uint32_t baseDiagId) {
     if (g_orvaDiagMgr != nullptr) {
         return ORVA_OK;
     }
-    // Kept: this test is made in 32 bits, the next one in 64.
+    // Compat: this test is made in 32 bits and the next one in 64; callers tell the two codes apart.
     constexpr auto kHead = static_cast<std::uint32_t>(sizeof(OrvaDiagMgr));
     if (count * static_cast<std::uint32_t>(sizeof(OrvaDiagNode *)) == UINT32_MAX - kHead + 1) {
         orva::log_check_true_error(kWrapLine);
@@ -377,124 +466,4 @@ void ORVA_DiagMgrSwitchOff(void) {
     if (g_orvaDiagMgr != nullptr) {
         relaxed_store(&g_orvaDiagMgr->uiSwitch, 0);
     }
-}
-
-// ---- Clock
-
-namespace {
-
-void close_zone(const OrvaDiagMgr &manager, const OrvaDiagNode &node, OrvaDiagItem &item) {
-    if (relaxed_load(&manager.startTime) >= ORVA_DIAG_HOUR_SECONDS) {
-        ORVA_DiagMgrTimerOutput(&node, &item);
-    }
-    std::uint32_t sum = 0;
-    for (std::uint32_t zone = 0; zone < ORVA_DIAG_ZONES; ++zone) {
-        if (zone == manager.curZone) {
-            relaxed_store(&item.zone[zone], 0);
-        } else {
-            sum += relaxed_load(&item.zone[zone]);
-        }
-    }
-    relaxed_store(&item.successNum, sum);
-}
-
-} // namespace
-
-void ORVA_DiagMgrTimerOutput(const OrvaDiagNode *node, OrvaDiagItem *item) {
-    if (node == nullptr || item == nullptr || relaxed_load(&item->dropNum) == 0) {
-        return;
-    }
-    const std::uint32_t dropped = __atomic_exchange_n(&item->dropNum, 0u, __ATOMIC_RELAXED);
-    ORVA_DIAGLOG(0, orva::kDiagCode, kSummaryWord3, 0, 0,
-                 "[OrvaDiagMgr] DiagID:%u drop: %u logs in a hour. keyID: %u format: %s", node->diagId, dropped,
-                 item->keyId, node->text);
-}
-
-void ORVA_DiagMgrTimerProcItem(const OrvaDiagNode *node, OrvaDiagItem *item) {
-    if (g_orvaDiagMgr != nullptr && node != nullptr && item != nullptr) {
-        close_zone(*g_orvaDiagMgr, *node, *item);
-    }
-}
-
-void ORVA_DiagMgrTimerProcNode(void) {
-    const OrvaDiagMgr *manager = g_orvaDiagMgr;
-    if (manager == nullptr) {
-        return;
-    }
-    for (std::uint32_t i = 0; i < manager->nodeCount; ++i) {
-        const OrvaDiagNode *node = manager->nodes[i];
-        if (node != nullptr) {
-            for_each_item(*node, [&](OrvaDiagItem &item) { close_zone(*manager, *node, item); });
-        }
-    }
-}
-
-void ORVA_DiagMgrTimerSchdule(void) {
-    OrvaDiagMgr *manager = g_orvaDiagMgr;
-    if (manager == nullptr) {
-        return;
-    }
-    const std::uint32_t now = relaxed_load(&manager->startTime) + 1;
-    relaxed_store(&manager->startTime, now);
-    if (now % ORVA_DIAG_ZONE_SECONDS != 0) {
-        return;
-    }
-    const MutexScope lock(manager->mutex);
-    manager->curZone = manager->curZone < kLastZone ? manager->curZone + 1 : 0;
-    ORVA_DiagMgrTimerProcNode();
-    if (now >= ORVA_DIAG_HOUR_SECONDS) {
-        relaxed_store(&manager->startTime, 0);
-    }
-}
-
-void ORVA_DiagMgrTimerThread(void) {
-    for (const std::uint32_t capability : kThreadCapabilities) {
-        ORVA_DeleteCap(0, capability);
-    }
-    for (;;) {
-        MIRO_DeadLoopTaskCheckBegin();
-        if (ORVA_GetSingleProcess() == 1) {
-            ORVA_DiagMgrTimerSchdule();
-        }
-        MIRO_DeadLoopTaskCheckEnd();
-        ORVA_SafeSleep(ORVA_DIAG_THREAD_MS);
-    }
-}
-
-// ---- Dump
-
-#define LOG_DUMP(text, ...) ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kLogModule, 0, text __VA_OPT__(, ) __VA_ARGS__)
-
-namespace {
-
-void dump_item(const OrvaDiagItem &item) {
-    std::uint32_t zone[ORVA_DIAG_ZONES];
-    for (std::uint32_t i = 0; i < ORVA_DIAG_ZONES; ++i) {
-        zone[i] = relaxed_load(&item.zone[i]);
-    }
-    LOG_DUMP("    KeyID:%u SuccessNum:%u, dropNum:%u [%2u %2u %2u %2u %2u %2u %2u %2u %2u %2u %2u %2u %2u]",
-             item.keyId, relaxed_load(&item.successNum), relaxed_load(&item.dropNum), zone[0], zone[1], zone[2],
-             zone[3], zone[4], zone[5], zone[6], zone[7], zone[8], zone[9], zone[10], zone[11], zone[12]);
-}
-
-} // namespace
-
-void ORVA_DiagMgrPrintLocalData(void) {
-    const OrvaDiagMgr *manager = g_orvaDiagMgr;
-    if (manager == nullptr) {
-        return;
-    }
-    const MutexScope lock(manager->mutex);
-    LOG_DUMP("OrvaDiagMgr uiSwitch:%u, nodeCount:%u, curZone:%u, uiErrCount:%u uiErrLine:%u startTime:%u",
-             relaxed_load(&manager->uiSwitch), manager->nodeCount, manager->curZone,
-             relaxed_load(&manager->uiErrCount), relaxed_load(&manager->uiErrLine),
-             relaxed_load(&manager->startTime));
-    for (std::uint32_t i = 0; i < manager->nodeCount; ++i) {
-        const OrvaDiagNode *node = manager->nodes[i];
-        if (node != nullptr) {
-            LOG_DUMP("%s:%d diagId:%u %s", node->file, static_cast<int>(node->line), node->diagId, node->text);
-            for_each_item(*node, dump_item);
-        }
-    }
-    LOG_DUMP("OrvaDiagMgr local data end.");
 }

@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,6 +17,7 @@
 #include "orva_comm.h"
 #include "orva_diag.h"
 #include "safeio.h"
+#include "tracked_descriptor.h"
 
 namespace {
 
@@ -67,23 +67,6 @@ std::uint32_t make_each_directory(char *path, std::size_t length, mode_t mode, c
         }
     }
     return ORVA_OK;
-}
-
-// A tracked read-only descriptor, negative on failure with errno set.
-int open_tracked(const char *path) {
-    const int fd = open(path, O_RDONLY);
-    if (fd < 0) {
-        return fd;
-    }
-    std::uint32_t owner = 0;
-    SetFdOwner(fd, 1, &owner);
-    const int tracked = safeio_fd_owner_assemble(fd, owner);
-    if (tracked < 0) {
-        const int error = errno;
-        close_s(fd);
-        errno = error;
-    }
-    return tracked;
 }
 
 // False when the fan log directory is not there and cannot be made.
@@ -222,7 +205,7 @@ uint32_t ORVA_Fchmod(const char *path, uint32_t mode) {
                          std::strerror(error));
         return ORVA_ERR_FCHMOD_RESOLVE;
     }
-    const int fd = open_tracked(resolved.get());
+    const int fd = orva::open_tracked(resolved.get(), O_RDONLY, orva::OwnerResult::kIgnored);
     if (fd < 0) {
         const int error = errno;
         ORVA_FILE_REPORT("Open file %s unsuccessfully. errno: %s", path, std::strerror(error));

@@ -6,11 +6,14 @@
 #include <cstdio>
 #include <cstring>
 #include <dlfcn.h>
+#include <pthread.h>
 #include <sys/ioctl.h>
 
+#include "cancel_hold.h"
 #include "drv_basic.h"
 #include "line_reader.h"
 #include "log_record.h"
+#include "mutex_scope.h"
 #include "optional_library.h"
 #include "orva_comm.h"
 #include "orva_drvadp_comm.h"
@@ -24,7 +27,6 @@ namespace {
 constexpr std::uint32_t kLogModule = 8;
 constexpr std::uint32_t kTimerNameLogModule = 0x10000;
 constexpr std::uint32_t kProcessInfoLogModule = 0x800;
-constexpr std::uint32_t kCodeNone = 0;
 constexpr std::uint32_t kCodeDone = 1;
 constexpr std::uint32_t kCodeError = 2;
 
@@ -33,11 +35,11 @@ constexpr std::uint32_t kCodeError = 2;
 using InitFunc = std::uint64_t (*)(const OrvaImInitRecord *record);
 
 std::uint64_t agent_handle() {
-    return orva::relaxed_load(&g_OrvaImlib.imHandle);
+    return __atomic_load_n(&g_OrvaImlib.imHandle, __ATOMIC_ACQUIRE);
 }
 
-// The entries of the last attempt, until it succeeds. A failed one leaves them in the record but closes the library,
-// so while no agent is bound they are neither called nor handed out.
+// The entries of the last failed attempt. They stay in the record, but their library is closed: while no agent is
+// bound they are neither called nor passed on.
 struct UnboundEntries {
     OrvaImSetIpFunc setMainBoardIp;
     OrvaImSetIpFunc setLocalIp;
@@ -46,46 +48,87 @@ struct UnboundEntries {
 
 UnboundEntries g_unbound;
 
+// What one loading attempt looked up; a row that was not reached leaves the record's entry alone.
 template <typename Entry>
-void store_entry(Entry *entry, Entry *unbound, void *address) {
-    orva::relaxed_store(unbound, orva::as_entry<Entry>(address));
-    orva::relaxed_store(entry, orva::as_entry<Entry>(address));
+struct FoundEntry {
+    bool isSearched;
+    Entry entry;
+};
+
+struct AgentBinding {
+    InitFunc init;
+    FoundEntry<OrvaImSetIpFunc> setMainBoardIp, setLocalIp;
+    FoundEntry<OrvaImDebugFunc> debug;
+};
+
+// Stores an entry so that usable_entry() never takes one for bound before entries_are_bound().
+template <typename Entry>
+void publish_entry(Entry *entry, Entry *unbound, const FoundEntry<Entry> &found) {
+    if (found.isSearched) {
+        __atomic_store_n(entry, nullptr, __ATOMIC_RELEASE);
+        __atomic_store_n(unbound, found.entry, __ATOMIC_RELEASE);
+        __atomic_store_n(entry, found.entry, __ATOMIC_RELEASE);
+    }
 }
 
-// The entry, or null when its library may be closed.
-template <typename Entry>
-Entry usable_entry(const Entry *entry, const Entry *unbound) {
-    const Entry stored = orva::relaxed_load(entry);
-    return agent_handle() == 0 && stored == orva::relaxed_load(unbound) ? nullptr : stored;
+void publish(const AgentBinding &binding) {
+    publish_entry(&g_OrvaImlib.setMainBoardIp, &g_unbound.setMainBoardIp, binding.setMainBoardIp);
+    publish_entry(&g_OrvaImlib.setLocalIp, &g_unbound.setLocalIp, binding.setLocalIp);
+    publish_entry(&g_OrvaImlib.debug, &g_unbound.debug, binding.debug);
 }
 
 void entries_are_bound() {
-    orva::relaxed_store(&g_unbound.setMainBoardIp, nullptr);
-    orva::relaxed_store(&g_unbound.setLocalIp, nullptr);
-    orva::relaxed_store(&g_unbound.debug, nullptr);
+    __atomic_store_n(&g_unbound.setMainBoardIp, nullptr, __ATOMIC_RELEASE);
+    __atomic_store_n(&g_unbound.setLocalIp, nullptr, __ATOMIC_RELEASE);
+    __atomic_store_n(&g_unbound.debug, nullptr, __ATOMIC_RELEASE);
 }
 
-// What one loading attempt fills.
-struct AgentBinding {
-    OrvaImlib *imlib;
-    InitFunc init;
-};
+// The entry, or null when its library may be closed. Read again when another thread replaced it meanwhile: the three
+// words belong together only while the entry stays.
+template <typename Entry>
+Entry usable_entry(const Entry *entry, const Entry *unbound) {
+    Entry stored = nullptr;
+    bool isUnbound = false;
+    do {
+        stored = __atomic_load_n(entry, __ATOMIC_ACQUIRE);
+        const bool isLastAttempt = __atomic_load_n(unbound, __ATOMIC_ACQUIRE) == stored;
+        isUnbound = isLastAttempt && agent_handle() == 0;
+    } while (__atomic_load_n(entry, __ATOMIC_ACQUIRE) != stored);
+    return isUnbound ? nullptr : stored;
+}
+
+// Held for an attempt, so that binders follow each other. Recursive: an agent may call back while it initialises.
+pthread_mutex_t g_binders = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
+
+// A binder of the parent is not in the child.
+void free_binders_in_child() {
+    orva::remake_recursive_mutex(&g_binders);
+}
+
+void watch_forks() {
+    static bool isWatching = false;
+    if (!__atomic_exchange_n(&isWatching, true, __ATOMIC_RELAXED)) {
+        pthread_atfork(nullptr, nullptr, free_binders_in_child);
+    }
+}
 
 constexpr orva::LibrarySymbol<AgentBinding> kAgentSymbols[] = {
     {"IM_Agent_Init", [](AgentBinding &binding, void *address) { binding.init = orva::as_entry<InitFunc>(address); },
      orva::SymbolNeed::kRequired},
     {"IM_Agent_SetMainBoardIP",
      [](AgentBinding &binding, void *address) {
-         store_entry(&binding.imlib->setMainBoardIp, &g_unbound.setMainBoardIp, address);
+         binding.setMainBoardIp = {true, orva::as_entry<OrvaImSetIpFunc>(address)};
      },
      orva::SymbolNeed::kRequired},
     {"IM_Agent_SetLocalIP",
      [](AgentBinding &binding, void *address) {
-         store_entry(&binding.imlib->setLocalIp, &g_unbound.setLocalIp, address);
+         binding.setLocalIp = {true, orva::as_entry<OrvaImSetIpFunc>(address)};
      },
      orva::SymbolNeed::kOptional},
     {"IM_Agent_Debug",
-     [](AgentBinding &binding, void *address) { store_entry(&binding.imlib->debug, &g_unbound.debug, address); },
+     [](AgentBinding &binding, void *address) {
+         binding.debug = {true, orva::as_entry<OrvaImDebugFunc>(address)};
+     },
      orva::SymbolNeed::kOptional},
 };
 
@@ -105,6 +148,31 @@ bool build_init_record(OrvaImInitRecord *record, std::uint32_t initParam, const 
     record->initParam = static_cast<std::uint16_t>(initParam);
     record->getSysTime = reinterpret_cast<void (*)(void)>(&ORVA_GetSysTime);
     return true;
+}
+
+// Looks the entries up and initialises the agent; its handle, 0 on any failure.
+std::uint64_t start_agent(void *library, std::uint32_t initParam, const char *processName, AgentBinding &binding) {
+    OrvaImInitRecord record;
+    if (orva::find_symbols(library, kAgentSymbols, binding) != nullptr ||
+        !build_init_record(&record, initParam, processName)) {
+        return 0;
+    }
+    return binding.init(&record);
+}
+
+// One attempt with what start-up stored, unless another thread bound the agent meanwhile.
+std::uint32_t bind_unless_bound() {
+    const orva::CancelHold cancelHold;
+    const orva::MutexScope binders(&g_binders);
+    if (agent_handle() != 0) {
+        return ORVA_OK;
+    }
+    const std::uint32_t ret = ORVA_InitImlib(g_OrvaImlib.libraryPath, g_OrvaImlib.initParam, g_OrvaImlib.processName,
+                                             orva::relaxed_load(&g_OrvaImlib.switchBlock));
+    if (ret == ORVA_OK) {
+        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, kLogModule, kCodeDone, "Init imlib success");
+    }
+    return ret;
 }
 
 // ---- Address sources
@@ -182,23 +250,23 @@ uint32_t ORVA_InitImlib(const char *libraryPath, uint32_t initParam, const char 
     if (libraryPath == nullptr) {
         return ORVA_FAILED;
     }
+    watch_forks();
+    const orva::CancelHold cancelHold;
+    const orva::MutexScope binders(&g_binders);
     orva::OptionalLibrary library(orva::open_library(libraryPath));
     if (library == nullptr) {
         return ORVA_FAILED;
     }
-    AgentBinding binding{&g_OrvaImlib, nullptr};
-    if (orva::find_symbols(library.get(), kAgentSymbols, binding) != nullptr) {
-        return ORVA_FAILED;
-    }
-    OrvaImInitRecord record;
-    if (!build_init_record(&record, initParam, processName)) {
-        return ORVA_FAILED;
-    }
-    const std::uint64_t handle = binding.init(&record);
+    AgentBinding binding{};
+    const std::uint64_t handle = start_agent(library.get(), initParam, processName, binding);
     if (handle == 0) {
+        if (agent_handle() == 0) {
+            publish(binding); // an earlier binding stays as it is
+        }
         return ORVA_FAILED;
     }
-    orva::relaxed_store(&g_OrvaImlib.imHandle, handle);
+    publish(binding);
+    __atomic_store_n(&g_OrvaImlib.imHandle, handle, __ATOMIC_RELEASE);
     orva::relaxed_store(&g_OrvaImlib.switchBlock, switchBlock);
     entries_are_bound();
     static_cast<void>(library.release()); // stays open: the agent runs in it
@@ -207,13 +275,10 @@ uint32_t ORVA_InitImlib(const char *libraryPath, uint32_t initParam, const char 
 
 uint32_t ORVA_InitImlibAndSetIpAddrChk(void) {
     if (agent_handle() == 0) {
-        const std::uint32_t ret =
-            ORVA_InitImlib(g_OrvaImlib.libraryPath, g_OrvaImlib.initParam, g_OrvaImlib.processName,
-                           orva::relaxed_load(&g_OrvaImlib.switchBlock));
+        const std::uint32_t ret = bind_unless_bound();
         if (ret != ORVA_OK) {
             return ret;
         }
-        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, kLogModule, kCodeDone, "Init imlib success");
     }
     ORVA_SetMainBoardIpAddr();
     return ORVA_SetLocalIpAddr();
@@ -254,12 +319,12 @@ void ORVA_InitSetProcessInfoFunc(const char *libraryPath) {
     }
     orva::OptionalLibrary library(orva::open_library(libraryPath));
     if (library == nullptr) {
+        const orva::LoaderReason reason;
         ORVA_LOG_PROCESS(TOVA_PLOG_INFO, kProcessInfoLogModule, kCodeError,
                          "ORVA_InitSetProcessInfoFunc : open %s fail", libraryPath);
-        const char *reason = dlerror();
-        if (reason != nullptr) {
+        if (reason.is_present()) {
             ORVA_LOG_PROCESS(TOVA_PLOG_INFO, kProcessInfoLogModule, kCodeError,
-                             "ORVA_InitSetProcessInfoFunc : open %s fail because %s", libraryPath, reason);
+                             "ORVA_InitSetProcessInfoFunc : open %s fail because %s", libraryPath, reason.words());
         }
         return;
     }
@@ -314,7 +379,7 @@ uint32_t ORVA_SetLocalIpAddr(void) {
     if (ip == previous) {
         return ORVA_OK;
     }
-    ORVA_LOG_PROCESS(TOVA_PLOG_INFO, kLogModule, kCodeNone,
+    ORVA_LOG_PROCESS(TOVA_PLOG_INFO, kLogModule, orva::kCodeNone,
                      "ORVA_SetLocalIpAddr ipaddr changed, previw ip: 0x%08x, current ip: 0x%08x.", previous, ip);
     orva::relaxed_store(&g_OrvaImlib.localIp, ip);
     const OrvaImSetIpFunc push = usable_entry(&g_OrvaImlib.setLocalIp, &g_unbound.setLocalIp);
@@ -325,7 +390,7 @@ uint32_t ORVA_SetLocalIpAddr(void) {
     if (ret != ORVA_OK) {
         ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, kLogModule, ret, "imAgentSetLocalIp failed, ret=%u.", ret);
     } else {
-        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, kLogModule, kCodeNone, "ORVA_SetLocalIpAddr success.");
+        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, kLogModule, orva::kCodeNone, "ORVA_SetLocalIpAddr success.");
     }
     return ret;
 }
@@ -393,7 +458,8 @@ uint32_t ORVA_GetIpAddrFromEnv(const char *key, uint32_t *ip) {
         return ret;
     }
     text[sizeof text - 1] = '\0';
-    // Kept: the converted value is not tested for kNoAddress, only the file's is; callers hand 0xFFFFFFFF on.
+    // Compat: only the file's value is tested for kNoAddress. Agents get 0xFFFFFFFF for a text that is not an
+    // address.
     *ip = inet_addr(text);
     return ORVA_OK;
 }

@@ -84,6 +84,18 @@ OrvaListNode *make_node(std::uint32_t id, void *data, std::uint32_t line = __bui
     return node.release();
 }
 
+// Reads nothing of the old head: what its prev holds does not matter.
+void link_at_head(OrvaList &list, OrvaListNode &node) {
+    node.prev = nullptr;
+    node.next = list.head;
+    if (list.head != nullptr) {
+        list.head->prev = &node;
+    } else {
+        list.tail = &node;
+    }
+    list.head = &node;
+}
+
 std::uint32_t insert(OrvaList &list, OrvaListNode *node, OrvaListNode *before, std::uint32_t noMemory) {
     if (node == nullptr) {
         return noMemory;
@@ -183,8 +195,12 @@ uint32_t ORVA_InsertDataAtHeadOfListWithId(OrvaList *list, void *data, uint32_t 
     if (list == nullptr || data == nullptr) {
         return ORVA_ERR_LIST_HEAD_NULL;
     }
-    // Before the head there is; in an empty list the tail append makes head and tail.
-    return insert(*list, make_node(id, data), list->head, ORVA_ERR_LIST_HEAD_MEMORY);
+    OrvaListNode *const node = make_node(id, data);
+    if (node == nullptr) {
+        return ORVA_ERR_LIST_HEAD_MEMORY;
+    }
+    link_at_head(*list, *node);
+    return ORVA_OK;
 }
 
 uint32_t ORVA_AppendDataAtEndOfListWithId(OrvaList *list, void *data, uint32_t id) {

@@ -15,6 +15,7 @@
 #include "orva_comm.h"
 #include "partition_memory.h"
 #include "safeio.h"
+#include "tracked_descriptor.h"
 
 // The C library exports both without a header.
 extern "C" {
@@ -48,6 +49,15 @@ FileContent content_failure(std::uint32_t code, int error) {
     return {code, error, {nullptr, orva::PartitionDeleter{&kArea, 0}}, 0};
 }
 
+// Reads exactly `length` bytes; errno belongs to the failed step, 0 when the file merely ended early.
+std::uint32_t read_from_start(FILE *file, char *content, std::uint32_t length) {
+    if (std::fseek(file, 0, SEEK_SET) != 0) {
+        return ORVA_ERR_FILE_CONTENT_SEEK_BEGIN;
+    }
+    errno = 0;
+    return std::fread(content, 1, length, file) < length ? ORVA_ERR_FILE_CONTENT_READ : ORVA_OK;
+}
+
 FileContent read_content(FILE *file) {
     if (std::fseek(file, 0, SEEK_END) != 0) {
         return content_failure(ORVA_ERR_FILE_CONTENT_SEEK_END, errno);
@@ -64,12 +74,11 @@ FileContent read_content(FILE *file) {
     if (content == nullptr) {
         return content_failure(ORVA_ERR_FILE_CONTENT_MEMORY, 0);
     }
-    if (std::fseek(file, 0, SEEK_SET) != 0) {
-        return content_failure(ORVA_ERR_FILE_CONTENT_SEEK_BEGIN, errno);
-    }
-    errno = 0;
-    if (std::fread(content.get(), 1, length, file) < length) {
-        return content_failure(ORVA_ERR_FILE_CONTENT_READ, errno);
+    const std::uint32_t code = read_from_start(file, content.get(), length);
+    if (code != ORVA_OK) {
+        const int error = errno;
+        orva::release_block(content);
+        return content_failure(code, error);
     }
     return {ORVA_OK, 0, std::move(content), length};
 }
@@ -94,6 +103,27 @@ void log_content_failure(const FileContent &read) {
     }
 }
 
+// Reads the file that `path` resolves to, with `resolved` as the work space. The outputs are written on success only.
+std::uint32_t content_of_file(const char *path, char *resolved, char **content, std::uint32_t *length) {
+    if (realpath(path, resolved) == nullptr) {
+        return ORVA_ERR_FILE_CONTENT_RESOLVE;
+    }
+    FILE *file = std::fopen(resolved, "rb");
+    if (file == nullptr) {
+        LOG_FILE_CONTENT("[GetFileContent]Open File Fail, err: %s.", std::strerror(errno));
+        return ORVA_ERR_FILE_CONTENT_OPEN;
+    }
+    FileContent read = read_content(file);
+    ORVA_FileClose(file);
+    if (read.code != ORVA_OK) {
+        log_content_failure(read);
+        return read.code;
+    }
+    *content = read.content.release();
+    *length = read.length;
+    return ORVA_OK;
+}
+
 std::uint32_t check_content_arguments(const char *path, char **content, const std::uint32_t *length) {
     if (path == nullptr) {
         return ORVA_ERR_FILE_CONTENT_PATH_NULL;
@@ -109,10 +139,6 @@ std::uint32_t check_content_arguments(const char *path, char **content, const st
 constexpr std::uint32_t kCapLogType = 2;
 constexpr std::uint32_t kCapLogCode = 4;
 constexpr std::uint32_t kCapabilityMask = 31;
-
-// ---- Random value
-
-constexpr std::uint32_t kFdOwnerModule = 1;
 
 // ---- Calibration line
 
@@ -156,28 +182,14 @@ uint32_t ORVA_FUNC_GetFileContent(const char *path, char **content, uint32_t *le
     if (checked != ORVA_OK) {
         return checked;
     }
-    const auto resolved = orva::make_partition_buffer(kArea, kResolvedPathSize);
+    auto resolved = orva::make_partition_buffer(kArea, kResolvedPathSize);
     if (resolved == nullptr) {
         ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, kPathMemoryLogModule, kErrorCode, "[Func] malloc elabel memory failed.");
         return ORVA_ERR_FILE_CONTENT_PATH_MEMORY;
     }
-    if (realpath(path, resolved.get()) == nullptr) {
-        return ORVA_ERR_FILE_CONTENT_RESOLVE;
-    }
-    FILE *file = std::fopen(resolved.get(), "rb");
-    if (file == nullptr) {
-        LOG_FILE_CONTENT("[GetFileContent]Open File Fail, err: %s.", std::strerror(errno));
-        return ORVA_ERR_FILE_CONTENT_OPEN;
-    }
-    FileContent read = read_content(file);
-    ORVA_FileClose(file);
-    if (read.code != ORVA_OK) {
-        log_content_failure(read);
-        return read.code;
-    }
-    *content = read.content.release();
-    *length = read.length;
-    return ORVA_OK;
+    const std::uint32_t result = content_of_file(path, resolved.get(), content, length);
+    orva::release_block(resolved);
+    return result;
 }
 
 uint32_t ORVA_DeleteCap(uint32_t ofThisProcess, uint32_t capability) {
@@ -259,11 +271,9 @@ uint32_t ORVA_GetRandValue(void) {
     if (fd < 0) {
         return 0;
     }
-    std::uint32_t owner = 0;
-    SetFdOwner(fd, kFdOwnerModule, &owner);
-    const int tracked = safeio_fd_owner_assemble(fd, owner);
+    const int tracked = orva::register_descriptor(fd, orva::OwnerResult::kIgnored);
     if (tracked < 0) {
-        return 0; // Kept: the plain descriptor stays open
+        return 0; // Compat: the plain descriptor stays open, as callers that count descriptors know it.
     }
     std::uint32_t value = 0;
     read_s(tracked, &value, sizeof value);

@@ -46,15 +46,23 @@ inline std::uint32_t partition_free(const Area &area, void *block, std::uint32_t
 
 struct PartitionDeleter {
     const Area *area;
-    std::uint32_t line;
+    std::uint32_t line; // of the release, set by release_block()
     void operator()(void *block) const {
         MIRO_MemFree_F(ORVA_GetMemHandle(), block, area->path, line);
     }
 };
 
-// Frees on every path; release() hands the memory over.
+// Owns a block. release() passes the memory to someone else, release_block() frees it; the destructor is the safety
+// net, which can only report the line of the allocation.
 template <typename T>
 using PartitionPtr = std::unique_ptr<T, PartitionDeleter>;
+
+// Frees a block under the line of the call. A null block is left alone.
+template <typename T>
+void release_block(PartitionPtr<T> &block, std::uint32_t line = __builtin_LINE()) {
+    block.get_deleter().line = line;
+    block.reset();
+}
 
 // A zeroed T, or null. T is a plain record.
 template <typename T>

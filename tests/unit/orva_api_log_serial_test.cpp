@@ -133,8 +133,8 @@ struct StepCase {
 TEST_F(Serial, GetTtyPath_FailsWhenAStepFailsAndClosesWhatItOpened) {
     const StepCase steps[] = {
         {"open", "open", -1, {}},
-        {"owner", "SetFdOwner", -1, {"SetFdOwner(0x1)", "close_s(0x46)"}},
-        {"tracking", "safeio_fd_owner_assemble", -1, {"SetFdOwner(0x1)", "close_s(0x46)"}},
+        {"owner", "SetFdOwner", -1, {"SetFdOwner(0x1)"}},
+        {"tracking", "safeio_fd_owner_assemble", -1, {"SetFdOwner(0x1)"}},
         {"read", "read_s", -1, {"SetFdOwner(0x1)", "close_s(0x50046)"}},
         {"close", "close_s", -1, {"SetFdOwner(0x1)", "close_s(0x50046)"}},
         {"format", "sprintf_s", -1, {"SetFdOwner(0x1)", "close_s(0x50046)"}},
@@ -181,9 +181,23 @@ constexpr FdCase kFdCases[] = {
     {"memory", "MIRO_MemAlloc_F", 1, 0, nullptr},
     {"path", "realpath", 1, 0, "close_s(0x50046)"},
     {"open", "open", 2, -1, "close_s(0x50046)"},
-    {"owner", "SetFdOwner", 2, -1, "close_s(0x47)"},
-    {"tracking", "safeio_fd_owner_assemble", 2, -1, "close_s(0x47)"},
+    {"owner", "SetFdOwner", 2, -1, "SetFdOwner(0x1)"},
+    {"tracking", "safeio_fd_owner_assemble", 2, -1, "SetFdOwner(0x1)"},
 };
+
+// A plain number is closed with close: close_s would take a large one for a tracked descriptor.
+TEST_F(Serial, GetTtyPath_ClosesADescriptorThatCannotBeRegisteredItself) {
+    int opened = -1;
+    libc().open = [&](const char *, int, mode_t) { return opened = ::dup(STDERR_FILENO); };
+    for (const char *step : {"SetFdOwner", "safeio_fd_owner_assemble"}) {
+        SCOPED_TRACE(step);
+        fail(step, 1, -1, EIO);
+        EXPECT_EQ(ORVA_GetTtyPath(path_, sizeof path_), 1u);
+        ASSERT_GE(opened, 0);
+        EXPECT_EQ(::fcntl(opened, F_GETFD, 0), -1) << "descriptor " << opened << " is still open";
+    }
+    EXPECT_EQ(calls_of("close_s"), 0u);
+}
 
 TEST_F(Serial, GetSerialFd_FailsWhenAStepFailsAndLeavesNothingOpen) {
     for (const FdCase &row : kFdCases) {

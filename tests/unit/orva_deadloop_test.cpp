@@ -92,6 +92,22 @@ protected:
     bool withReason_ = true;
 };
 
+// The loader's text is lost with the next look-up, which a sink may make.
+TEST_F(DeadLoop, EveryFailure_CopiesTheLoadersTextBeforeItLogs) {
+    libraries_.erase(kWendo);
+    std::size_t recordsBefore = 99;
+    const auto dlerrorOfTest = libc().dlerror;
+    libc().dlerror = [&, dlerrorOfTest] {
+        recordsBefore = platform().logs.size();
+        return dlerrorOfTest();
+    };
+    EXPECT_EQ(ORVA_GetWendoDeadLoopHandle(), nullptr);
+    EXPECT_EQ(recordsBefore, 0u);
+    reason_.assign(reason_.size(), 'x');
+    EXPECT_EQ(take_logs(), (Lines{process("dlopen wendoBase so fail!"),
+                                  process("dlopen wendoBase so fail for no libzebbase.so!")}));
+}
+
 TEST_F(DeadLoop, GetQarlDeadLoopHandle_OpensOnceAndKeepsTheHandle) {
     EXPECT_EQ(ORVA_GetQarlDeadLoopHandle(), &libraries_);
     EXPECT_EQ(ORVA_GetQarlDeadLoopHandle(), &libraries_);

@@ -224,10 +224,26 @@ TEST_F(Packets, OutPacket_EndsThePieceWhenFormattingFails) {
                                     kUdpSink + std::string("[0x1:2] name:") + hex_of(bytes, 64, 36)}));
 }
 
-TEST_F(Packets, OutPacket_EndsWhenAPieceGetsNoByteAtAll) {
+TEST_F(Packets, OutPacket_GoesOnAfterOnePieceWithoutAByte) {
+    const Bytes bytes = counting_bytes(100);
+    fail("sprintf_s", 2, -1);
+    dump("name", bytes);
+    EXPECT_EQ(take_logs(), (Records{kUdpSink + std::string("[0x1:1] name:"),
+                                    kUdpSink + std::string("[0x1:2] name:") + hex_of(bytes, 0, 100)}));
+    EXPECT_EQ(live_blocks(), 0u);
+}
+
+// The next piece's header is built, its bytes are not.
+std::uint32_t failing_sink(OrvaDebugRecord record, const char *name, std::uint32_t id, const char *, ...) {
+    fail("sprintf_s", 2, -1);
+    return debug_sink(record, name, id, "%s", "a piece");
+}
+
+TEST_F(Packets, OutPacket_EndsAfterTwoPiecesInARowWithoutAByte) {
+    g_OrvaImlib.debug = failing_sink;
     fail("sprintf_s", 2, -1);
     dump("name", counting_bytes(100));
-    EXPECT_EQ(take_logs(), Records{kUdpSink + std::string("[0x1:1] name:")});
+    EXPECT_EQ(take_logs(), (Records{kUdpSink + std::string("a piece"), kUdpSink + std::string("a piece")}));
     EXPECT_EQ(live_blocks(), 0u);
 }
 

@@ -1,12 +1,14 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <array>
+#include <atomic>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
 #include <set>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -529,10 +531,117 @@ TEST_F(OrvaImlibTest, InitImlib_EntriesOfAClosedLibraryAreNotUsed) {
     EXPECT_EQ(ORVA_SetLocalIpAddr(), 0u);
     EXPECT_EQ(take_calls(), (Records{"main 0x7 " + hex(net("10.0.0.5")), "local 0x7 0x900000a"}));
 
-    // Only a failed attempt takes entries away: one that was put into the record otherwise is used.
+    // Only a failed attempt takes entries away: those that were put into the record otherwise are used.
     g_OrvaImlib = OrvaImlib{};
     g_OrvaImlib.debug = fake_debug;
+    g_OrvaImlib.setMainBoardIp = fake_set_main;
+    g_OrvaImlib.setLocalIp = fake_set_local;
     EXPECT_EQ(ORVA_GetDebugFunc(), &fake_debug);
+    EXPECT_EQ(ORVA_SetMainBoardIpAddr(), 0u);
+    EXPECT_EQ(ORVA_SetLocalIpAddr(), 0u);
+    EXPECT_EQ(take_calls(), (Records{"main 0x0 " + hex(net("10.0.0.5")), "local 0x0 0x900000a"}));
+}
+
+// A second library, which refuses and is closed. Its entries must never be called.
+std::atomic<unsigned> g_callsOfTheClosed{0};
+
+std::uint64_t refusing_init(const OrvaImInitRecord *) {
+    return 0;
+}
+
+std::uint32_t closed_set(std::uint64_t, std::uint32_t) {
+    ++g_callsOfTheClosed;
+    return 0;
+}
+
+std::uint32_t closed_debug(OrvaDebugRecord, const char *, std::uint32_t, const char *, ...) {
+    ++g_callsOfTheClosed;
+    return 0;
+}
+
+char g_refusing;
+
+void *symbol_of_the_refusing(const std::string &name) {
+    if (name == "IM_Agent_Init") {
+        return reinterpret_cast<void *>(refusing_init);
+    }
+    return name == "IM_Agent_Debug" ? reinterpret_cast<void *>(closed_debug) : reinterpret_cast<void *>(closed_set);
+}
+
+std::uint64_t quiet_init(const OrvaImInitRecord *) {
+    return 9;
+}
+
+std::uint32_t quiet_set(std::uint64_t handle, std::uint32_t) {
+    EXPECT_EQ(handle, 9u);
+    return 0;
+}
+
+void *symbol_of_the_quiet(const std::string &name) {
+    if (name == "IM_Agent_Init") {
+        return reinterpret_cast<void *>(quiet_init);
+    }
+    return name == "IM_Agent_Debug" ? reinterpret_cast<void *>(fake_debug) : reinterpret_cast<void *>(quiet_set);
+}
+
+// Two agents and no records of the calls, which threads would share.
+void serve_two_agents() {
+    libc().dlopen = [](const char *name, int) -> void * {
+        return std::strcmp(name, "refusing.so") == 0 ? &g_refusing : &g_library;
+    };
+    libc().dlsym = [](void *handle, const char *name) {
+        return handle == &g_refusing ? symbol_of_the_refusing(name) : symbol_of_the_quiet(name);
+    };
+    libc().dlclose = [](void *handle) {
+        EXPECT_EQ(handle, &g_refusing);
+        return 0;
+    };
+}
+
+TEST_F(OrvaImlibTest, InitImlib_AFailedAttemptLeavesABindingAlone) {
+    serve_two_agents();
+    ASSERT_EQ(ORVA_InitImlib("quiet.so", 1, "orva_proc", 5), 0u);
+    ASSERT_EQ(ORVA_InitImlib("refusing.so", 1, "orva_proc", 6), 1u);
+    EXPECT_EQ(ORVA_GetImHandle(), 9u);
+    EXPECT_EQ(g_OrvaImlib.switchBlock, 5u);
+    EXPECT_EQ(g_OrvaImlib.setMainBoardIp, &quiet_set);
+    EXPECT_EQ(g_OrvaImlib.setLocalIp, &quiet_set);
+    EXPECT_EQ(ORVA_GetDebugFunc(), &fake_debug);
+}
+
+TEST_F(OrvaImlibTest, InitImlib_ConcurrentBindersNeverUseAClosedLibrary) {
+    constexpr unsigned kRounds = 2000;
+    serve_two_agents();
+    std::atomic<std::uint32_t> address{1};
+    platform().onEnvGet = [&](const char *, char *buffer, std::uint32_t size) -> std::uint32_t {
+        std::snprintf(buffer, size, "10.0.%u.%u", ++address / 256 % 256, address % 256);
+        return 0;
+    };
+    libc().fopen = [](const char *, const char *) -> FILE * { return nullptr; };
+    std::atomic<bool> isDone{false};
+    std::thread refuser([] {
+        for (unsigned i = 0; i < kRounds; ++i) {
+            EXPECT_EQ(ORVA_InitImlib("refusing.so", 1, "orva_proc", 5), 1u);
+        }
+    });
+    std::thread binder([] {
+        for (unsigned i = 0; i < kRounds; ++i) {
+            EXPECT_EQ(ORVA_InitImlib("quiet.so", 1, "orva_proc", 5), 0u);
+        }
+    });
+    std::thread user([&] {
+        while (!isDone) {
+            ORVA_SetMainBoardIpAddr();
+            EXPECT_NE(ORVA_GetDebugFunc(), &closed_debug);
+        }
+    });
+    refuser.join();
+    binder.join();
+    isDone = true;
+    user.join();
+    EXPECT_EQ(g_callsOfTheClosed, 0u);
+    EXPECT_EQ(ORVA_GetDebugFunc(), &fake_debug);
+    refused = calls_of("fopen");
 }
 
 TEST_F(OrvaImlibTest, InitImlib_TheLocalAndDebugEntriesMayBeMissing) {
@@ -766,6 +875,19 @@ TEST_F(OrvaImlibTest, InitSetProcessInfoFunc_AMissingLibraryIsRecordedWithItsRea
     EXPECT_EQ(take_logs(), (Records{first}));
     EXPECT_EQ(take_calls(), (Records(2, init_calls()[0])));
     EXPECT_EQ(ORVA_GetSetProcessInfoFunc(), nullptr);
+}
+
+// The loader's text is lost with the next look-up, which a sink may make.
+TEST_F(OrvaImlibTest, InitSetProcessInfoFunc_CopiesTheReasonBeforeItLogs) {
+    agent.opens = false;
+    std::size_t recordsBefore = 99;
+    libc().dlerror = [&] {
+        recordsBefore = platform().logs.size();
+        return g_reason;
+    };
+    ORVA_InitSetProcessInfoFunc("libim.so");
+    EXPECT_EQ(recordsBefore, 0u);
+    EXPECT_EQ(take_logs().size(), 2u);
 }
 
 TEST_F(OrvaImlibTest, InitSetProcessInfoFunc_AMissingEntryIsRecordedAndTheLibraryClosed) {

@@ -141,6 +141,20 @@ TEST_F(List, Inserts_GiveTheirCodeAndChangeNothingWithoutMemory) {
     EXPECT_TRUE(take_logs().empty());
 }
 
+TEST_F(List, InsertDataAtHead_DoesNotReadTheOldHeadsLink) {
+    append(1);
+    OrvaListNode stray{};
+    list_->head->prev = &stray; // wrong, as a caller's own unlinking may leave it
+    EXPECT_EQ(ORVA_InsertDataAtHeadOfListWithId(list_, block(), 2), 0u);
+    EXPECT_EQ(ids(), (Ids{2, 1}));
+    EXPECT_EQ(stray.next, nullptr);
+    OrvaListNode *const head = list_->head;
+    EXPECT_EQ(head->prev, nullptr);
+    OrvaListNode *const second = head->next;
+    EXPECT_EQ(second->prev, head);
+    EXPECT_EQ(list_->tail, second);
+}
+
 TEST_F(List, InsertDataToList_OnAnEmptyListMakesTheNodeHeadAndTail) {
     void *const data = block();
     EXPECT_EQ(ORVA_InsertDataToList(list_, data, nullptr), 0u);

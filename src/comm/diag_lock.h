@@ -1,0 +1,83 @@
+// The diagnostic manager's mutex, for a scope, safe beside signal handlers, cancellation and fork.
+//
+// A signal handler may interrupt its own thread anywhere in the manager. It must neither wait for that thread nor
+// read what the thread is changing. So each thread says where it is: outside, reading (a mark is set, the mutex is
+// not held) or inside (from before the mutex is taken until after it is released, and while memory is allocated). In
+// a handler that interrupts a reader, known keys are decided as usual and new ones are let through; in a handler that
+// interrupts its thread inside, every record is let through. Cancellation is held off from the lock or mark to its
+// release.
+#ifndef ORVA_DIAG_LOCK_H
+#define ORVA_DIAG_LOCK_H
+
+#include <cstdint>
+
+#include "cancel_hold.h"
+#include "orva_comm.h"
+#include "orva_diag.h"
+
+namespace orva {
+
+enum class DiagPlace : std::uint8_t { kOutside, kReading, kInside };
+
+// Of the calling thread.
+extern constinit thread_local DiagPlace t_diagPlace;
+
+[[nodiscard]] inline DiagPlace diag_place() {
+    const DiagPlace place = __atomic_load_n(&t_diagPlace, __ATOMIC_RELAXED);
+    __atomic_signal_fence(__ATOMIC_SEQ_CST);
+    return place;
+}
+
+inline void set_diag_place(DiagPlace place) {
+    __atomic_signal_fence(__ATOMIC_SEQ_CST);
+    __atomic_store_n(&t_diagPlace, place, __ATOMIC_RELAXED);
+    __atomic_signal_fence(__ATOMIC_SEQ_CST);
+}
+
+// Sets the calling thread's place for a scope.
+class DiagPlaceScope {
+public:
+    explicit DiagPlaceScope(DiagPlace place) : previous_(diag_place()) {
+        set_diag_place(place);
+    }
+    ~DiagPlaceScope() {
+        set_diag_place(previous_);
+    }
+    DiagPlaceScope(const DiagPlaceScope &) = delete;
+    DiagPlaceScope &operator=(const DiagPlaceScope &) = delete;
+
+private:
+    DiagPlace previous_;
+};
+
+// Holds the manager's mutex for a scope, or up to release(). Without a manager, or when the mutex cannot be locked,
+// only the place and the hold of cancellation remain.
+class DiagLock {
+public:
+    explicit DiagLock(const OrvaDiagMgr *manager)
+        : inside_(DiagPlace::kInside), mutex_(manager == nullptr ? nullptr : manager->mutex) {
+        mutex_ = ORVA_MutexP(mutex_) == ORVA_OK ? mutex_ : nullptr;
+    }
+    ~DiagLock() {
+        release();
+    }
+    DiagLock(const DiagLock &) = delete;
+    DiagLock &operator=(const DiagLock &) = delete;
+
+    // The thread stays inside, and cancellation held off, to the end of the scope.
+    void release() {
+        if (mutex_ != nullptr) {
+            ORVA_MutexV(mutex_);
+            mutex_ = nullptr;
+        }
+    }
+
+private:
+    CancelHold cancelHold_;
+    DiagPlaceScope inside_;
+    void *mutex_;
+};
+
+} // namespace orva
+
+#endif
