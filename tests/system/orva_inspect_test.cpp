@@ -300,7 +300,7 @@ TEST_F(Inspect, Code_ShowsSiteReasonAndNames) {
                   "0xffff1234  site 0xffff, reason 0x1234 (unknown)\n"
                   "  no name of the library\n"
                   "0x00000016  no site\n"
-                  "  ORVA_ERR_TIME_ARGUMENT (orva_comm.h), returned by ORVA_GMT_SystimeGet\n"
+                  "  ORVA_ERR_TIME_ARGUMENT (orva_comm.h), returned by KELD_LOCAL_SystimeGet, ORVA_GMT_SystimeGet\n"
                   "0x00000001  no site\n"
                   "  ORVA_FAILED (orva_types.h)\n"
                   "0x00000000  no site\n"
