@@ -34,7 +34,7 @@ typedef struct {
     uint32_t rs485Switch;   /**< 1 = RS485 packets are dumped. */
 } OrvaDebugSwitch;
 
-/** The switches of the process. The spelling of the name is part of the interface. */
+/** The switches of the process. Compat: callers' code. The name is spelled so. */
 ORVA_API extern OrvaDebugSwitch g_sOrvaDebugSwtich;
 
 #define ORVA_PACKET_UDP 0u   /**< Packet type: UDP. */
@@ -296,7 +296,8 @@ ORVA_API void ORVA_DEBUG_OutPacket(uint32_t module, const char *name, const uint
  *
  * The next byte is data[len - *remaining]. As many bytes are written as fit and are left, fewer when formatting
  * fails. Call again with a fresh buffer while *remaining is not 0 and falls. Nothing is done when *remaining is 0 or
- * above `len`, when `outSize` is below 4, or for a null pointer. The spelling of the name is part of the interface.
+ * above `len`, when `outSize` is below 4, or for a null pointer. Compat: callers' code. The name is
+ * spelled so.
  *
  * @param[in]     data      The whole packet.
  * @param[in]     len       Bytes of the packet.

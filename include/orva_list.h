@@ -141,7 +141,7 @@ ORVA_API uint32_t ORVA_InsertDataToList(OrvaList *list, void *data, OrvaListNode
  * Inserts a data block with an id before a node, or appends it at the tail. Constant time. Thread-safe for distinct
  * objects.
  *
- * The id is before the data here, after it in the head insert and the tail append.
+ * Compat: callers' code. The id is before the data here, after it in the head insert and the tail append.
  *
  * @param[in,out] list       The list.
  * @param[in]     id         The node's id, any value.

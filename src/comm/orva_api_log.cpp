@@ -220,7 +220,8 @@ void close_report(Report &report, std::uint32_t line = __builtin_LINE()) {
 
 void log_refusal(std::uint32_t result, std::uint32_t line) {
     if (result != 0) {
-        orva::log_mem_copy_code_error(kArea, result, line); // Kept: the wording for a log that refuses a record.
+        // Compat: texts that others parse. A log that refuses a record is reported as a failed copy.
+        orva::log_mem_copy_code_error(kArea, result, line);
     }
 }
 
@@ -287,7 +288,7 @@ void ORVA_DiagFemaByType(uint32_t infoId, uint32_t slot, uint32_t fruId, uint32_
     va_start(args, format);
     Report report = open_report(1, format, args);
     va_end(args);
-    // Compat: this formatter alone does not report a line that cannot be built; readers of the error log know it so.
+    // Compat: texts that others parse. The one formatter that does not report a line that does not fit.
     if (!report.isGivenUp && build_typed(report, infoId, slot, fruId, type) >= 0) {
         send(report, infoId, word3);
     }
@@ -421,6 +422,7 @@ uint32_t ORVA_GetTtyPath(char *resolved, [[maybe_unused]] uint64_t resolvedLen) 
         return ORVA_FAILED;
     }
     char *name = console + kConsoleNameStart;
+    // Compat: callers' code. Only a comma ends the console's name; an empty name gives /dev.
     auto *comma = static_cast<char *>(std::memchr(name, ',', kConsoleNameSize));
     if (comma == nullptr) {
         return ORVA_FAILED;

@@ -10,6 +10,7 @@
 #include "log_record.h"
 #include "safeio.h"
 
+// Compat: callers' code. Testers' scripts use the names, odd spellings and casing included.
 constexpr char g_acStubParaBuf[ORVA_STUB_TYPES][ORVA_STUB_NAME_SIZE] = {
     "pmSwitch",                    // 0
     "pmCable",                     // 1
@@ -247,7 +248,8 @@ consteval bool names_are_distinct() {
 }
 static_assert(names_are_distinct());
 
-// Kept: only the first occurrence counts, so a name in which the row's name occurs twice does not match that row.
+// Compat: callers' code. A name in which a row's name occurs twice does not match that row: only the first occurrence
+// counts.
 bool ends_with_row(const char *name, const char *rowName) {
     const char *const first = std::strstr(name, rowName);
     return first != nullptr && first[std::strlen(rowName)] == '\0';
@@ -311,6 +313,8 @@ void ORVA_STUB_GetCaseValue(std::uint32_t, void *dst, std::uint32_t widthCode, s
     }
 }
 
+// Compat: callers' code. For a stub type above 212 each reader returns its first argument; only 0 means that a stub
+// is set.
 std::uint32_t ORVA_STUB_GetStubValue(std::uint32_t stubType, void *dst, std::uint32_t widthCode) {
     return value_of(ORVA_simulateGetRoot(), stubType, dst, widthCode);
 }

@@ -58,6 +58,7 @@ uint32_t ORVA_AGENT_CheckReqMsgValidity(uint8_t ownSlot, const uint32_t *header)
 
 void ORVA_AGENT_CheckReqMsgValidityPath() {}
 
+// Compat: callers' code. Unlike a request, a reply calls no hook and is refused when it is for all boards.
 uint32_t ORVA_AGENT_CheckAckMsgValidity(uint8_t ownSlot, const uint32_t *header) {
     const auto words = orva::load_host<HeaderWords>(header);
     if (words.kind != ORVA_AGENT_REPLY) {
@@ -124,6 +125,8 @@ uint32_t ORVA_AGENT_IsCheckBetweenBoardI2cMode(uint8_t mode) {
 void ORVA_AGENT_SetGlobalCfgByFourBit(uint8_t value, uint8_t *bitmap, uint32_t startBit) {
     for (std::uint32_t k = 0; k < 4; ++k) {
         const std::uint64_t bit = std::uint64_t{startBit} + k;
+        // Compat: callers' code. Bits that are 0 are not cleared; a caller that lowers an item clears its group
+        // first.
         if ((value >> k & 1u) != 0) {
             bitmap[bit / 8] = static_cast<std::uint8_t>(bitmap[bit / 8] | 1u << bit % 8);
         }

@@ -87,6 +87,8 @@ uint32_t ORVA_QueueCreate(uint32_t module, uint32_t *queueId) {
     if (result != ORVA_OK) {
         return result;
     }
+    // Compat: callers' code. A missing key file gives the key -1, which is used like any other; processes without the
+    // file meet on it.
     const key_t key = ftok(path, static_cast<int>(module));
     std::uint32_t id = 0;
     result = ORVA_QueueCreateTry(key, &id);
@@ -113,6 +115,7 @@ uint32_t ORVA_QueueCreateTry(int32_t key, uint32_t *queueId) {
             *queueId = static_cast<std::uint32_t>(id);
             return ORVA_OK;
         }
+        // Compat: callers' code. Identifier 0 means no queue in their records, so a queue 0 is never returned.
         remove_queue(0);
     }
     return ORVA_ERR_QUEUE_TRY_ZERO;
@@ -174,6 +177,7 @@ uint32_t ORVA_QueueClear(uint32_t queueId) {
     if (buffer == nullptr) {
         return ORVA_ERR_QUEUE_CLEAR_MEMORY;
     }
+    // Compat: callers' code. The pass ends at the first read that gives 0; a foreign or an empty message ends it.
     while (ORVA_QueueAsyRead(queueId, buffer.get(), ORVA_QUEUE_PAYLOAD_MAX, 0) != 0) {
     }
     orva::release_block(buffer);
@@ -191,6 +195,7 @@ uint32_t ORVA_AGENT_WriteQueue(int32_t pipeFd, uint32_t queueId, const void *pay
     if (result != ORVA_OK) {
         return result;
     }
+    // Compat: callers' code. The result of the wake-up is ignored; a full pipe wakes its reader anyway.
     ORVA_WritePipe(pipeFd);
     return ORVA_OK;
 }

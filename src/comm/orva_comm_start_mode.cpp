@@ -73,6 +73,7 @@ uint32_t ORVA_GetIndependPwrOffFlag(uint8_t slot, uint8_t index) {
         unsigned lineIndex = 0;
         unsigned flag = 0;
         const int parsed = sscanf_s(line, "independ_%u_%u:%u;", &lineSlot, &lineIndex, &flag);
+        // Compat: callers' code. An empty or blank line ends the search; a line that switches off does not.
         if (parsed < 0) {
             return 0;
         }

@@ -83,6 +83,7 @@ uint32_t ORVA_CreatMutex(uint32_t tag, void **mutex) {
     }
     result = pthread_mutex_init(object.get(), &attribute);
     if (result != 0) {
+        // Compat: texts that others parse. The text has a blank before the colon.
         LOG_MUTEX_FAILURE("Failed to init mutex ", result);
         pthread_mutexattr_destroy(&attribute);
         orva::release_block(object);
@@ -90,7 +91,7 @@ uint32_t ORVA_CreatMutex(uint32_t tag, void **mutex) {
     }
     *mutex = object.get();
     ORVA_AddSemTable(address_of(object.release()), tag);
-    return ORVA_OK; // Kept: the attribute is left as it is here.
+    return ORVA_OK; // The attribute owns no memory and is not destroyed here.
 }
 
 uint32_t ORVA_MutexP(void *mutex) {
@@ -114,6 +115,7 @@ int32_t ORVA_CreatePipe(int32_t *fds, uint64_t count) {
         ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, orva::kRuntimeLogModule, kErrorCode,
                          "Failed to change pipe mode to nonblock type. ErrorNo = %d.", errno);
     }
+    // Compat: callers' code. With fewer than two entries the pipe is created, stays open, and `fds` is unchanged.
     result = memcpy_s(fds, count * sizeof *fds, ends, sizeof ends);
     if (result != 0) {
         orva::log_mem_copy_error(kArea, result);

@@ -20,6 +20,7 @@ constexpr orva::Area kArea = orva::make_area("src/comm/orva_comm");
 void ORVA_SafeSleep(uint32_t milliseconds) {
     int result = 0;
     do {
+        // Compat: callers' code. An interrupted sleep starts again at its full length.
         timeval timeout{static_cast<time_t>(milliseconds / 1000),
                         static_cast<suseconds_t>(milliseconds % 1000) * 1000};
         result = select(0, nullptr, nullptr, nullptr, &timeout);
@@ -29,6 +30,7 @@ void ORVA_SafeSleep(uint32_t milliseconds) {
 uint32_t ORVA_TickGet(void) {
     timeval now{};
     if (gettimeofday(&now, nullptr) != 0) {
+        // Compat: callers' code. The failure code cannot be told from a tick.
         return ORVA_ERR_TICK;
     }
     return static_cast<std::uint32_t>(now.tv_sec) * 1000000u + static_cast<std::uint32_t>(now.tv_usec);
@@ -68,6 +70,7 @@ uint32_t ORVA_GetSysTime(MIRO_SYSTIME *time) {
     if (MIRO_SystimeGet(&now) != 0) {
         return ORVA_FAILED;
     }
+    // Compat: bytes in memory. Byte 7 of the caller's record keeps its value.
     now.reserved = time->reserved;
     *time = now;
     return ORVA_OK;

@@ -81,6 +81,7 @@ uint32_t ORVA_GetQarlDeadLoopHookFunc(OrvaDeadLoopHook *hook) {
     return ORVA_OK;
 }
 
+// Compat: callers' code. The name says Qarl, although it works on the other library.
 uint32_t ORVA_GetQarlDeadLoopHookRegFunc(void) {
     void *const library = ORVA_GetWendoDeadLoopHandle();
     if (library == nullptr) {
@@ -111,6 +112,7 @@ void ORVA_RegWendoDeadloop(void) {
     if (result == ZEB_HOOK_INVALID_INPUT) {
         LOG_DEADLOOP("ORVA RegWendoDeadloop: Input invalid.");
     } else if (result == ZEB_HOOK_TAKEN) {
+        // Compat: texts that others parse. "registerd" is spelled so.
         LOG_DEADLOOP("ORVA RegWendoDeadloop: Hook registerd by others.");
     }
 }
@@ -127,5 +129,7 @@ void ORVA_CheckAndRepairDeadloop(void) {
         return;
     }
     const std::uint32_t result = orva::as_entry<CheckAndRepair>(g_orvaQarlDeadLoop.entry)();
+    // Compat: texts that others parse. "repaire" is spelled so, and a result of 0 is an error record too: every
+    // attempt leaves a trace.
     ORVA_LOG_GATED_ERROR("deadloop check and repaire ret : 0x%x", result);
 }

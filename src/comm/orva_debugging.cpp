@@ -68,6 +68,7 @@ void ORVA_DEBUG_SetLogSwitchOn(uint32_t moduleMask, uint32_t slotId) {
     ORVA_DEBUG_SetCurLogLevel(kAllLevels);
 }
 
+// Compat: callers' code. Switching off with a mask of zero switches everything off, not nothing.
 void ORVA_DEBUG_SetLogSwitchOff(uint32_t moduleMask) {
     if ((moduleMask & kModuleBits) != 0) {
         ORVA_DEBUG_SetCurLogModule(ORVA_DEBUG_GetCurLogModule() & ~moduleMask);

@@ -177,8 +177,9 @@ Insertion insert(const OrvaDiagMgr *manager, OrvaDiagNode &node, OrvaDiagItem &i
     return result;
 }
 
-// Adds the item of a key's first record, or returns null. Compat: an equal item that came first is not returned; its
-// record is let through uncounted, which the failure count (91) tells readers of the manager's dump.
+// Adds the item of a key's first record, or returns null.
+// Compat: callers' code. An equal item that another thread inserted first is not returned; the record is let through
+// uncounted.
 OrvaDiagItem *add_item(OrvaDiagMgr *manager, OrvaDiagNode &node, std::uint32_t keyId) {
     if (orva::diag_place() != DiagPlace::kOutside) {
         return nullptr; // in a signal handler: the look-up or the allocation of its own thread cannot end before it
@@ -439,7 +440,7 @@ uint32_t ORVA_DiagInit(uint32_t count, uint32_t baseDiagId) {
     if (g_orvaDiagMgr != nullptr) {
         return ORVA_OK;
     }
-    // Compat: this test is made in 32 bits and the next one in 64; callers tell the two codes apart.
+    // Compat: callers' code. The test for a wrapped size is made in 32 bits, the next one in 64.
     constexpr auto kHead = static_cast<std::uint32_t>(sizeof(OrvaDiagMgr));
     if (count * static_cast<std::uint32_t>(sizeof(OrvaDiagNode *)) == UINT32_MAX - kHead + 1) {
         orva::log_check_true_error(kWrapLine);

@@ -95,6 +95,8 @@ void ORVA_DiagMgrTimerSchdule(void) {
     }
 }
 
+// Compat: callers' code. Outside single-process mode the clock does not advance, so each key is muted after 48
+// records.
 void ORVA_DiagMgrTimerThread(void) {
     for (const std::uint32_t capability : kThreadCapabilities) {
         ORVA_DeleteCap(0, capability);

@@ -196,6 +196,7 @@ uint32_t ORVA_GetDeviceRunState(void) {
     ORVA_DIAGLOG(ret, orva::kDiagCode, kDiagEvent, 0, 0, "Get product_family_type is %s.", family);
     const auto runState = static_cast<std::uint32_t>(std::strtol(family, nullptr, 10));
     orva::relaxed_store(&g_selfBoardBase.deviceRunState, runState);
+    // Compat: callers' code. A family type out of range is cached and returned as it is.
     if (runState >= ORVA_RUN_STATE_LIMIT) {
         ORVA_DIAGLOG(0, orva::kDiagCode, kDiagEvent, 0, 0, "product_family_type is out of range.");
     }
@@ -349,6 +350,7 @@ uint32_t ORVA_DRVADP_GetEnvOfChassisId(uint32_t *chassisId) {
     return ORVA_OK;
 }
 
+// Compat: callers' code. The only reader of the environment that reports a missing key.
 uint32_t ORVA_DRVADP_GetEnvOfStackId(uint32_t *stackId) {
     if (stackId == nullptr) {
         return ORVA_ERR_ENV_STACK_ID_NULL;
@@ -510,6 +512,8 @@ uint32_t ORVA_GetSubNetMask(uint32_t boardType, uint32_t *mask) {
                            : ORVA_GetBakEthInfoMask(mask, SIOCGIFNETMASK);
 }
 
+// Compat: callers' code. A second-lowest octet of 255 gives 1 in the third octet, so that the result stays out of
+// 172.16.0.x.
 uint32_t ORVA_ComputerSubNetIpAddress(int32_t ip) {
     constexpr std::uint32_t kThirdOctet = 0xFF00;
     constexpr std::uint32_t kThirdOctetLowBit = 0x0100;

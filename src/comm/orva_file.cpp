@@ -82,6 +82,7 @@ bool prepare_fan_log_folder() {
         }
     }
     if (access(kFanLogFolder, F_OK) != 0) {
+        // Compat: texts that others parse. "acess" is spelled so.
         ORVA_LOG_FAN_DEBUG("[SEL SaveFile]Failed to acess dir, err: %s.", std::strerror(errno));
         return false;
     }
@@ -92,6 +93,7 @@ bool prepare_fan_log_folder() {
 
 void write_fan_hex(std::FILE *file, const std::uint8_t *data, std::uint32_t length) {
     for (std::uint32_t i = 0; i < length; ++i) {
+        // Compat: texts that others parse. A line ends in a carriage return, a line feed and one blank.
         const bool lineEnd = i % kFanBytesPerLine == kFanBytesPerLine - 1 || i == length - 1;
         std::fprintf(file, lineEnd ? "%02x\r\n " : "%02x ", unsigned{data[i]});
     }
@@ -201,6 +203,7 @@ uint32_t ORVA_Fchmod(const char *path, uint32_t mode) {
     const std::unique_ptr<char, FreeResolved> resolved(realpath(path, nullptr));
     if (resolved == nullptr) {
         const int error = errno;
+        // Compat: texts that others parse. "abolute" is spelled so.
         ORVA_FILE_REPORT("Get abolute path(%s) unsuccessfully, errno: %s.", path == nullptr ? "" : path,
                          std::strerror(error));
         return ORVA_ERR_FCHMOD_RESOLVE;

@@ -304,6 +304,8 @@ uint32_t ORVA_CreateImlibIpAddrTimer(const char *processName) {
                          ret);
         return ret;
     }
+    // Compat: callers' code. A refused timer leaves the module registered, so that a second call does nothing and
+    // succeeds.
     ret = MIRO_ReltmrCbkStart(&g_OrvaImlib.ipChkTimer, g_OrvaImlib.timerModule, ORVA_IMLIB_TIMER_MS, 0, nullptr,
                               MIRO_TIMER_PERIODIC, ORVA_InitImlibAndSetIpAddrChk);
     if (ret != ORVA_OK) {
@@ -458,8 +460,8 @@ uint32_t ORVA_GetIpAddrFromEnv(const char *key, uint32_t *ip) {
         return ret;
     }
     text[sizeof text - 1] = '\0';
-    // Compat: only the file's value is tested for kNoAddress. Agents get 0xFFFFFFFF for a text that is not an
-    // address.
+    // Compat: callers' code. Only the file's address is tested for kNoAddress; one of the environment may be
+    // 0xFFFFFFFF.
     *ip = inet_addr(text);
     return ORVA_OK;
 }

@@ -160,6 +160,7 @@ uint32_t ORVA_DeleteNodeInList(OrvaList *list, OrvaListNode *node) {
     return ORVA_OK;
 }
 
+// Compat: callers' code. Unlinking a node does not free its record; the caller owns it again.
 void ORVA_DeleteOneNodeDirectly(OrvaList *list, OrvaListNode *node) {
     unlink(*list, *node);
     free_data(*node);

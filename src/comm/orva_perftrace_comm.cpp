@@ -115,6 +115,7 @@ void ORVA_PerfTraceRecordEnd(OrvaTrace *trace, uint32_t index) {
     const ThreadTime now = thread_time();
     point->endNsec = now.nsec;
     point->endSec = now.sec;
+    // Compat: bytes in memory. A sample is computed in 32 bits and wraps at about 4.29 s.
     const std::uint32_t sample =
         (point->endSec - point->beginSec) * kNanosecondsPerSecond + (point->endNsec - point->beginNsec);
     add_sample(*point, sample);

@@ -87,7 +87,8 @@ uint32_t ORVA_IsWindCheckPower(const char *itemLabel, const char *label) {
     if (year > kWindCheckLastYear) {
         return 0;
     }
-    // Kept: an exclusion of its own, though the last comparison would answer the same.
+    // Compat: callers' code. One part code is excluded on its own, although the last comparison would answer the
+    // same.
     if (code.is(kNoWindCheckPartCode)) {
         return 0;
     }

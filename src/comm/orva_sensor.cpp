@@ -9,6 +9,7 @@
 
 namespace {
 
+// Compat: callers' code. The LUN mask is 0x11, not IPMI's two bits.
 constexpr std::uint32_t kOwnerLunMask = 0x11;
 constexpr std::uint32_t kFixCardSystemId = 2;
 
@@ -16,6 +17,8 @@ constexpr std::uint32_t kLinear11Mantissa = 0x3FF;
 constexpr std::uint32_t kLinear11NegativeExponent = 0x8000;
 constexpr unsigned kLinear11ExponentShift = 11;
 constexpr std::uint32_t kLinear11ShiftMask = 0xF;
+// Compat: callers' code. A LINEAR11 result above the limit becomes the word shifted right by three; the mantissa's
+// sign is ignored.
 constexpr std::uint32_t kLinear11Limit = 500;
 
 constexpr double kLinear16Q9Step = 0.001953125; // 2^-9

@@ -66,7 +66,8 @@ void print_sensors(const OrvaSimulateRoot *root) {
     }
 }
 
-// Kept: every counted entry, also those past the list; they are reached by address, not by index.
+// Compat: texts that others parse. The dump prints every counted entry, also those past the list; they are reached by
+// address.
 void print_stubs(const OrvaSimulateRoot *root) {
     const char *entry = reinterpret_cast<const char *>(root) + offsetof(OrvaSimulateRoot, stubs);
     for (std::uint32_t i = 0; i < root->stubCount; ++i, entry += sizeof(OrvaStubItem)) {
@@ -129,7 +130,8 @@ void ORVA_SimulateSensorAddItem(OrvaSimulateRoot *root, const OrvaSimulateSensor
     }
     const SensorKey key = key_of(*req);
     if (OrvaSimulateSensorItem *const present = find_sensor(root, key); present != nullptr) {
-        present->sensorMask = static_cast<std::uint8_t>(req->sensorMask); // Kept: the value stays.
+        // Compat: callers' code. A sensor that is present keeps its value.
+        present->sensorMask = static_cast<std::uint8_t>(req->sensorMask);
         return;
     }
     if (root->sensorCount >= ORVA_SIMULATE_SENSORS) {

@@ -52,7 +52,7 @@ void store_slots(std::uint8_t (&slots)[N], std::uint8_t count, const void *item)
     std::memcpy(slots, tlv::value_of(item), std::min<std::size_t>(count, N));
 }
 
-// Two encoders return the low word of the record's address when `out` is null.
+// Compat: callers' code. Two encoders return the low word of the record's address when `out` is null.
 template <const auto &kTable>
 std::uint32_t encode_or_address(const void *record, void *out) {
     if (out == nullptr) {

@@ -111,6 +111,7 @@ std::uint32_t ORVA_TLV_Encode(const OrvaTlvDes *table, std::uint32_t rowCount, c
     if (table == nullptr || hostStruct == nullptr || outBuf == nullptr) {
         return 0;
     }
+    // Compat: bytes on the wire. The header and the result carry the computed size, not the bytes written.
     const std::uint32_t size = orva::block_size(table, rowCount);
     write_block(static_cast<Bytes>(outBuf), static_cast<ConstBytes>(hostStruct), table, rowCount, size);
     return size;

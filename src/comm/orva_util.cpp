@@ -207,13 +207,14 @@ uint32_t ORVA_DeleteCap(uint32_t ofThisProcess, uint32_t capability) {
                                 "[ChangeCap] capget unsuccessfully, return %u strerr: %s.",
                                 static_cast<unsigned>(ret), std::strerror(errno));
     }
-    // Kept: the sets have 32 bits, so capabilities 32 to 40 clear bits 0 to 8.
+    // Compat: callers' code. The sets have 32 bits, so capabilities 32 to 40 clear bits 0 to 8.
     const std::uint32_t others = ~(1u << (capability & kCapabilityMask));
     sets[0].effective &= others;
     sets[0].permitted &= others;
     sets[0].inheritable &= others;
     ret = capset(&header, sets);
     if (ret != 0) {
+        // Compat: texts that others parse. The text has two blanks after the comma.
         return ORVA_LOG_PROCESS(kCapLogType, orva::kLogModule, kCapLogCode,
                                 "capset unsuccessfully,  return %u, strerr: %s", static_cast<unsigned>(ret),
                                 std::strerror(errno));
@@ -239,6 +240,7 @@ char *ORVA_StrTrim(char *str, uint32_t size) {
 double ORVA_Rounding(double value) {
     const std::int32_t tenths = saturated(value * 10.0);
     const std::int32_t whole = tenths / 10;
+    // Compat: callers' code. Negative values are not rounded but truncated toward zero.
     return tenths - whole * 10 > 4 ? whole + 1 : whole;
 }
 
@@ -260,7 +262,7 @@ uint32_t ORVA_CalValueByLineAdj(int32_t x1, int32_t y1, int32_t x2, int32_t y2, 
     }
     const std::int32_t run = wrapped_difference(x2, x1); // never 0; never -1, since x2 is not ORVA_LINE_POINT_ABSENT
     const std::int32_t product = wrapped_product(wrapped_difference(x, x1), wrapped_difference(y2, y1));
-    // Kept: any remainder adds 1, below zero too.
+    // Compat: callers' code. A division with a remainder adds 1, below zero too.
     const std::int32_t rest = product % run != 0 ? 1 : 0;
     *y = wrapped_sum(y1, wrapped_sum(product / run, rest));
     return ORVA_OK;
@@ -273,7 +275,7 @@ uint32_t ORVA_GetRandValue(void) {
     }
     const int tracked = orva::register_descriptor(fd, orva::OwnerResult::kIgnored);
     if (tracked < 0) {
-        return 0; // Compat: the plain descriptor stays open, as callers that count descriptors know it.
+        return 0; // Compat: callers' code. A descriptor that cannot be registered stays open.
     }
     std::uint32_t value = 0;
     read_s(tracked, &value, sizeof value);

@@ -57,7 +57,7 @@ TEST(DeleteCap, DropsOneCapabilityOfTheCallingThread) {
         EXPECT_EQ(run_in_child([=] { return drop_and_compare(0, capability, capability); }), 0) << capability;
         EXPECT_EQ(run_in_child([=] { return drop_and_compare(1, capability, capability); }), 0) << capability;
     }
-    // Kept: from 32 on the bit is counted from 0 again.
+    // From 32 on the bit is counted from 0 again.
     EXPECT_EQ(run_in_child([] { return drop_and_compare(0, 33, 1); }), 0);
     EXPECT_EQ(run_in_child([] { return drop_and_compare(0, 40, 8); }), 0);
 }
