@@ -5,7 +5,7 @@
  * A formatter takes the position of the failing thing and a text in the manner of printf. It truncates the text to
  * 511 characters, removes one newline at its end, builds one line of at most 591 characters and passes it to a log:
  * - Fault records go to the diagnostic log (ORVA_DIAGLOG), which truncates the line to 511 characters, so that the
- * end of a long text is lost to the position in front of it.
+ *   end of a long text is lost to the position in front of it.
  * - Security events go to the security log and to the life-cycle log, whole.
  *
  * Each formatter uses 512 and 592 bytes of the library's partition while it runs. It writes nothing when they cannot

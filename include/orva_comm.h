@@ -475,7 +475,7 @@ ORVA_API uint32_t ORVA_GMT_SystimeGet(MIRO_ZONETIME *time);
  * Reads the wall clock. Thread-safe for distinct objects.
  *
  * @param[out] seconds Receives the low 32 bits of the seconds since 1970-01-01 00:00 UTC; 0 when the clock could not
- * be read.
+ *                     be read.
  * @retval ORVA_OK     `seconds` holds the time.
  * @retval ORVA_FAILED `seconds` is null, or the clock could not be read.
  */
@@ -510,7 +510,7 @@ ORVA_API void ORVA_TransSysTimeToStr(char *text, size_t size, OrvaCalendarTime t
  *                     does not fit, and unchanged when the time has no calendar form. Must not be null.
  * @param[in]  size    Bytes at `text`.
  * @return Number of characters without the zero; negative, with an error record, when the text does not fit or the
- * time has no calendar form.
+ *         time has no calendar form.
  */
 ORVA_API int32_t ORVA_TransSecToLocalTime(time_t seconds, char *text, uint32_t size);
 
@@ -559,7 +559,7 @@ ORVA_API void ORVA_COMM_Crc16CheckSum(const uint8_t *data, uint32_t length, uint
  * @param[in]     data   The bytes, at any address; not checked for null.
  * @param[in]     length Number of bytes.
  * @param[in,out] crc    In the start value, out the register, host byte order; not checked for null, and written for
- * a length of 0 too.
+ *                       a length of 0 too.
  */
 ORVA_API void ORVA_PWR_CheckCrc16Sum(const uint8_t *data, uint32_t length, uint16_t *crc);
 
@@ -709,7 +709,7 @@ ORVA_API uint32_t ORVA_AGENT_CheckAckMsgValidity(uint8_t ownSlot, const uint32_t
  * Checks a received length against the length of the packet; a failure leaves a debug record. Thread-safe.
  *
  * @param[in] module  ORVA_PACKET_MODULE_TQ9XA to ORVA_PACKET_MODULE_AGENT_MGR. It indexes a table of names unchecked:
- * a higher number reads outside the table when the check fails.
+ *                    a higher number reads outside the table when the check fails.
  * @param[in] realLen Received bytes.
  * @param[in] pktLen  Bytes of the packet.
  * @retval ORVA_OK     `realLen` is at most `pktLen`.
@@ -870,9 +870,8 @@ ORVA_API void ORVA_AGENT_ChgVltInfoMsgToHost(void *body);
 ORVA_API void ORVA_AGENT_ChgVltInfoMsgToNet(void *frame);
 
 /**
- * MpuMngSensorInfo, to host byte order: L0, 4, 8, 12; S(24 + 12i) and L(28 + 12i) for i below the count at 16, 68
- * at most; S(840 + 12i) and L(844 + 12i) for i below the count at 17, 168 at most. Thread-safe for distinct
- * objects.
+ * MpuMngSensorInfo, to host byte order: L0, 4, 8, 12; S(24 + 12i) and L(28 + 12i) for i below the count at 16, 68 at
+ * most; S(840 + 12i) and L(844 + 12i) for i below the count at 17, 168 at most. Thread-safe for distinct objects.
  *
  * @param[in,out] body 2852 bytes for full arrays.
  */
@@ -889,18 +888,18 @@ ORVA_API void ORVA_AGENT_ChgMpuMngSensorInfoToHost(void *body);
 ORVA_API void ORVA_AGENT_ChgMpuMngSensorInfoToNet(void *body);
 
 /**
- * MpuMngSensorInfo, to network byte order: S0; L8, 12, 16, 20; S(32 + 12i) and L(36 + 12i) for i below the count
- * at 24, 68 at most; S(848 + 12i) and L(852 + 12i) for i below the count at 25, 168 at most. Thread-safe for
- * distinct objects.
+ * MpuMngSensorInfo, to network byte order: S0; L8, 12, 16, 20; S(32 + 12i) and L(36 + 12i) for i below the count at
+ * 24, 68 at most; S(848 + 12i) and L(852 + 12i) for i below the count at 25, 168 at most. Thread-safe for distinct
+ * objects.
  *
  * @param[in,out] frame 2860 bytes for full arrays.
  */
 ORVA_API void ORVA_AGENT_ChgMpuMngSensorInfoMsgToNet(void *frame);
 
 /**
- * SubCardInfo, to host byte order: L0, 4, 8, 12, 16; L(24 + 8i) for i below the count at 21, 14 at most; for i
- * below the count at 22 S(140 + 22i) and S(142 + 22i), 168 at most, and S(3838 + 22i) and S(3840 + 22i), 68 at
- * most. Thread-safe for distinct objects.
+ * SubCardInfo, to host byte order: L0, 4, 8, 12, 16; L(24 + 8i) for i below the count at 21, 14 at most; for i below
+ * the count at 22 S(140 + 22i) and S(142 + 22i), 168 at most, and S(3838 + 22i) and S(3840 + 22i), 68 at most.
+ * Thread-safe for distinct objects.
  *
  * It calls no hook, unlike the other direction.
  *
@@ -909,9 +908,9 @@ ORVA_API void ORVA_AGENT_ChgMpuMngSensorInfoMsgToNet(void *frame);
 ORVA_API void ORVA_AGENT_ChgSubCardInfoMsgToHost(void *body);
 
 /**
- * SubCardInfo, to network byte order: S0; L8, 12, 16, 20, 24; L(32 + 8i) for i below the count at 29, 14 at most;
- * for i below the count at 30 S(148 + 22i) and S(150 + 22i), 168 at most, and S(3846 + 22i) and S(3848 + 22i), 68
- * at most. Thread-safe for distinct objects.
+ * SubCardInfo, to network byte order: S0; L8, 12, 16, 20, 24; L(32 + 8i) for i below the count at 29, 14 at most; for
+ * i below the count at 30 S(148 + 22i) and S(150 + 22i), 168 at most, and S(3846 + 22i) and S(3848 + 22i), 68 at
+ * most. Thread-safe for distinct objects.
  *
  * Calls ORVA_AGENT_ChgSubCardInfoMsgToNetPath.
  *
@@ -956,8 +955,8 @@ ORVA_API void ORVA_AGENT_ChgCardHumidMsgToNet(void *frame);
 ORVA_API void ORVA_AGENT_ChgSimulateMsgToHost(void *body);
 
 /**
- * Simulate, to network byte order: S0; L(12 + 40i) and L(16 + 40i) for i below the count, the word at 8 in host
- * byte order, 32 at most; then L8. Thread-safe for distinct objects.
+ * Simulate, to network byte order: S0; L(12 + 40i) and L(16 + 40i) for i below the count, the word at 8 in host byte
+ * order, 32 at most; then L8. Thread-safe for distinct objects.
  *
  * @param[in,out] frame 1260 bytes for a full array.
  */
@@ -978,16 +977,16 @@ ORVA_API void ORVA_AGENT_ChgSoNameReqToHost(void *body);
 ORVA_API void ORVA_AGENT_ChgSoNameReqToNet(void *frame);
 
 /**
- * SoNameAck, to host byte order: L0, which is the count; then S(68 + 68i) and S(70 + 68i) for i below it, 32 at
- * most. Thread-safe for distinct objects.
+ * SoNameAck, to host byte order: L0, which is the count; then S(68 + 68i) and S(70 + 68i) for i below it, 32 at most.
+ * Thread-safe for distinct objects.
  *
  * @param[in,out] body 2180 bytes for a full array.
  */
 ORVA_API void ORVA_AGENT_ChgSoNameAckToHost(void *body);
 
 /**
- * SoNameAck, to network byte order: S0; S(76 + 68i) and S(78 + 68i) for i below the count, the word at 8 in host
- * byte order, 32 at most; then L8. Thread-safe for distinct objects.
+ * SoNameAck, to network byte order: S0; S(76 + 68i) and S(78 + 68i) for i below the count, the word at 8 in host byte
+ * order, 32 at most; then L8. Thread-safe for distinct objects.
  *
  * @param[in,out] frame 2188 bytes for a full array.
  */
@@ -1057,8 +1056,8 @@ ORVA_API void ORVA_AGENT_ChgPowerStateMsgToNet(void *frame);
 ORVA_API void ORVA_AGENT_ChgPwrSenCfgMsgToHost(void *body);
 
 /**
- * PwrSenCfg, to network byte order: S0; L8, 12, 16, 20, 88; S(2214 + 22i) and S(2216 + 22i) for i below the count
- * at 95. Thread-safe for distinct objects.
+ * PwrSenCfg, to network byte order: S0; L8, 12, 16, 20, 88; S(2214 + 22i) and S(2216 + 22i) for i below the count at
+ * 95. Thread-safe for distinct objects.
  *
  * A count of 97 or more becomes 96, in the frame too.
  *
@@ -1124,7 +1123,7 @@ ORVA_API void ORVA_AGENT_ChgHeartBeatMsgToNetPath(void);
  *
  * @param[in]     value    Bits 0 to 3 count.
  * @param[in,out] bitmap   The bitmap; neither the pointer nor the length is checked. The bytes up to (startBit + 3) /
- * 8 must exist.
+ *                         8 must exist.
  * @param[in]     startBit First bit of the group.
  */
 ORVA_API void ORVA_AGENT_SetGlobalCfgByFourBit(uint8_t value, uint8_t *bitmap, uint32_t startBit);
@@ -1133,7 +1132,7 @@ ORVA_API void ORVA_AGENT_SetGlobalCfgByFourBit(uint8_t value, uint8_t *bitmap, u
  * Reads a 4-bit group of a bitmap, least significant bit first. Thread-safe for distinct objects.
  *
  * @param[in] bitmap   The bitmap; neither the pointer nor the length is checked. The bytes up to (startBit + 3) / 8
- * must exist.
+ *                     must exist.
  * @param[in] startBit First bit of the group.
  * @return The group, 0 to 15.
  */

@@ -265,8 +265,8 @@ ORVA_API uint32_t ORVA_CLI_ProcessDebugDeviceOrvaPacket(uint32_t onOff, uint8_t 
  * @param[in] format Format in the manner of printf; the text is truncated to 255 characters. Null writes nothing.
  * @param[in] ...    Its arguments.
  * @return The sink's result; 0 for a null format and when no sink is bound; the formatter's negative result, as
- * unsigned, when the text cannot be formatted; the system log's result when the line cannot be built, which is
- * recorded there.
+ *         unsigned, when the text cannot be formatted; the system log's result when the line cannot be built, which
+ *         is recorded there.
  */
 ORVA_PRINTF(2)
 ORVA_API uint32_t ORVA_DEBUG_OutLog(uint32_t module, const char *format, ...);
@@ -296,8 +296,7 @@ ORVA_API void ORVA_DEBUG_OutPacket(uint32_t module, const char *name, const uint
  *
  * The next byte is data[len - *remaining]. As many bytes are written as fit and are left, fewer when formatting
  * fails. Call again with a fresh buffer while *remaining is not 0 and falls. Nothing is done when *remaining is 0 or
- * above `len`, when `outSize` is below 4, or for a null pointer. Compat: callers' code. The name is
- * spelled so.
+ * above `len`, when `outSize` is below 4, or for a null pointer. Compat: callers' code. The name is spelled so.
  *
  * @param[in]     data      The whole packet.
  * @param[in]     len       Bytes of the packet.

@@ -129,13 +129,17 @@ ORVA_API void ORVA_DiagMgrSwitchOff(void);
 /**
  * Decides whether a record is dropped. Thread-safe after start-up.
  *
+ * It may also be called from a signal handler, and in the child of a fork. It never waits for a look-up of another
+ * thread for more than 2 milliseconds: a new key that would have to is let through and counted as a failure
+ * (ORVA_DIAG_ERR_LINE_NO_ITEM), and so is a record of a handler that interrupted its own thread in the manager.
+ *
  * @param[in] diagId Diagnostic id of the record.
  * @param[in] keyId  Key under the id; each key has a quota of its own.
  * @param[in] file   Source file of the caller, or null. Stored with the id's first record only. A name of more than
- * 31 characters is not truncated: it is recorded in the system log and stored as an empty one.
+ *                   31 characters is not truncated: it is recorded in the system log and stored as an empty one.
  * @param[in] line   Source line of the caller, stored with the id's first record only.
  * @param[in] format Format in the manner of printf. It is formatted for the id's first record only, and truncated to
- * 63 characters.
+ *                   63 characters.
  * @param[in] ...    Its arguments.
  * @retval 1 Drop the record: 48 records of this id and key were let through in the last hour.
  * @retval 0 Write the record: the quota is not spent, there is no manager or it is switched off, or the manager could
@@ -146,8 +150,8 @@ ORVA_API uint32_t ORVA_DiagMgrNeedRestrain(uint32_t diagId, uint32_t keyId, cons
                                            const char *format, ...);
 
 /**
- * Writes a diagnostic record to the platform's diagnostic log: "[Position: chassis/slot]text", or
- * "[Position: -/slot]text" on a board whose chassis number is 0. Thread-safe after start-up.
+ * Writes a diagnostic record to the platform's diagnostic log: "[Position: chassis/slot]text", or "[Position:
+ * -/slot]text" on a board whose chassis number is 0. Thread-safe after start-up.
  *
  * @param[in] a1     First word of the record, passed on unchanged, as the others.
  * @param[in] a2     Second word.
@@ -157,7 +161,7 @@ ORVA_API uint32_t ORVA_DiagMgrNeedRestrain(uint32_t diagId, uint32_t keyId, cons
  * @param[in] format Format in the manner of printf; the text is truncated to 511 characters.
  * @param[in] ...    Its arguments.
  * @retval ORVA_FAILED The text is empty or cannot be formatted, or the record cannot be built, which is recorded in
- * the system log.
+ *                     the system log.
  * @retval other       The log's result, 0 on success.
  */
 ORVA_PRINTF(6)
@@ -187,8 +191,9 @@ ORVA_API OrvaDiagNode *ORVA_DiagMgrGetNode(uint32_t diagId, const char *file, ui
  *
  * @param[in]     keyId The key.
  * @param[in,out] node  The node, or null.
- * @return The item, which stays the manager's; null when `node` is null, there is no memory handle or no memory, or
- * the item could not be inserted.
+ * @return The item, which stays the manager's; null when `node` is null, there is no memory handle or no memory, the
+ *         item could not be inserted within 2 milliseconds because of look-ups of other threads, or in a signal
+ *         handler that interrupted its own thread in the manager.
  */
 ORVA_API OrvaDiagItem *ORVA_DiagMgrGetItem(uint32_t keyId, OrvaDiagNode *node);
 
@@ -248,6 +253,9 @@ ORVA_API void ORVA_DiagMgrTimerOutput(const OrvaDiagNode *node, OrvaDiagItem *it
 /**
  * Writes the manager, its nodes and their items to the process log. Thread-safe after start-up. Does nothing without
  * a manager.
+ *
+ * Figures are copied with the manager's mutex held and written without it, so the log may ask the manager. Records of
+ * other threads go on meanwhile and may show in later lines.
  */
 ORVA_API void ORVA_DiagMgrPrintLocalData(void);
 

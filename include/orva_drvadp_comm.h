@@ -97,7 +97,7 @@ ORVA_API extern const OrvaBoardNameId g_boardNameToBoardIdMap[ORVA_BOARD_NAME_CO
  * ORVA_RUN_STATE_LIMIT or more leaves a further one, is cached and returned as it is.
  *
  * @return The run state; ORVA_RUN_STATE_UNKNOWN while the service type is not "305" and the family type cannot be
- * read. The next call then reads the environment again.
+ *         read. The next call then reads the environment again.
  */
 ORVA_API uint32_t ORVA_GetDeviceRunState(void);
 
@@ -139,7 +139,7 @@ ORVA_API uint32_t ORVA_DRVADP_GetSelfSlotID(uint32_t *slot);
  * whose low byte is 0x20, a slot that the driver wrote nevertheless is cached and returned.
  *
  * @return The slot; 1 for a board without slot number; ORVA_SELF_SLOT_UNKNOWN while the driver does not know it. A
- * slot of 255 counts as unknown, too: the driver is asked again.
+ *         slot of 255 counts as unknown, too: the driver is asked again.
  */
 ORVA_API uint32_t ORVA_DRVADP_GetSelfSlotVar(void);
 
@@ -207,8 +207,8 @@ ORVA_API uint32_t ORVA_DRVADP_IsMatrixBoard(void);
 ORVA_API uint32_t ORVA_DRVADP_GetChassisID(uint32_t *chassisId);
 
 /**
- * Chassis number from the boot environment alone: "stackid", where 0 counts, else "chassisid" when it is not 0,
- * else 1. Thread-safe for distinct objects.
+ * Chassis number from the boot environment alone: "stackid", where 0 counts, else "chassisid" when it is not 0, else
+ * 1. Thread-safe for distinct objects.
  *
  * @param[out] chassisId Receives the number.
  * @retval ORVA_OK                      `chassisId` is written.
@@ -403,7 +403,7 @@ ORVA_API uint32_t ORVA_GetSubNetMask(uint32_t boardType, uint32_t *mask);
  *
  * @param[in] ip The word, host byte order.
  * @return 172.16.(255 - b1).(255 - b0), host byte order. A b1 of 255 gives 1 in the third octet, so that the result
- * stays out of 172.16.0.x.
+ *         stays out of 172.16.0.x.
  */
 ORVA_API uint32_t ORVA_ComputerSubNetIpAddress(int32_t ip);
 

@@ -56,7 +56,7 @@ ORVA_API uint32_t ORVA_CheckElabelString(const char *label, const char *text);
  * @param[in]  outLen Bytes at `out`.
  * @retval ORVA_OK The part code is copied, or `item` is null.
  * @retval other   The copy failed (`out` is null or `outLen` too small): the result of the system log's sink, not 0
- * in practice.
+ *                 in practice.
  */
 ORVA_API uint32_t ORVA_VER_TransformItemLabel(const char *item, char *out, uint32_t outLen);
 

@@ -186,10 +186,10 @@ ORVA_API uint32_t ORVA_GetFileName(char *pathBuffer, uint32_t bufferSize);
  *
  * @param[in] path   The file, normally inside the directory; null does nothing.
  * @param[in] data   Zero-terminated text for ORVA_FAN_LOG_TEXT, `length` bytes for ORVA_FAN_LOG_HEX; null does
- * nothing.
+ *                   nothing.
  * @param[in] length Number of bytes for ORVA_FAN_LOG_HEX.
  * @param[in] mode   ORVA_FAN_LOG_TEXT or ORVA_FAN_LOG_HEX. With another value the file is opened, and created when it
- * is missing, but nothing is written.
+ *                   is missing, but nothing is written.
  */
 ORVA_API void ORVA_FAN_WriteLog(const char *path, const uint8_t *data, uint32_t length, uint8_t mode);
 
@@ -207,7 +207,7 @@ ORVA_API void ORVA_FAN_WriteLog(const char *path, const uint8_t *data, uint32_t 
  * @param[in]     dataLen      Number of bytes, at least 1.
  * @param[in]     bytesPerLine Bytes of a line, at least 1.
  * @param[in,out] out          Zero-terminated text, normally empty. After ORVA_ERR_HEX_APPEND it is empty, the
- * caller's own text included; after the other failures it is unchanged.
+ *                             caller's own text included; after the other failures it is unchanged.
  * @param[in]     outLen       Bytes at `out`: the length of its text + 3 * dataLen + the number of lines + 1.
  * @retval ORVA_OK                The text is appended.
  * @retval ORVA_ERR_HEX_ARGUMENT  An argument is 0 or null.

@@ -62,7 +62,7 @@ ORVA_API extern OrvaImlib g_OrvaImlib;
  * is recorded, and the binding goes on without one.
  *
  * @param[in] libraryPath File name of the agent library, at most 31 characters. When it is null or too long, the
- * record is zeroed and nothing else happens; nothing is logged.
+ *                        record is zeroed and nothing else happens; nothing is logged.
  * @param[in] initParam   Its low 16 bits reach the agent.
  * @param[in] processName Name of the process, at most 31 characters. Null or too long: as for `libraryPath`.
  * @param[in] switchBlock Block number of the debug switch identifiers.
@@ -196,7 +196,7 @@ ORVA_API uint32_t ORVA_GetActMpuIpAddr(uint32_t *ip);
  * The file is written at switch-over; the environment only knows the main board that was active at boot.
  *
  * @param[out] ip Receives the address, network byte order; 0 on failure. 0xFFFFFFFF when the text of the environment
- * is not an address.
+ *                is not an address.
  * @retval ORVA_OK     `ip` is written.
  * @retval ORVA_FAILED `ip` is null, or neither source has a value.
  */
@@ -206,7 +206,7 @@ ORVA_API uint32_t ORVA_ChoseActMpuIp(uint32_t *ip);
  * Active main board's address from the first line of ORVA_ACT_MPU_FILE. Thread-safe for distinct objects.
  *
  * @param[out] ip Receives the address, network byte order; 0xFFFFFFFF for a line that is not an address; unchanged
- * when the file is missing or empty.
+ *                when the file is missing or empty.
  * @retval ORVA_OK     `ip` is an address.
  * @retval ORVA_FAILED `ip` is null, the file is missing or empty, or its first line is not an address.
  */
@@ -227,7 +227,7 @@ ORVA_API uint32_t ORVA_GetActMpuIpAddrFromEnv(uint32_t *ip);
  *
  * @param[in]  key Key, zero-terminated.
  * @param[out] ip  Receives the address, network byte order; 0xFFFFFFFF for a text that is not an address; 0 when the
- * key is missing.
+ *                 key is missing.
  * @retval ORVA_OK     The key is present, also when its text is not an address: test `ip` for 0xFFFFFFFF.
  * @retval ORVA_FAILED An argument is null.
  * @retval other       The driver's code: the key is missing.

@@ -58,7 +58,7 @@ typedef struct OrvaList {
  *
  * @param[in] kind ORVA_LIST_KIND.
  * @return The list, which the caller destroys with ORVA_DeleteList; null for another kind, without a memory handle,
- * and without memory.
+ *         and without memory.
  */
 ORVA_API OrvaList *ORVA_CreateList(int32_t kind);
 

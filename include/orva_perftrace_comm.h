@@ -60,7 +60,7 @@ typedef struct OrvaTrace {
  * @retval ORVA_ERR_PERFTRACE_INIT_NULL      `trace` is null.
  * @retval ORVA_ERR_PERFTRACE_INIT_EMPTY     The size is 0, also because it wrapped to 0; an error record says so.
  * @retval ORVA_ERR_PERFTRACE_INIT_TOO_LARGE `nodeCount` is above 18724 and the size is not 0; an error record says
- * so.
+ *                                           so.
  * @retval ORVA_ERR_PERFTRACE_INIT_MEMORY    There is no memory handle or no memory; `nodes` is null.
  */
 ORVA_API uint32_t ORVA_PerfTraceInit(OrvaTrace *trace, uint32_t nodeCount);

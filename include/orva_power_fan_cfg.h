@@ -59,7 +59,7 @@ ORVA_API OrvaCalThreshold ORVA_GetCalThresholdPara(uint32_t boardType, const cha
  *
  * @param[in] itemLabel Item of the module's label, zero-terminated, or null.
  * @param[in] label     The module's electronic label, zero-terminated. Its "Manufactured=" date is taken from the
- * first ORVA_POWER_LABEL_LEN bytes.
+ *                      first ORVA_POWER_LABEL_LEN bytes.
  * @retval 1 The date has three numbers, its year is at most 2025, and the part code is exactly "47062MZN".
  * @retval 0 It does not need the check.
  */

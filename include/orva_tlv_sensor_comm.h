@@ -93,7 +93,7 @@ ORVA_API uint32_t ORVA_TLV_IsBaseCtype(int type);
  * - a structure row without a nested table is written empty: fewer bytes than computed;
  * - a row with a nested table and element size 0 is written as one block: more bytes than computed;
  * - a base row whose element size is smaller than its type's width is written at that width: more bytes than
- * computed.
+ *   computed.
  *
  * The tables of this header have no such row.
  *
@@ -114,10 +114,10 @@ ORVA_API uint32_t ORVA_TLV_CalcTlvBufSize(const OrvaTlvDes *table, uint32_t rowC
  * @param[in]  rowCount   Number of rows.
  * @param[in]  hostStruct The structure that the table describes, host byte order, at any address.
  * @param[out] outBuf     At any address, with room for ORVA_TLV_CalcTlvBufSize(table, rowCount) bytes; the size is
- * not checked.
+ *                        not checked.
  * @retval 0     A pointer is null; nothing is written.
  * @retval other The block length, ORVA_TLV_CalcTlvBufSize(table, rowCount), which the header's length field holds
- * too.
+ *               too.
  */
 ORVA_API uint32_t ORVA_TLV_Encode(const OrvaTlvDes *table, uint32_t rowCount, const void *hostStruct, void *outBuf);
 
@@ -167,11 +167,11 @@ ORVA_API uint32_t ORVA_TLV_FillStructTypeValue(void *dst, const void *src, const
  * @param[in]     table    Not used.
  * @param[in]     rowCount Not used.
  * @param[in]     callback Called as callback(item, ctx); its result is ignored. May be null for a block without
- * items.
+ *                         items.
  * @param[in,out] ctx      Passed to the callback.
  * @retval ORVA_OK     All items were passed, or the block has none.
  * @retval ORVA_FAILED An item has length 0: the callback has seen it, and what it stored so far stays stored. Also
- * for a null block, and for a null callback when there are items.
+ *                     for a null block, and for a null callback when there are items.
  */
 ORVA_API uint32_t ORVA_TLV_Decode(const void *block, const OrvaTlvDes *table, uint32_t rowCount,
                                   OrvaTlvCallback callback, void *ctx);
@@ -358,7 +358,7 @@ ORVA_API uint32_t ORVA_TLV_SyncTempCfgDataDecode(const void *block, OrvaTempSens
  *
  * @param[in]     block At any address. Check a block from outside first (orva_additions.h).
  * @param[in,out] cfg   Receives the values, host byte order; members whose tags are absent, and extra1 to extra3,
- * keep theirs.
+ *                      keep theirs.
  * @retval ORVA_OK     All items were visited.
  * @retval ORVA_FAILED A pointer is null, or an item has length 0; what was stored before stays stored.
  */
@@ -391,7 +391,7 @@ ORVA_API uint32_t ORVA_TLV_SyncPowerSupplyDecode(const void *block, OrvaVltSenso
  *
  * @param[in]     item An item; its length is not looked at.
  * @param[in,out] cfg  OrvaTempSensorCfg for the temperature record, OrvaVltSensorCfg for the others; must not be
- * null.
+ *                     null.
  * @retval 0     The item's tag has a store function, which was called.
  * @retval other The item's tag; nothing is stored.
  */

@@ -33,7 +33,7 @@ ORVA_BEGIN_DECLS
  *
  * @param[in]  path    Path of the file, zero-terminated.
  * @param[out] content Receives the bytes and a zero after them, on success only. They are from the library's
- * partition: the caller releases them with MIRO_MemFree_F.
+ *                     partition: the caller releases them with MIRO_MemFree_F.
  * @param[out] length  Receives the size in bytes without that zero, on success only.
  * @retval ORVA_OK                            The file is read.
  * @retval ORVA_ERR_FILE_CONTENT_PATH_NULL    `path` is null.
@@ -45,7 +45,7 @@ ORVA_BEGIN_DECLS
  * @retval ORVA_ERR_FILE_CONTENT_SEEK_END     Seeking to the end failed.
  * @retval ORVA_ERR_FILE_CONTENT_EMPTY        The file is empty or tells no size, such as those below "/proc".
  * @retval ORVA_ERR_FILE_CONTENT_MEMORY       There is no memory for the content, or the file has 4294967295 bytes or
- * more.
+ *                                            more.
  * @retval ORVA_ERR_FILE_CONTENT_SEEK_BEGIN   Seeking to the start failed.
  * @retval ORVA_ERR_FILE_CONTENT_READ         Fewer bytes arrived than the file has.
  */
@@ -63,7 +63,7 @@ ORVA_API uint32_t ORVA_FUNC_GetFileContent(const char *path, char **content, uin
  * @retval ORVA_OK       The capability is removed.
  * @retval ofThisProcess `capability` is out of range; nothing is changed.
  * @retval other         A system call failed: the result of the process log, which is 0 when the record was written.
- * A result of 0 therefore does not prove success; read the sets with `capget`.
+ *                       A result of 0 therefore does not prove success; read the sets with `capget`.
  */
 ORVA_API uint32_t ORVA_DeleteCap(uint32_t ofThisProcess, uint32_t capability);
 
@@ -71,7 +71,7 @@ ORVA_API uint32_t ORVA_DeleteCap(uint32_t ofThisProcess, uint32_t capability);
  * Trims spaces (0x20 only) on both sides, in place. Thread-safe for distinct objects.
  *
  * @param[in,out] str  Text in a buffer of `size` bytes, or null. The buffer's last byte becomes 0 first, also where
- * that truncates the text.
+ *                     that truncates the text.
  * @param[in]     size Bytes of the buffer.
  * @return `str`; null for a null `str` or a size of 0.
  */
@@ -102,8 +102,8 @@ ORVA_API uint32_t ORVA_CheckLineAdjPara(int32_t x1, int32_t y1, int32_t x2, int3
 /**
  * Maps a value through the line of two points. Thread-safe for distinct objects.
  *
- * With one point the result is that point's y. With two points of equal x or equal y it is y1. Otherwise it is
- * y1 + (x - x1) * (y2 - y1) / (x2 - x1), where the division truncates and a remainder adds 1, also below zero. The
+ * With one point the result is that point's y. With two points of equal x or equal y it is y1. Otherwise it is y1 +
+ * (x - x1) * (y2 - y1) / (x2 - x1), where the division truncates and a remainder adds 1, also below zero. The
  * arithmetic wraps at 32 bits.
  *
  * @param[in]  x1 First point; ORVA_LINE_POINT_ABSENT for none.

@@ -75,7 +75,7 @@ uint32_t MIRO_MemPtDelete(uint8_t number);
  * @param[in] file      Call site for leak reports; valid as long as the block.
  * @param[in] line      Call site for leak reports.
  * @return The block, aligned for any type, its content unspecified; the caller releases it with MIRO_MemFree_F. Null
- * when there is no memory.
+ *         when there is no memory.
  */
 void *MIRO_MemAlloc_F(uint32_t handle, uint8_t partition, size_t size, const char *file, uint32_t line);
 

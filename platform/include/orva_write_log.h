@@ -19,7 +19,7 @@ extern "C" {
  * @param[in] format Format in the manner of printf.
  * @param[in] ...    Its arguments.
  * @return Not 0 in practice; the host platform returns the number of bytes that it wrote. Some functions of the
- * library pass it on as their failure code.
+ *         library pass it on as their failure code.
  */
 #if defined(__GNUC__)
 __attribute__((format(printf, 3, 4)))

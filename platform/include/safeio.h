@@ -114,7 +114,7 @@ int sprintf_s(char *dst, size_t dstSize, const char *format, ...);
  * @param[in]  format  Format in the manner of printf.
  * @param[in]  ...     Its arguments.
  * @return Number of characters written; -1 on a bad argument, and when `count` is not below `dstSize` and the text
- * does not fit.
+ *         does not fit.
  */
 SAFEIO_PRINTF(4, 5)
 int snprintf_s(char *dst, size_t dstSize, size_t count, const char *format, ...);
