@@ -10,16 +10,20 @@
 #include <string>
 #include <vector>
 
+namespace orva::wire {
+struct Record;
+}
+
 namespace inspect {
 
-struct Record;
+enum class Description { kText, kJson, kMarkdown, kSchema, kLua, kHeader };
 
 enum class Bus { kUdp, kIpmb };
 
 int inspect_codes(const std::vector<std::uint32_t> &codes, bool json);
 
 // `record` null: tags without names.
-int inspect_tlv(const std::string &path, InputForm form, const Record *record, bool json);
+int inspect_tlv(const std::string &path, InputForm form, const orva::wire::Record *record, bool json);
 
 int inspect_packets(const std::string &path, std::optional<Bus> bus, bool json);
 int inspect_ports(const std::vector<std::uint32_t> &board_types, bool json);
@@ -29,6 +33,9 @@ int inspect_stubs(const std::vector<std::string> &names, bool json);
 
 // Each code fits 8 bits.
 int inspect_sensor_types(const std::vector<std::uint32_t> &codes, bool json);
+
+// Each name is a message's family, a converter's name, a record's key or its table; none: everything.
+int inspect_describe(const std::vector<std::string> &names, Description form);
 
 int inspect_crc(const std::string &path, bool json);
 

@@ -38,8 +38,8 @@ Json json_of(const TlvBlock &block);
 Json json_of(const TlvItem &item) {
     Json json = {{"at", item.at}, {"tag", item.tag}, {"length", item.length}, {"bytes", hex_bytes(item.value)}};
     if (item.member != nullptr) {
-        json["member"] = item.member->name;
-        json["stored"] = !item.member->ignored;
+        json["member"] = name_of(*item.member);
+        json["stored"] = item.member->kept != orva::wire::Kept::kSent;
     }
     if (const auto number = value_as_number(item)) {
         json["value"] = *number;
@@ -65,7 +65,7 @@ void print(const TlvBlock &block, const std::string &indent) {
     for (const TlvItem &item : block.items) {
         std::cout << indent << "  tag " << item.tag << ", length " << item.length;
         if (item.member != nullptr) {
-            std::cout << ", " << item.member->name;
+            std::cout << ", " << name_of(*item.member);
         }
         if (item.blocks.empty() && !item.value.empty()) {
             std::cout << ": " << hex_bytes(item.value);
@@ -73,7 +73,8 @@ void print(const TlvBlock &block, const std::string &indent) {
         if (const auto number = value_as_number(item)) {
             std::cout << " (" << *number << ')';
         }
-        std::cout << (item.member != nullptr && item.member->ignored ? ", not stored by receivers\n" : "\n");
+        const bool isIgnored = item.member != nullptr && item.member->kept == orva::wire::Kept::kSent;
+        std::cout << (isIgnored ? ", not stored by receivers\n" : "\n");
         for (const TlvBlock &nested : item.blocks) {
             print(nested, indent + "    ");
         }

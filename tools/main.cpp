@@ -1,7 +1,7 @@
 // orva-inspect: result codes, TLV blocks, packet dumps and the library's tables, for people.
 #include "commands.h"
-#include "record_members.h"
 #include "text.h"
+#include "tlv_block.h"
 
 #include <CLI/CLI.hpp>
 #include <functional>
@@ -18,6 +18,7 @@ struct Options {
     std::string path = "-";
     std::string record;
     std::string bus;
+    Description description = Description::kText;
     std::vector<std::string> words;
 };
 
@@ -64,6 +65,7 @@ public:
                     [this] { return inspect_codes(numbers_of(options_), options_.json); });
         add_tlv();
         add_packet();
+        add_describe();
         add_numbers("port", "Board types: the interface to the management network", UINT32_MAX,
                     [this] { return inspect_ports(numbers_of(options_), options_.json); });
         add("stub", "Stub types and names", [this] { return inspect_stubs(options_.words, options_.json); })
@@ -120,12 +122,37 @@ private:
         tlv->add_option("FILE", options_.path, "Block, binary or as hexadecimal text, - for the standard input")
             ->capture_default_str();
         std::vector<std::string> keys;
-        for (const std::string_view key : record_keys()) {
-            keys.emplace_back(key);
+        for (const orva::wire::Record &record : orva::wire::kRecords) {
+            keys.emplace_back(record.key);
         }
         tlv->add_option("--record", options_.record, "Record whose members the tags are")->check(CLI::IsMember(keys));
         CLI::Option *const hex = tlv->add_flag("--hex", options_.hex, "The input is hexadecimal text");
         tlv->add_flag("--binary", options_.binary, "The input is binary")->excludes(hex);
+    }
+
+    void add_describe() {
+        CLI::App *const describe = add("describe", "The agent messages and sync records, byte by byte", [this] {
+            return inspect_describe(options_.words, options_.json ? Description::kJson : options_.description);
+        });
+        describe->add_option("NAME", options_.words, "Family, converter, record key or table; none: all of them");
+        const auto form = [this, describe](const std::string &name, Description description,
+                                           const std::string &help) {
+            return describe->add_flag_callback(
+                name, [this, description] { options_.description = description; }, help);
+        };
+        CLI::Option *const forms[] = {
+            form("--markdown", Description::kMarkdown, "Write the page docs/wire.md"),
+            form("--json-schema", Description::kSchema, "Write a JSON Schema of messages and records as documents"),
+            form("--lua", Description::kLua, "Write a Wireshark dissector"),
+            form("--header", Description::kHeader, "Write include/orva_wire.h"),
+        };
+        for (CLI::Option *const one : forms) {
+            for (CLI::Option *const other : forms) {
+                if (one != other) {
+                    one->excludes(other);
+                }
+            }
+        }
     }
 
     void add_packet() {

@@ -20,7 +20,8 @@ std::string place(std::size_t at) {
 std::string item_name(const TlvItem &item, std::size_t index) {
     std::string name = "item " + std::to_string(index + 1) + ", tag " + std::to_string(item.tag);
     if (item.member != nullptr) {
-        name += std::string(" ") + item.member->name;
+        name += ' ';
+        name += name_of(*item.member);
     }
     return name;
 }
@@ -45,13 +46,14 @@ void take_apart_nested(TlvItem &item, const Record &record) {
 }
 
 // Holds a whole item against the record's row for its tag.
-void check_item(TlvItem &item, std::size_t index, const Record &record, TlvBlock &block) {
+void check_item(TlvItem &item, std::size_t index, TlvBlock &block) {
     if (item.row == nullptr) {
         block.notes.push_back(place(item.at) + item_name(item, index) + ": no tag of the record, receivers skip it");
         return;
     }
-    if (item.row->nested != nullptr && record.nested != nullptr) {
-        take_apart_nested(item, *record.nested);
+    const Record *const nested = item.row->nested != nullptr ? orva::wire::record_of(item.row->nested) : nullptr;
+    if (nested != nullptr) {
+        take_apart_nested(item, *nested);
         return;
     }
     const std::string holds = item_name(item, index) + ": " + count_of(item.length, "value byte") +
@@ -68,8 +70,11 @@ bool take_item(TlvBlock &block, View left, std::size_t at, const Record *record)
     TlvItem item{at, ORVA_TLV_GetTag(left.data()), ORVA_TLV_GetLength(left.data()), {}, nullptr, nullptr, {}};
     const std::size_t index = block.items.size();
     if (record != nullptr) {
-        item.row = orva_tlv_row(record->table, record->rows, item.tag);
-        item.member = item.row != nullptr ? find_member(*record, *item.row) : nullptr;
+        const auto member = std::ranges::find(record->members, item.tag, &Member::tag);
+        if (member != record->members.end()) {
+            item.member = &*member;
+            item.row = &record->table[member - record->members.begin()];
+        }
     }
     const View behind = left.subspan(ORVA_TLV_ITEM_HEADER);
     item.value = behind.first(std::min<std::size_t>(item.length, behind.size()));
@@ -79,7 +84,7 @@ bool take_item(TlvBlock &block, View left, std::size_t at, const Record *record)
         block.faults.push_back(place(at) + item_name(item, index) + ": " + count_of(item.length, "value byte") +
                                " announced, " + std::to_string(behind.size()) + " left");
     } else if (record != nullptr) {
-        check_item(item, index, *record, block);
+        check_item(item, index, block);
     }
     const bool whole = item.length != 0 && item.length <= behind.size();
     block.items.push_back(std::move(item));
@@ -107,11 +112,9 @@ void take_items(TlvBlock &block, View bytes, const Record *record) {
 }
 
 void note_missing_tags(TlvBlock &block, const Record &record) {
-    for (const OrvaTlvDes &row : std::span(record.table, record.rows)) {
-        if (std::ranges::find(block.items, row.tag, &TlvItem::tag) == block.items.end()) {
-            const Member *const member = find_member(record, row);
-            block.notes.push_back("tag " + std::to_string(row.tag) + (member != nullptr ? " " : "") +
-                                  (member != nullptr ? member->name : "") + " is absent");
+    for (const Member &member : record.members) {
+        if (std::ranges::find(block.items, member.tag, &TlvItem::tag) == block.items.end()) {
+            block.notes.push_back("tag " + std::to_string(member.tag) + " " + name_of(member) + " is absent");
         }
     }
 }
@@ -145,6 +148,15 @@ TlvBlock take_apart_block(View bytes, std::size_t at, const Record *record) {
         note_missing_tags(block, *record);
     }
     return block;
+}
+
+const Record *find_record(std::string_view key) {
+    const auto record = std::ranges::find(orva::wire::kRecords, key, &Record::key);
+    return record != orva::wire::kRecords.end() ? &*record : nullptr;
+}
+
+std::string name_of(const Member &member) {
+    return *member.also != 0 ? std::string(member.name) + " (" + member.also + ")" : member.name;
 }
 
 std::vector<std::string> faults_of(const TlvBlock &block) {

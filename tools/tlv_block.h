@@ -2,15 +2,19 @@
 #ifndef INSPECT_TLV_BLOCK_H
 #define INSPECT_TLV_BLOCK_H
 
-#include "record_members.h"
+#include "wire_record_table.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace inspect {
+
+using orva::wire::Member;
+using orva::wire::Record;
 
 struct TlvBlock;
 
@@ -36,6 +40,12 @@ struct TlvBlock {
 // Takes the block at the start of `bytes` apart as far as it goes. `at`: position of `bytes` in the input. `record`
 // gives members and nested blocks, or is null.
 TlvBlock take_apart_block(std::span<const std::uint8_t> bytes, std::size_t at, const Record *record);
+
+// The record of this key, or null.
+const Record *find_record(std::string_view key);
+
+// What people call a member: its name, and in brackets its other name in the record.
+std::string name_of(const Member &member);
 
 // The faults of a block and of the blocks inside it, in their order.
 std::vector<std::string> faults_of(const TlvBlock &block);

@@ -36,6 +36,9 @@ struct Field {
     const char *text = "";
 };
 
+// The converted word of the prefix.
+inline constexpr Field kPrefixField{"prefix", 0, 2, Swapped::kBoth, "", "First 16-bit word of the prefix"};
+
 inline constexpr std::size_t kMaxFields = 12;
 inline constexpr std::size_t kMaxEntryFields = 4;
 inline constexpr std::size_t kMaxArrays = 3;

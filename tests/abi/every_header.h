@@ -24,6 +24,7 @@
 #include "orva_simulate_comm.h"
 #include "orva_tlv_sensor_comm.h"
 #include "orva_util.h"
+#include "orva_wire.h"
 #include "orva_write_log.h"
 #include "safeio.h"
 #include "tova.h"
