@@ -9,10 +9,12 @@ namespace {
 
 using namespace orva::wire;
 
-constexpr std::string_view kOpening = R"(/*
- * The agent messages as packed structures, so that nobody counts offsets: what is fixed has a name, the rest is
- * reserved bytes. An addition to the system's interface. `./dev wire` writes this file from the description in wire/;
- * docs/wire.md shows the same layouts as tables.
+constexpr std::string_view kOpening = R"(/**
+ * @file
+ * The agent messages as packed structures, so that nobody counts offsets.
+ *
+ * What is fixed has a name, the rest is reserved bytes, carried as they are. An addition to the system's interface.
+ * `./dev wire` writes this file from the description in wire/; docs/wire.md shows the same layouts as tables.
  *
  * A structure is a body with full arrays; a frame is an OrvaWirePrefix and then the body. The structures have no
  * alignment, so a pointer to any received byte will do. A member is in the byte order of the buffer: the host's after
@@ -25,24 +27,20 @@ constexpr std::string_view kOpening = R"(/*
 #include "orva_types.h"
 
 #pragma pack(push, 1)
-
-/* Before the body in a frame. Converters to the net swap the word; the rest stays. */
-typedef struct OrvaWirePrefix {
-    uint16_t word;
-    uint8_t reserved_2[6];
-} OrvaWirePrefix;
 )";
 
-constexpr std::string_view kHeader = R"(
-/* Starts every body except Simulate, SoNameReq and SoNameAck. */
-typedef struct OrvaWireHeader {
-)";
-
-constexpr std::string_view kClosing = R"(
+constexpr std::string_view kAssertions = R"(
 #pragma pack(pop)
+
+/** @cond */
+)";
+
+constexpr std::string_view kClosing = R"(/** @endcond */
 
 #endif
 )";
+
+constexpr Fields kPrefix{{{"word", 0, 2, Swapped::kToNet, "", "Converted to the net only"}}};
 
 constexpr std::size_t kHeaderFields = 4;
 constexpr std::size_t kHeaderBytes = 16;
@@ -59,52 +57,52 @@ std::string member_of(const Field &field) {
     return "uint" + std::to_string(8 * field.width) + "_t " + field.name;
 }
 
-// One structure under construction: its members, and what is asserted of them.
-class Structure {
+// The header under construction: structures in their order, and what is asserted of them at the end.
+class Header {
 public:
-    explicit Structure(std::string name) : name_(std::move(name)) {}
+    void start(std::string name, const std::string &comment) {
+        name_ = std::move(name);
+        end_ = 0;
+        text_ << "\n/** " << comment << ". */\ntypedef struct " << name_ << " {\n";
+        offsets_.str("");
+    }
 
     void add(std::size_t offset, std::size_t bytes, const std::string &declaration, std::string_view member,
              const std::string &comment) {
         pad(offset);
-        members_ << "    " << declaration << ";" << (comment.empty() ? "" : " /* " + comment + " */") << '\n';
-        assertions_ << "ORVA_STATIC_ASSERT(offsetof(" << name_ << ", " << member << ") == " << offset << ", \""
-                    << member << "\");\n";
+        text_ << "    " << declaration << "; /**< " << comment << ". */\n";
+        offsets_ << "ORVA_STATIC_ASSERT(offsetof(" << name_ << ", " << member << ") == " << offset << ", \"" << member
+                 << "\");\n";
         end_ = offset + bytes;
     }
 
     void add(const Field &field) {
-        std::string comment = field.text;
-        if (field.swapped == Swapped::kToHost) {
-            comment += "; converted to host order only";
-        }
-        add(field.offset, field.width, member_of(field), field.name, comment);
+        const char *const only = field.swapped == Swapped::kToHost ? "; converted to host order only" : "";
+        add(field.offset, field.width, member_of(field), field.name, std::string(field.text) + only);
     }
 
     void pad(std::size_t offset) {
         if (offset > end_) {
-            members_ << "    uint8_t reserved_" << end_ << "[" << offset - end_ << "];\n";
+            text_ << "    uint8_t reserved_" << end_ << "[" << offset - end_ << "]; /**< Carried as they are. */\n";
             end_ = offset;
         }
     }
 
-    std::string members() const {
-        return members_.str();
+    void finish() {
+        text_ << "} " << name_ << ";\n";
+        assertions_ << "ORVA_STATIC_ASSERT(sizeof(" << name_ << ") == " << end_ << ", \"" << name_ << "\");\n"
+                    << offsets_.str();
     }
 
-    std::string text(std::string_view comment) const {
-        return "\n/* " + std::string(comment) + " */\ntypedef struct " + name_ + " {\n" + members_.str() + "} " +
-               name_ + ";\n\n" + assertions();
-    }
-
-    std::string assertions() const {
-        return "ORVA_STATIC_ASSERT(sizeof(" + name_ + ") == " + std::to_string(end_) + ", \"" + name_ + "\");\n" +
-               assertions_.str();
+    std::string text() const {
+        return std::string(kOpening) + text_.str() + std::string(kAssertions) + assertions_.str() +
+               std::string(kClosing);
     }
 
 private:
     std::string name_;
-    std::ostringstream members_;
+    std::ostringstream text_;
+    std::ostringstream offsets_; // of the structure under construction
     std::ostringstream assertions_;
     std::size_t end_ = 0;
 };
@@ -117,59 +115,53 @@ std::string name_of(const Message &message, const Array &array) {
     return name_of(message) + camel_case(array.name) + "Entry";
 }
 
-std::string entry_text(const Message &message, const Array &array) {
-    Structure entry(name_of(message, array));
-    for (const Field &field : rows_of(array.fields)) {
-        entry.add(field);
+void add_plain(Header &header, const char *name, const char *comment, std::span<const Field> fields,
+               std::size_t bytes) {
+    header.start(name, comment);
+    for (const Field &field : fields) {
+        header.add(field);
     }
-    entry.pad(array.stride);
-    return entry.text(std::string("An entry of ") + name_of(message) + "'s " + array.name);
+    header.pad(bytes);
+    header.finish();
 }
 
-std::string count_comment(const Array &array) {
-    return std::string(array.text) + "; " + array.count + " counts them" + (array.clamps ? " and is clamped" : "");
+std::string array_comment(const Array &array) {
+    return std::string(array.text) + ", counted by " + array.count + (array.clamps ? ", which is clamped" : "");
 }
 
-std::string message_text(const Message &message) {
-    std::string text;
+void add_message(Header &header, const Message &message) {
     for (const Array &array : rows_of(message.arrays)) {
-        text += entry_text(message, array);
+        const std::string comment = std::string("An entry of ") + name_of(message) + "'s " + array.name;
+        add_plain(header, name_of(message, array).c_str(), comment.c_str(), rows_of(array.fields), array.stride);
     }
-    Structure body(name_of(message));
+    header.start(name_of(message), message.text);
     std::span<const Field> fields = rows_of(message.fields);
     if (has_header(message)) {
-        body.add(0, kHeaderBytes, "OrvaWireHeader header", "header", "");
+        header.add(0, kHeaderBytes, "OrvaWireHeader header", "header", "As in every request and reply");
         fields = fields.subspan(kHeaderFields);
     }
     for (const Field &field : fields) {
-        body.add(field);
-    }
-    for (const Array &array : rows_of(message.arrays)) {
-        body.add(array.offset, std::size_t{array.stride} * array.bound,
-                 name_of(message, array) + " " + array.name + "[" + std::to_string(array.bound) + "]", array.name,
-                 count_comment(array));
-    }
-    return text + body.text(message.text);
-}
-
-std::string header_text() {
-    Structure header("OrvaWireHeader");
-    for (const Field &field : rows_of(kReq.fields)) {
         header.add(field);
     }
-    return std::string(kHeader) + header.members() + "} OrvaWireHeader;\n\n" + header.assertions();
+    for (const Array &array : rows_of(message.arrays)) {
+        header.add(array.offset, std::size_t{array.stride} * array.bound,
+                   name_of(message, array) + " " + array.name + "[" + std::to_string(array.bound) + "]", array.name,
+                   array_comment(array));
+    }
+    header.finish();
 }
 
 } // namespace
 
 std::string description_header(const Described &described) {
-    std::string text(kOpening);
-    text += "\nORVA_STATIC_ASSERT(sizeof(OrvaWirePrefix) == 8, \"OrvaWirePrefix\");\n";
-    text += header_text();
+    Header header;
+    add_plain(header, "OrvaWirePrefix", "Before the body in a frame", rows_of(kPrefix), kPrefixBytes);
+    add_plain(header, "OrvaWireHeader", "Starts every body except Simulate, SoNameReq and SoNameAck",
+              rows_of(kReq.fields), kHeaderBytes);
     for (const Message *const message : described.messages()) {
-        text += message_text(*message);
+        add_message(header, *message);
     }
-    return text + std::string(kClosing);
+    return header.text();
 }
 
 } // namespace inspect
