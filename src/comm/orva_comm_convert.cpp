@@ -105,11 +105,12 @@ ALWAYS_INLINE void swap_run(std::uint8_t *body) {
 // The number of entries to convert.
 template <const Message &kMessage, std::size_t kArray>
 ALWAYS_INLINE std::uint32_t entry_count(std::uint8_t *body) {
-    constexpr const Array &kEntries = kMessage.arrays[kArray];
-    constexpr std::size_t kOffset = count_field(kMessage, kEntries).offset;
-    constexpr std::uint32_t kBound = kEntries.bound;
+    constexpr std::size_t kOffset = count_field(kMessage, kMessage.arrays[kArray]).offset;
+    constexpr std::size_t kWidth = count_field(kMessage, kMessage.arrays[kArray]).width;
+    constexpr std::uint32_t kBound = kMessage.arrays[kArray].bound;
+    constexpr bool kClamps = kMessage.arrays[kArray].clamps;
     std::uint32_t count = 0;
-    if constexpr (count_field(kMessage, kEntries).width == 4) {
+    if constexpr (kWidth == 4) {
         count = orva::load_host<std::uint32_t>(body + kOffset);
     } else {
         count = body[kOffset];
@@ -117,7 +118,7 @@ ALWAYS_INLINE std::uint32_t entry_count(std::uint8_t *body) {
     if (count <= kBound) {
         return count;
     }
-    if constexpr (kEntries.clamps) {
+    if constexpr (kClamps) {
         body[kOffset] = static_cast<std::uint8_t>(kBound);
     }
     return kBound;
@@ -137,9 +138,11 @@ ALWAYS_INLINE void swap_entry(std::uint8_t *entry) {
 template <const Message &kMessage, std::size_t kArray>
 ALWAYS_INLINE void swap_array(std::uint8_t *body) {
     if constexpr (kArray < length_of(kMessage.arrays)) {
+        constexpr std::size_t kOffset = kMessage.arrays[kArray].offset;
+        constexpr std::size_t kStride = kMessage.arrays[kArray].stride;
         const std::uint32_t count = entry_count<kMessage, kArray>(body);
-        std::uint8_t *entry = body + kMessage.arrays[kArray].offset;
-        for (std::uint32_t i = 0; i < count; ++i, entry += kMessage.arrays[kArray].stride) {
+        std::uint8_t *entry = body + kOffset;
+        for (std::uint32_t i = 0; i < count; ++i, entry += kStride) {
             swap_entry<kMessage, kArray>(entry);
         }
     }

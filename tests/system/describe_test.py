@@ -5,6 +5,7 @@ import copy
 import ctypes
 import json
 import pathlib
+import re
 import shutil
 import struct
 import subprocess
@@ -68,9 +69,10 @@ def check_conversion(library, message, value):
     check(bytes(buffer) == bytes(expected), f"{message['converter']} with counts of {value} does what is described")
 
 
-def check_messages(library, document):
+def check_messages(library, document, exports):
     messages = document["messages"]
-    check(len({message["converter"] for message in messages}) == len(messages) == 38, "38 converters, each once")
+    exported = [name for name in exports if re.fullmatch(r"ORVA_AGENT_Chg\w+To(Host|Net)", name)]
+    check(sorted(message["converter"] for message in messages) == sorted(exported), "each exported converter, once")
     for message in messages:
         check(MESSAGE_KEYS <= message.keys(), f"keys of {message['converter']}")
         check(message["direction"] in ("host", "net") and message["prefix_bytes"] in (0, 8), "direction and prefix")
@@ -93,6 +95,17 @@ def check_records(library, document):
             check((row.tag, row.offset, row.type, row.total // row.element) ==
                   (member["tag"], member["offset"], member["type"], member["elements"]), f"row of {member['member']}")
     print(f"{len(document['records'])} tables are as described")
+
+
+def check_no_names(path, document):
+    """Names and texts of the description are for tools; the library carries none."""
+    binary = pathlib.Path(path).read_bytes()
+    rows = [row for one in document["messages"] for row in [*one["fields"], *one["arrays"], one]] + \
+           [row for one in document["records"] for row in [*one["fields"], one]]
+    texts = {row["text"] for row in rows} | {row["name"] for row in rows if "_" in row.get("name", "")}
+    found = sorted(text for text in texts if len(text) > 6 and text.encode() in binary)
+    check(not found, f"the library holds no {found}")
+    print(f"the library holds none of {len(texts)} names and texts")
 
 
 # ---- The schema
@@ -260,7 +273,8 @@ def main():
     args = parser.parse_args()
     document = json.loads(run(args.inspect, "--json"))
     check(set(document) == {"schema", "messages", "records"}, "keys of the document")
-    check_pages(args.inspect, pathlib.Path(args.root))
+    root = pathlib.Path(args.root)
+    check_pages(args.inspect, root)
     check_names(args.inspect, document)
     check_schema(args.inspect, document)
     with tempfile.TemporaryDirectory(prefix="orva_describe_") as scratch:
@@ -269,7 +283,8 @@ def main():
         print("skipped the library: an instrumented one cannot be loaded here")
         return
     library = load_library(args.library, args.runtime)
-    check_messages(library, document)
+    check_messages(library, document, (root / "abi" / "exports.txt").read_text().split())
+    check_no_names(args.library, document)
     check_records(library, document)
 
 

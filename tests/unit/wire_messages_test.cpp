@@ -177,20 +177,6 @@ TEST(WireMessages, ACountAboveItsBoundIsOverwrittenWhereItIsClampedOnly) {
     }
 }
 
-TEST(WireMessages, TheTablesHoldTheSystemsConvertersAndFamilies) {
-    std::set<std::string> families;
-    for (const Converter &converter : kConverters) {
-        families.insert(converter.message->family);
-    }
-    EXPECT_EQ(kConverters.size(), 38u);
-    EXPECT_EQ(families.size(), 20u);
-    EXPECT_EQ(std::count_if(kConverters.begin(), kConverters.end(), [](const Converter &row) { return row.hook; }),
-              10);
-    EXPECT_EQ(std::count_if(kConverters.begin(), kConverters.end(),
-                            [](const Converter &row) { return row.shape == Shape::kFrame; }),
-              17);
-}
-
 // ---- The checks
 
 // A message that differs from a sound one in one point.
