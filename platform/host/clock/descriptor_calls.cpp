@@ -73,7 +73,7 @@ std::int64_t prepare_select(int count, const Sets &sets, std::int64_t instant, K
         if (FD_ISSET(fd, &sets.read) || FD_ISSET(fd, &sets.write) || FD_ISSET(fd, &sets.except)) {
             instant = std::min(instant, timer_instant(fd));
             if (keys != nullptr) {
-                add_descriptor(*keys, fd);
+                add_descriptor(*keys, fd, FD_ISSET(fd, &sets.write));
             }
         }
     }
@@ -225,7 +225,7 @@ auto read_from(int fd, int flags, Call call) -> decltype(call()) {
     }
     const auto result = call();
     if (joined() && result >= 0) {
-        touch_peer(fd);
+        touch_writers(fd);
     }
     return result;
 }
@@ -375,9 +375,9 @@ MIRO_CLOCK_EXPORT int shutdown(int fd, int how) noexcept {
 
 MIRO_CLOCK_EXPORT int close(int fd) {
     if (joined()) {
-        forget_timer(fd);
         // The name is gone with the descriptor, so the touch comes first: nobody looks before this thread waits.
         touch_peer(fd);
+        forget_timer(fd);
     }
     return MIRO_CLOCK_NEXT(close)(fd);
 }

@@ -76,14 +76,13 @@ void add_own_name(Keys &keys, int fd) {
 }
 
 template <typename Visit>
-void with_inode(int fd, const struct stat &about, Visit visit) {
+void with_inode(const struct stat &about, Visit visit) {
     if (S_ISFIFO(about.st_mode)) {
         visit(key_for(kPipeKey, InodeName{about.st_dev, about.st_ino}));
     } else if ((about.st_mode & S_IFMT) == 0) {
         // eventfd, signalfd, pidfd and their like have one inode for all.
         visit(key_for(kAnonymousKey, 0));
     }
-    static_cast<void>(fd);
 }
 
 void touch_name(const Address &address, socklen_t length) {
@@ -107,16 +106,17 @@ void touch_address(const sockaddr *name, socklen_t length) {
     touch_name(address, length);
 }
 
-void add_descriptor(Keys &keys, int fd) {
+void add_descriptor(Keys &keys, int fd, bool for_room) {
     struct stat about {};
-    if (fd < 0 || fstat(fd, &about) != 0) {
+    if (fd < 0 || add_timer(keys, fd) || fstat(fd, &about) != 0) {
         return;
     }
+    keys.room = keys.room || for_room;
     keys.outside = true;
     if (S_ISSOCK(about.st_mode)) {
         add_own_name(keys, fd);
     } else {
-        with_inode(fd, about, [&](std::uint32_t key) { keys.add(key); });
+        with_inode(about, [&](std::uint32_t key) { keys.add(key); });
     }
 }
 
@@ -127,13 +127,19 @@ void touch_peer(int fd) {
         return;
     }
     if (!S_ISSOCK(about.st_mode)) {
-        with_inode(fd, about, [](std::uint32_t key) { touch(key); });
+        with_inode(about, [](std::uint32_t key) { touch(key); });
         return;
     }
     Address address{};
     socklen_t length = sizeof address;
     if (getpeername(fd, &address.any, &length) == 0) {
         touch_name(address, length);
+    }
+}
+
+void touch_writers(int fd) {
+    if (room_is_wanted()) {
+        touch_peer(fd);
     }
 }
 
@@ -149,7 +155,7 @@ int poll_until(pollfd *descriptors, nfds_t count, std::int64_t instant) {
         }
         if (first) {
             for (nfds_t i = 0; i < count; ++i) {
-                add_descriptor(keys, descriptors[i].fd);
+                add_descriptor(keys, descriptors[i].fd, (descriptors[i].events & POLLOUT) != 0);
             }
         }
         until = instant;

@@ -15,6 +15,24 @@ using namespace host_clock;
 
 namespace {
 
+// Changes the array that main() gets, too: some shells read that one, and have a setenv() of their own.
+bool set_variable(const char *name, const std::string &value) {
+    const std::string entry = std::string(name) + "=" + value;
+    char *copy = strdup(entry.c_str());
+    if (copy == nullptr) {
+        return false;
+    }
+    const std::size_t length = std::strlen(name) + 1;
+    for (char **at = environ; at != nullptr && *at != nullptr; ++at) {
+        if (std::strncmp(*at, copy, length) == 0) {
+            *at = copy; // not freed: programs keep what they read
+            return true;
+        }
+    }
+    std::free(copy);
+    return setenv(name, value.c_str(), 1) == 0;
+}
+
 // The library's own file, for the processes that this one starts.
 bool preload_for_children() {
     Dl_info about{};
@@ -30,7 +48,7 @@ bool preload_for_children() {
     } else if (before != nullptr && std::strstr(before, path) != nullptr) {
         list = before;
     }
-    return setenv("LD_PRELOAD", list.c_str(), 1) == 0;
+    return set_variable("LD_PRELOAD", list);
 }
 
 // Whether this program's own calls come here: then its time is the stepped one.
@@ -54,7 +72,7 @@ bool calls_come_here() {
 }
 
 [[gnu::destructor]] void leave_at_end() {
-    leave_process();
+    leave_process(Leaving::kEnds);
 }
 
 } // namespace
@@ -78,11 +96,11 @@ MIRO_CLOCK_EXPORT uint32_t MIRO_HostClockStart(const MIRO_HOST_CLOCK_CONFIG *con
         return MIRO_HOST_ERR_SYSTEM;
     }
     if (!calls_come_here()) {
-        leave_process();
+        leave_process(Leaving::kGoesOn);
         return MIRO_HOST_ERR_UNSUPPORTED;
     }
-    return preload_for_children() && setenv(MIRO_HOST_CLOCK_VARIABLE, path, 1) == 0 ? MIRO_HOST_OK
-                                                                                    : MIRO_HOST_ERR_SYSTEM;
+    return preload_for_children() && set_variable(MIRO_HOST_CLOCK_VARIABLE, path) ? MIRO_HOST_OK
+                                                                                  : MIRO_HOST_ERR_SYSTEM;
 }
 
 MIRO_CLOCK_EXPORT uint32_t MIRO_HostClockIsStepped(void) {

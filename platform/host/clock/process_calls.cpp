@@ -267,9 +267,24 @@ MIRO_CLOCK_EXPORT int posix_spawnp(pid_t *__restrict child, const char *__restri
 
 MIRO_CLOCK_EXPORT int execve(const char *path, char *const arguments[], char *const environment[]) noexcept {
     if (follows() && !names_clock(environment)) {
-        leave_process();
+        leave_process(Leaving::kGoesOn);
     }
     return MIRO_CLOCK_NEXT(execve)(path, arguments, environment);
+}
+
+MIRO_CLOCK_EXPORT int execvpe(const char *file, char *const arguments[], char *const environment[]) noexcept {
+    if (follows() && !names_clock(environment)) {
+        leave_process(Leaving::kGoesOn);
+    }
+    return MIRO_CLOCK_NEXT(execvpe)(file, arguments, environment);
+}
+
+MIRO_CLOCK_EXPORT int execv(const char *path, char *const arguments[]) noexcept {
+    return execve(path, arguments, environ);
+}
+
+MIRO_CLOCK_EXPORT int execvp(const char *file, char *const arguments[]) noexcept {
+    return execvpe(file, arguments, environ);
 }
 
 MIRO_CLOCK_EXPORT pid_t wait4(pid_t child, int *status, int options, rusage *usage) {
@@ -364,7 +379,7 @@ MIRO_CLOCK_EXPORT int sigtimedwait(const sigset_t *__restrict set, siginfo_t *__
 // ---- The end
 
 MIRO_CLOCK_EXPORT void _exit(int status) {
-    leave_process();
+    leave_process(Leaving::kEnds);
     const auto next = MIRO_CLOCK_NEXT(_exit);
     for (;;) {
         next(status);

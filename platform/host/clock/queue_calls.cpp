@@ -9,8 +9,9 @@ using namespace host_clock;
 
 namespace {
 
-Keys keys_of(int queue) {
+Keys keys_of(int queue, bool for_room) {
     Keys keys;
+    keys.room = for_room;
     keys.outside = true;
     keys.add(key_for(kQueueKey, queue));
     return keys;
@@ -21,7 +22,7 @@ template <typename Call>
 auto repeat(int queue, int not_now, Call call) -> decltype(call()) {
     decltype(call()) result = -1;
     bool waited = false;
-    const Woken woken = wait_until(keys_of(queue), kNever, [&] {
+    const Woken woken = wait_until(keys_of(queue, not_now == EAGAIN), kNever, [&] {
         result = call();
         if (result < 0 && errno == EINVAL && waited) {
             errno = EIDRM; // deleted during the wait
@@ -51,7 +52,9 @@ MIRO_CLOCK_EXPORT ssize_t msgrcv(int queue, void *message, size_t size, long typ
     };
     const ssize_t count = waits ? repeat(queue, ENOMSG, call) : call();
     if (count >= 0) {
-        touch_queue(queue);
+        if (joined() && room_is_wanted()) {
+            touch_queue(queue);
+        }
     } else if (!waits && follows() && errno == ENOMSG) {
         note_idle_call();
         errno = ENOMSG;

@@ -68,8 +68,9 @@ struct Table {
     std::uint64_t stall_reported; // the hand-over count for which a stall was reported
     std::int32_t holder;
     std::atomic<std::uint32_t> ending;
-    std::atomic<std::uint32_t> joins; // counts processes that joined; a futex
-    std::uint32_t top;                // places in use are below
+    std::atomic<std::uint32_t> room_waits; // may be too many, after a death
+    std::atomic<std::uint32_t> joins;      // counts processes that joined; a futex
+    std::uint32_t top;                     // places in use are below
     Process processes[kMaxProcesses];
     Thread threads[kMaxThreads];
 };
@@ -121,6 +122,23 @@ char state_letter(pid_t id) {
 bool is_dead(pid_t process) {
     const char letter = state_letter(process);
     return letter == 0 || letter == 'Z' || letter == 'X';
+}
+
+// True while the process has this library loaded, or cannot be looked at.
+bool has_library(pid_t process) {
+    char path[32];
+    std::snprintf(path, sizeof path, "/proc/%d/maps", process);
+    FILE *maps = std::fopen(path, "re");
+    if (maps == nullptr) {
+        return true;
+    }
+    char line[512];
+    bool found = false;
+    while (!found && std::fgets(line, sizeof line, maps) != nullptr) {
+        found = std::strstr(line, "libmiro_clock.so") != nullptr;
+    }
+    std::fclose(maps);
+    return found;
 }
 
 // True when the process is gone, or at least a zombie, within the patience.
@@ -370,7 +388,9 @@ void look_around(Thread &self, Patience &patience) {
         return;
     }
     const Thread &holder = table.threads[table.holder];
-    if (is_dead(holder.process)) {
+    // A program that became another one without the library never hands over.
+    const bool has_left = now - patience.since_ns >= kJoinPatienceNs && !has_library(holder.process);
+    if (is_dead(holder.process) || has_left) {
         forget_process(holder.process);
         touch_locked(kAnyKey);
     } else if (now - patience.since_ns >= kStallNs && table.stall_reported != handovers) {
@@ -598,14 +618,17 @@ void join_forked_child() {
     }
 }
 
-void leave_process() {
+void leave_process(Leaving how) {
     if (g_table == nullptr || t_inside != 0) {
         return;
     }
     const Inside inside;
     const pid_t id = getpid();
     free_threads(id);
-    if (Process *process = find_process(id); process != nullptr && !process->ending) {
+    Process *process = find_process(id);
+    if (process != nullptr && how == Leaving::kGoesOn) {
+        *process = {};
+    } else if (process != nullptr && !process->ending) {
         process->ending = true;
         ++g_table->ending;
     }
@@ -751,9 +774,11 @@ Woken block(const Keys &keys, std::int64_t deadline_ns, bool last) {
         self.last = last;
         self.looks = false;
         self.interrupted = false;
+        g_table->room_waits += keys.room ? 1u : 0u;
         give_turn_away();
     }
     const bool interrupted = sleep_until_granted(self);
+    g_table->room_waits -= keys.room ? 1u : 0u;
     const State state = self.state;
     set_running(self);
     if (interrupted || self.interrupted) {
@@ -763,6 +788,10 @@ Woken block(const Keys &keys, std::int64_t deadline_ns, bool last) {
         return self.looks ? Woken::kLook : self.arrives ? Woken::kArrives : Woken::kTouched;
     }
     return Woken::kDeadline;
+}
+
+bool room_is_wanted() {
+    return g_table->room_waits.load(std::memory_order_relaxed) != 0;
 }
 
 void note_idle_call() {

@@ -23,6 +23,7 @@ struct Keys {
     std::uint32_t count = 0;
     bool any = false;     // every touch is meant
     bool outside = false; // something outside the clock may end the wait: look from time to time
+    bool room = false;    // waits for room to write as well
     std::uint32_t list[kMost]{};
 
     void add(std::uint32_t key) {
@@ -50,9 +51,10 @@ bool joined();
 // In a forked child: it follows the clock as a process of its own, with the calling thread.
 void join_forked_child();
 
-// The process is about to end or to become a program that does not follow the clock. The one that made the file, or
+// The process is about to end, or to become a program that does not follow the clock. The one that made the file, or
 // else the last one, removes it.
-void leave_process();
+enum class Leaving { kEnds, kGoesOn };
+void leave_process(Leaving how);
 
 // Waits, in real time, until the started process has joined or is gone.
 void await_join(pid_t process);
@@ -111,6 +113,9 @@ Woken wait_until(const Keys &keys, std::int64_t deadline_ns, Probe probe) {
     }
 }
 
+// True while a thread waits for room to write.
+bool room_is_wanted();
+
 // A call that returned at once without a result: lets time pass when a thread does nothing else.
 void note_idle_call();
 
@@ -133,7 +138,15 @@ std::uint32_t key_for(std::uint32_t kind, const Value &value) {
     return hash(kind, &value, sizeof value);
 }
 
-enum KeyKind : std::uint32_t { kAddressKey = 1, kSocketKey, kPipeKey, kAnonymousKey, kQueueKey, kThreadKey };
+enum KeyKind : std::uint32_t {
+    kAddressKey = 1,
+    kSocketKey,
+    kPipeKey,
+    kAnonymousKey,
+    kTimerKey,
+    kQueueKey,
+    kThreadKey
+};
 
 struct Figures {
     std::int64_t now_ns;

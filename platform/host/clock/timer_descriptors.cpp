@@ -7,6 +7,7 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/timerfd.h>
+#include <unistd.h>
 
 namespace host_clock {
 
@@ -56,6 +57,15 @@ itimerspec setting_of(const TimerDescriptor &timer) {
     return setting;
 }
 
+struct TimerName {
+    pid_t process;
+    int fd;
+};
+
+std::uint32_t timer_key(int fd) {
+    return key_for(kTimerKey, TimerName{getpid(), fd});
+}
+
 // What it counted so far is gone with a new setting.
 void drain(int fd) {
     pollfd one{.fd = fd, .events = POLLIN, .revents = 0};
@@ -100,6 +110,14 @@ std::int64_t earliest_timer() {
     return earliest;
 }
 
+bool add_timer(Keys &keys, int fd) {
+    const bool known = find(fd) != nullptr;
+    if (known) {
+        keys.add(timer_key(fd));
+    }
+    return known;
+}
+
 void forget_timer(int fd) {
     if (TimerDescriptor *timer = fd < 0 ? nullptr : find(fd); timer != nullptr) {
         timer->fd = -1;
@@ -141,7 +159,7 @@ MIRO_CLOCK_EXPORT int timerfd_settime(int fd, int flags, const itimerspec *setti
         timer->next_ns = instant_after(setting->it_value);
     }
     // Those that wait for it wait for another time now.
-    touch_peer(fd);
+    touch(timer_key(fd));
     return 0;
 }
 

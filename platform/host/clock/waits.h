@@ -34,10 +34,13 @@ bool sleep_until(std::int64_t instant);
 int poll_until(pollfd *descriptors, nfds_t count, std::int64_t instant);
 
 // Adds what a wait for the descriptor to become readable or writable waits for.
-void add_descriptor(Keys &keys, int fd);
+void add_descriptor(Keys &keys, int fd, bool for_room);
 
-// Lets those look again that wait for the other end of what was written, or for this end.
+// Lets those look again that wait for the other end of what was written.
 void touch_peer(int fd);
+
+// The same after a read, for those that wait for room.
+void touch_writers(int fd);
 
 // Waits until a blocking descriptor is ready for the events. False, with errno set, when a signal interrupted it.
 bool wait_ready(int fd, short events);
@@ -50,6 +53,9 @@ void fire_timers();
 // The next instant at which the descriptor fires, kNever for others; of all of them.
 std::int64_t timer_instant(int fd);
 std::int64_t earliest_timer();
+
+// What a wait for a timer descriptor waits for. False for other descriptors.
+bool add_timer(Keys &keys, int fd);
 
 void forget_timer(int fd);
 
