@@ -37,7 +37,7 @@ def main():
         run([args.cmake, "--install", args.build, "--prefix", stage])
         libdir = next(path.parent for path in stage.rglob("liborva_comm_testing.a"))
         environment = {**os.environ, "PKG_CONFIG_PATH": str(libdir / "pkgconfig")}
-        flags = run(["pkg-config", f"--define-variable=prefix={stage}", "--cflags", "--libs", "orva_comm_testing"],
+        flags = run(["pkg-config", "--cflags", "--libs", "orva_comm_testing"],
                     env=environment).split()
         warnings = ["-Wall", "-Wextra", "-Wpedantic", "-Werror"]
         by_hand = pathlib.Path(scratch) / "pkgconfig"

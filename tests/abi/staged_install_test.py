@@ -1,5 +1,5 @@
-"""Installs into a scratch folder and builds and runs a small C and a small C++ program against it, once with
-pkg-config and once with find_package."""
+"""Installs into scratch folders and builds and runs a small C and a small C++ program against each, with pkg-config and
+with find_package: with --prefix, with DESTDIR, and moved after the installation."""
 import argparse
 import os
 import pathlib
@@ -9,7 +9,7 @@ import tempfile
 
 
 def run(command, **options):
-    result = subprocess.run(command, text=True, capture_output=True, **options)
+    result = subprocess.run([str(word) for word in command], text=True, capture_output=True, **options)
     if result.returncode != 0:
         sys.exit(f"{' '.join(map(str, command))} -> {result.returncode}\n{result.stdout}{result.stderr}")
     return result.stdout
@@ -21,33 +21,40 @@ def check(output, program):
     print(f"{program}: {output.strip()}")
 
 
+def check_pkgconfig(args, stage, scratch):
+    libdir = next(path.parent for path in stage.rglob("liborva_comm.so"))
+    environment = {**os.environ, "LD_LIBRARY_PATH": str(libdir), "PKG_CONFIG_PATH": str(libdir / "pkgconfig")}
+    flags = run(["pkg-config", "--cflags", "--libs", "orva_host_platform"], env=environment).split()
+    for compiler, source in ((args.cc, "program.c"), (args.cxx, "program.cpp")):
+        program = scratch / f"{stage.name}_{source.replace('.', '_')}"
+        run([compiler, pathlib.Path(args.consumer) / source, "-o", program, *flags])
+        check(run([program], env=environment, cwd=scratch), program.name)
+
+
+def check_cmake(args, stage, scratch):
+    build = scratch / f"{stage.name}_cmake"
+    run([args.cmake, "-G", "Ninja", "-S", args.consumer, "-B", build, f"-DCMAKE_PREFIX_PATH={stage}",
+         f"-DCMAKE_C_COMPILER={args.cc}", f"-DCMAKE_CXX_COMPILER={args.cxx}"])
+    run([args.cmake, "--build", build])
+    for program in ("consumer_c", "consumer_cpp"):
+        check(run([build / program], cwd=scratch), program)
+
+
 def main():
     parser = argparse.ArgumentParser()
     for option in ("build", "consumer", "cmake", "cc", "cxx"):
         parser.add_argument(f"--{option}", required=True)
     args = parser.parse_args()
-    consumer = pathlib.Path(args.consumer)
-    with tempfile.TemporaryDirectory(prefix="orva_install_") as scratch:
-        stage = pathlib.Path(scratch) / "stage"
-        run([args.cmake, "--install", args.build, "--prefix", str(stage)])
-        libdir = next(path.parent for path in stage.rglob("liborva_comm.so"))
-        environment = {**os.environ, "LD_LIBRARY_PATH": str(libdir),
-                       "PKG_CONFIG_PATH": str(libdir / "pkgconfig"), "PKG_CONFIG_ALLOW_SYSTEM_LIBS": "1"}
-
-        # The .pc files name the configured prefix; pkg-config moves it to where they stand.
-        flags = run(["pkg-config", f"--define-variable=prefix={stage}", "--cflags", "--libs", "orva_host_platform"],
-                    env=environment).split()
-        for compiler, source in ((args.cc, "program.c"), (args.cxx, "program.cpp")):
-            program = pathlib.Path(scratch) / f"pkgconfig_{source.replace('.', '_')}"
-            run([compiler, str(consumer / source), "-o", str(program), *flags])
-            check(run([str(program)], env=environment, cwd=scratch), program.name)
-
-        build = pathlib.Path(scratch) / "cmake"
-        run([args.cmake, "-G", "Ninja", "-S", str(consumer), "-B", str(build), f"-DCMAKE_PREFIX_PATH={stage}",
-             f"-DCMAKE_C_COMPILER={args.cc}", f"-DCMAKE_CXX_COMPILER={args.cxx}"])
-        run([args.cmake, "--build", str(build)])
-        for program in ("consumer_c", "consumer_cpp"):
-            check(run([str(build / program)], env=environment, cwd=scratch), program)
+    with tempfile.TemporaryDirectory(prefix="orva_install_") as name:
+        scratch = pathlib.Path(name)
+        prefix, destination, moved = scratch / "prefix", scratch / "destination", scratch / "moved"
+        run([args.cmake, "--install", args.build, "--prefix", prefix])
+        check_pkgconfig(args, prefix, scratch)
+        run([args.cmake, "--install", args.build], env={**os.environ, "DESTDIR": str(destination)})
+        check_pkgconfig(args, destination, scratch)
+        prefix.rename(moved)
+        check_pkgconfig(args, moved, scratch)
+        check_cmake(args, moved, scratch)
 
 
 main()

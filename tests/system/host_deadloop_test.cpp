@@ -24,7 +24,7 @@ using orva_test::without_stamp;
 
 struct Library {
     explicit Library(const char *name)
-        : handle(dlopen((std::string(ORVA_TEST_BINARY_DIR "/runtime_libs/") + name).c_str(), RTLD_LAZY)) {}
+        : handle(dlopen((std::string(ORVA_TEST_LIBRARY_DIR "/") + name).c_str(), RTLD_LAZY)) {}
     void *symbol(const char *name) const {
         void *found = handle != nullptr ? dlsym(handle, name) : nullptr;
         EXPECT_NE(found, nullptr) << name;
@@ -337,5 +337,5 @@ TEST_F(HostDeadloop, AChildProcess_CallsWhileOthersDid) {
 
 TEST_F(HostDeadloop, Library_IsFoundByItsBareNameOverTheSearchPath) {
     orva_test::expect_found_by_bare_names({"libqarl_sysdiag_agent_native.so", "libzebbase.so"},
-                                          ORVA_TEST_BINARY_DIR "/runtime_libs");
+                                          ORVA_TEST_LIBRARY_DIR);
 }

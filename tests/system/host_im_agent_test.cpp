@@ -26,7 +26,7 @@ using orva_test::run_in_child;
 using orva_test::ScratchFolder;
 using orva_test::without_stamp;
 
-constexpr char kLibrary[] = ORVA_TEST_BINARY_DIR "/runtime_libs/libim_agent.so";
+constexpr char kLibrary[] = ORVA_TEST_LIBRARY_DIR "/libim_agent.so";
 
 struct Agent {
     void *library = dlopen(kLibrary, RTLD_LAZY);
@@ -353,5 +353,5 @@ TEST_F(HostImAgent, AChildProcess_CallsWhileOthersDid) {
 }
 
 TEST_F(HostImAgent, Library_IsFoundByItsBareNameOverTheSearchPath) {
-    orva_test::expect_found_by_bare_names({"libim_agent.so"}, ORVA_TEST_BINARY_DIR "/runtime_libs");
+    orva_test::expect_found_by_bare_names({"libim_agent.so"}, ORVA_TEST_LIBRARY_DIR);
 }

@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 constexpr char kQarl[] = "libqarl_sysdiag_agent_native.so";
 constexpr char kWendo[] = "libzebbase.so";
 const std::string kBuild = ORVA_TEST_BINARY_DIR;
-const std::string kWhole = kBuild + "/runtime_libs";
+const std::string kWhole = ORVA_TEST_LIBRARY_DIR;
 const std::string kCrippled = kBuild + "/crippled_libs";
 
 struct Case {

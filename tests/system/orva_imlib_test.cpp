@@ -29,7 +29,7 @@ using namespace orva_test;
 namespace {
 
 constexpr std::uint32_t kUntouched = 0xDEADBEEF;
-constexpr char kAgent[] = ORVA_TEST_BINARY_DIR "/runtime_libs/libim_agent.so";
+constexpr char kAgent[] = ORVA_TEST_LIBRARY_DIR "/libim_agent.so";
 
 void load_board(const std::string &environment) {
     const std::string text =

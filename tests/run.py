@@ -1,0 +1,79 @@
+"""Runs the tests of a build folder and says little: one line a group, the skipped with their reasons, a closing line.
+What a failed test printed is printed whole.
+usage: run.py BUILD_FOLDER [CTEST_ARGUMENT...]"""
+import collections
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import xml.etree.ElementTree
+
+PROGRESS = re.compile(r"\s*(\d+)/(\d+) Test\s+#\d+: ")
+GTEST_REASON = re.compile(r"^\S.*:\d+: Skipped\n(.*?)\n(?:\n|\[)", re.MULTILINE | re.DOTALL)
+
+
+def run(command):
+    """Shows how far the tests are on a terminal and returns the exit code of ctest."""
+    terminal = sys.stdout.isatty()
+    with subprocess.Popen(command, stdout=subprocess.PIPE, text=True, errors="replace") as process:
+        for line in process.stdout:
+            progress = PROGRESS.match(line)
+            if progress and terminal:
+                print(f"\r{progress[1]} of {progress[2]}", end="", flush=True)
+            elif line.startswith("No tests were found"):
+                print(line, end="")
+    if terminal:
+        print("\r", end="")
+    return process.returncode
+
+
+def reason(case):
+    output = case.findtext("system-out") or ""
+    match = GTEST_REASON.search(output)
+    if match:
+        return " ".join(match[1].split())
+    lines = [line for line in output.splitlines() if line.strip()]
+    return lines[-1] if lines else "disabled in this build"
+
+
+def outcome(case):
+    return {"run": "passed", "fail": "failed"}.get(case.get("status"), "skipped")
+
+
+def report(cases):
+    groups = collections.defaultdict(collections.Counter)
+    seconds = collections.Counter()
+    total = collections.Counter()
+    for case in cases:
+        group = case.get("name").split(".")[0]
+        groups[group][outcome(case)] += 1
+        total[outcome(case)] += 1
+        seconds[group] += float(case.get("time") or 0)
+        if outcome(case) == "failed":
+            print(f"== failed: {case.get('name')}\n{case.findtext('system-out') or '(it printed nothing)'}")
+    for group, count in groups.items():
+        print(f"{group:8} {count['passed']:5} passed {count['failed']:4} failed {count['skipped']:4} skipped"
+              f" {seconds[group]:8.1f} s")
+    for case in cases:
+        if outcome(case) == "skipped":
+            print(f"skipped: {case.get('name')}: {reason(case)}")
+    for case in cases:
+        if outcome(case) == "failed":
+            print(f"failed: {case.get('name')}")
+    print(f"{total['passed']} passed, {total['failed']} failed, {total['skipped']} skipped", flush=True)
+
+
+def main():
+    if len(sys.argv) < 2:
+        sys.exit(__doc__)
+    results = pathlib.Path(sys.argv[1]) / "test_results.xml"
+    results.unlink(missing_ok=True)
+    code = run(["ctest", "--test-dir", sys.argv[1], "-j", str(len(os.sched_getaffinity(0))), "--no-tests=error",
+                "--test-output-size-failed", "1000000", "--output-junit", str(results.resolve()), *sys.argv[2:]])
+    if results.exists():
+        report(xml.etree.ElementTree.parse(results).getroot().findall("testcase"))
+    return code
+
+
+sys.exit(main())
