@@ -5,7 +5,7 @@
  *
  * Both libraries are optional: "libqarl_sysdiag_agent_native.so" and "libzebbase.so" are opened at first use and stay
  * open for the life of the process. A missing library or symbol is logged and the feature is skipped; the next call
- * tries again. Nothing locks: racing first calls may each open a library, which leaks one library reference.
+ * tries again. Nothing locks: of racing first calls one keeps its handle, the others close theirs.
  */
 #ifndef ORVA_DEADLOOP_H
 #define ORVA_DEADLOOP_H
@@ -28,24 +28,21 @@ ORVA_API extern OrvaDeadLoopRecord g_orvaQarlDeadLoop;
 ORVA_API extern OrvaDeadLoopRecord g_orvaWendoDeadLoop;
 
 /**
- * Handle of the system-diagnosis agent, opened on first use. Thread-safe. Racing first calls may leak one library
- * reference.
+ * Handle of the system-diagnosis agent, opened on first use. Thread-safe.
  *
  * @return The handle; null, with a record, when the library cannot be opened.
  */
 ORVA_API void *ORVA_GetQarlDeadLoopHandle(void);
 
 /**
- * Handle of the device-management base library, opened on first use. Thread-safe. Racing first calls may leak one
- * library reference.
+ * Handle of the device-management base library, opened on first use. Thread-safe.
  *
  * @return The handle; null, with a record, when the library cannot be opened.
  */
 ORVA_API void *ORVA_GetWendoDeadLoopHandle(void);
 
 /**
- * Fills a hook record from the system-diagnosis agent. Thread-safe. Racing first calls may leak one library
- * reference.
+ * Fills a hook record from the system-diagnosis agent. Thread-safe.
  *
  * @param[out] hook The caller's record; its reserved words become null. A failure may leave some of it written.
  * @retval ORVA_OK     The record is filled.
@@ -54,8 +51,7 @@ ORVA_API void *ORVA_GetWendoDeadLoopHandle(void);
 ORVA_API uint32_t ORVA_GetQarlDeadLoopHookFunc(OrvaDeadLoopHook *hook);
 
 /**
- * Opens the device-management base library and looks its registration entry up. Thread-safe. Racing first calls may
- * leak one library reference.
+ * Opens the device-management base library and looks its registration entry up. Thread-safe.
  *
  * Its name says Qarl, although it works on the other library.
  *

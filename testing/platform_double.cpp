@@ -73,9 +73,14 @@ bool of_library(const char *file) {
 }
 
 void keep_log(const std::string &head, const char *format, va_list args) {
-    const std::lock_guard<std::recursive_mutex> guard(g_lock);
-    platform().logs.push_back(head + " " + format_text(format, args));
-    platform().formats.emplace_back(format);
+    {
+        const std::lock_guard<std::recursive_mutex> guard(g_lock);
+        platform().logs.push_back(head + " " + format_text(format, args));
+        platform().formats.emplace_back(format);
+    }
+    if (platform().onLog) {
+        platform().onLog();
+    }
 }
 
 void keep_call(const std::string &call) {

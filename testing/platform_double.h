@@ -65,6 +65,7 @@ struct Platform {
     std::function<ssize_t(int, void *, std::size_t)> onRead;
     std::function<std::uint32_t(const char *, char *, std::uint32_t)> onEnvGet;
     std::function<void *(MIRO_AVL_TREE *, MIRO_AVL_NODE *)> onAvlInsert;
+    std::function<void()> onLog; // called after a record was kept, without a lock of the double
     std::function<void(MIRO_SYSTIME *)> onSystime;
 };
 

@@ -1,4 +1,4 @@
-// Log records: the tags, modules and levels of the library's own records, each spelled once.
+// Log records: the tags, modules, levels and codes of the library's own records, each named here and nowhere else.
 //
 // An error record always goes to the system log. A gated record asks the log gate first: open, the text goes to the
 // debug output under the short tag, otherwise to the system log under the long one; it is never suppressed. A process
@@ -16,13 +16,30 @@
 
 namespace orva {
 
-inline constexpr std::uint32_t kLogModule = 0x10000;
-inline constexpr std::uint32_t kFanLogModule = 0x400;
-inline constexpr std::uint32_t kRuntimeLogModule = 8; // process records of queues, mutexes and pipes
+// Modules.
+inline constexpr std::uint32_t kLogModule = 0x10000;            // the library as a whole
+inline constexpr std::uint32_t kRuntimeLogModule = 8;           // queues, mutexes, pipes, ports, the agent library
+inline constexpr std::uint32_t kFanLogModule = 0x400;           // fans
+inline constexpr std::uint32_t kBoardLogModule = 0x800;         // board identity, process information
+inline constexpr std::uint32_t kMemoryLogModule = 0x1000;       // the partition
+inline constexpr std::uint32_t kPathMemoryLogModule = 0x400000; // memory for a path
+
+// Levels of system log records.
 inline constexpr std::uint32_t kLevelError = 2;
 inline constexpr std::uint32_t kLevelDebug = 4;
-inline constexpr std::uint32_t kCodeNone = 0;          // of a process record
-inline constexpr std::uint32_t kDiagCode = 0x0CE41001; // marks the library's own diagnostic records
+
+// Process records: a type beside TOVA_PLOG_INFO and TOVA_PLOG_ERROR, and the codes in the place of a level.
+inline constexpr std::uint32_t kCapabilityLogType = 2;
+inline constexpr std::uint32_t kCodeNone = 0;
+inline constexpr std::uint32_t kCodeDone = 1;
+inline constexpr std::uint32_t kCodeError = 2;
+inline constexpr std::uint32_t kCodeState = 4; // start mode, capabilities
+
+// Diagnostic records: the code that marks the library's own, and their third word.
+inline constexpr std::uint32_t kDiagCode = 0x0CE41001;
+inline constexpr std::uint32_t kDiagWord3Event = 1;
+inline constexpr std::uint32_t kDiagWord3Report = 3;
+
 inline constexpr char kProcessName[] = "orva";
 
 } // namespace orva

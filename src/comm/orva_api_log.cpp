@@ -181,8 +181,8 @@ const char *ORVA_ALARM_GetSensorTypeDesc(uint8_t type) {
 
 namespace {
 
-constexpr std::size_t kTextSize = 512;
-constexpr std::size_t kLineSize = 592;
+constexpr std::size_t kFaultTextSize = 512;
+constexpr std::size_t kFaultLineSize = 592;
 constexpr std::uint32_t kUnknownPowerInput = 5;
 constexpr std::uint32_t kUnsetPowerInput = 0xFF;
 
@@ -196,16 +196,16 @@ struct Report {
 // Formats the caller's text and removes one line end from its end. The report is given up without memory, on a text
 // that cannot be formatted, and on one that is shorter than `shortest` characters.
 Report open_report(int shortest, const char *format, va_list args) {
-    Report report{orva::make_partition_buffer(kArea, kTextSize), {}, true};
+    Report report{orva::make_partition_buffer(kArea, kFaultTextSize), {}, true};
     if (report.text == nullptr) {
         return report;
     }
-    report.line = orva::make_partition_buffer(kArea, kLineSize);
+    report.line = orva::make_partition_buffer(kArea, kFaultLineSize);
     if (report.line == nullptr) {
         return report;
     }
     char *text = report.text.get();
-    int length = vsnprintf_s(text, kTextSize, kTextSize - 1, format, args);
+    int length = vsnprintf_s(text, kFaultTextSize, kFaultTextSize - 1, format, args);
     if (length > 0 && text[length - 1] == '\n') {
         text[--length] = '\0';
     }
@@ -242,7 +242,7 @@ void send_built(const Report &report, int built, std::uint32_t infoId, std::uint
 
 // A copy of a built line that is a format and prints as the line.
 struct LineAsFormat {
-    char text[2 * kLineSize];
+    char text[2 * kFaultLineSize];
 
     explicit LineAsFormat(const char *line) {
         char *out = text;
@@ -264,11 +264,11 @@ namespace {
 int build_typed(const Report &report, std::uint32_t infoId, std::uint32_t slot, std::uint32_t fruId,
                 std::uint32_t type) {
     if (infoId == ORVA_INFO_POWER_INPUT) {
-        return sprintf_s(report.line.get(), kLineSize, "[Slot=%u, FruId=%u], Type=%u%s, %s", slot, fruId,
+        return sprintf_s(report.line.get(), kFaultLineSize, "[Slot=%u, FruId=%u], Type=%u%s, %s", slot, fruId,
                          type == kUnsetPowerInput ? kUnknownPowerInput : type, ORVA_GetTypeDescByInfoId(infoId),
                          report.text.get());
     }
-    return sprintf_s(report.line.get(), kLineSize, "[Slot=%u, FruId=%u], Type=%u, %s", slot, fruId, type,
+    return sprintf_s(report.line.get(), kFaultLineSize, "[Slot=%u, FruId=%u], Type=%u, %s", slot, fruId, type,
                      report.text.get());
 }
 
@@ -276,8 +276,8 @@ int build_typed(const Report &report, std::uint32_t infoId, std::uint32_t slot, 
 int build_security(const Report &report, std::uint32_t infoId, std::uint32_t slot, std::uint32_t fruId,
                    std::uint32_t type, std::uint32_t ownChassis, std::uint32_t ownSlot) {
     const char *legend = ORVA_GetTypeDescByInfoId(infoId);
-    return sprintf_s(report.line.get(), kLineSize, "[Position: %u/%u][Slot=%u, FruId=%u], Type=%u%s, %s", ownChassis,
-                     ownSlot, slot, fruId, type, legend == nullptr ? "" : legend, report.text.get());
+    return sprintf_s(report.line.get(), kFaultLineSize, "[Position: %u/%u][Slot=%u, FruId=%u], Type=%u%s, %s",
+                     ownChassis, ownSlot, slot, fruId, type, legend == nullptr ? "" : legend, report.text.get());
 }
 
 } // namespace
@@ -302,8 +302,9 @@ void ORVA_SensorFemaByNoAndType(uint32_t infoId, uint32_t slot, uint32_t fruId, 
     Report report = open_report(0, format, args);
     va_end(args);
     if (!report.isGivenUp) {
-        const int built = sprintf_s(report.line.get(), kLineSize, "[Slot=%u, FruId=%u], SensorNo=%u, Type=%u, %s",
-                                    slot, fruId, sensorNo, type, report.text.get());
+        const int built =
+            sprintf_s(report.line.get(), kFaultLineSize, "[Slot=%u, FruId=%u], SensorNo=%u, Type=%u, %s", slot, fruId,
+                      sensorNo, type, report.text.get());
         send_built(report, built, infoId, word3);
     }
     close_report(report);
@@ -317,7 +318,7 @@ void ORVA_DiagFema(uint32_t idKind, uint32_t slot, uint32_t fruId, uint32_t word
     if (!report.isGivenUp) {
         OrvaPositionDesc desc{};
         ORVA_GetIdDescByInfoId(idKind, &desc);
-        const int built = sprintf_s(report.line.get(), kLineSize, "%s%u%s%u], %s", desc.slotPrefix, slot,
+        const int built = sprintf_s(report.line.get(), kFaultLineSize, "%s%u%s%u], %s", desc.slotPrefix, slot,
                                     desc.fruPrefix, fruId, report.text.get());
         send_built(report, built, desc.infoId, word3);
     }
@@ -331,7 +332,7 @@ void ORVA_CardFemaByType(uint32_t infoId, uint32_t cardId, uint32_t type, uint32
     va_end(args);
     if (!report.isGivenUp) {
         const int built =
-            sprintf_s(report.line.get(), kLineSize, "[CardId=%u], Type=%u, %s", cardId, type, report.text.get());
+            sprintf_s(report.line.get(), kFaultLineSize, "[CardId=%u], Type=%u, %s", cardId, type, report.text.get());
         send_built(report, built, infoId, word3);
     }
     close_report(report);
@@ -412,7 +413,8 @@ void write_to_console(const char *text, std::size_t length) {
 } // namespace
 
 uint32_t ORVA_GetTtyPath(char *resolved, [[maybe_unused]] uint64_t resolvedLen) {
-    // Zeros behind the longest text, so that a name which begins at its end is looked for in zeros.
+    // Zero padding: a name that starts at the end of the text is compared with zeros, not with memory past the
+    // buffer.
     char text[kMostCommandLine + 1 + kConsoleNameStart + kConsoleNameSize] = {};
     if (resolved == nullptr || !read_command_line(text, kMostCommandLine)) {
         return ORVA_FAILED;

@@ -11,19 +11,18 @@ OrvaCommLocal g_orvaCommLocal;
 
 namespace {
 
-constexpr std::uint32_t kMemoryLogModule = 0x1000;
 constexpr std::uint32_t kDebugOption = 3;
 
 // Switches the accounting and the growth of a fresh partition on.
 bool set_up_partition(std::uint8_t number) {
     std::uint32_t result = MIRO_MemDbgOptSet(number, kDebugOption);
     if (result != 0) {
-        ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, kMemoryLogModule, result, "MIRO mem dbg opt set failed.");
+        ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, orva::kMemoryLogModule, result, "MIRO mem dbg opt set failed.");
         return false;
     }
     result = MIRO_MemPtAutoFlexSetEx(number, 1, 0, nullptr, nullptr, nullptr);
     if (result != 0) {
-        ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, kMemoryLogModule, result, "orva mem pt auto flex setex failed.");
+        ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, orva::kMemoryLogModule, result, "orva mem pt auto flex setex failed.");
         return false;
     }
     return true;
@@ -58,7 +57,7 @@ void ORVA_SetMemPtr(uint8_t partition) {
 uint32_t ORVA_CreateMemPt(void) {
     const std::uint32_t present = ORVA_GetMemPtr();
     if (present != 0) {
-        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, kMemoryLogModule, 0, "Mem pt %u ", present);
+        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kMemoryLogModule, 0, "Mem pt %u ", present);
         return ORVA_OK;
     }
     std::uint8_t number = 0;

@@ -19,8 +19,6 @@ namespace {
 
 constexpr orva::Area kArea = orva::make_area("src/comm/orva_comm");
 
-constexpr std::uint32_t kInfoCode = 1;
-constexpr std::uint32_t kErrorCode = 2;
 constexpr std::size_t kPathSize = 256;
 constexpr char kSeparateKeyFile[] = "/usr/local/lib64/liborva_agent_lib.so";
 constexpr char kSingleKeyFile[] = "/orva_agent"; // below the working folder
@@ -96,7 +94,7 @@ uint32_t ORVA_QueueCreate(uint32_t module, uint32_t *queueId) {
         return result;
     }
     *queueId = id;
-    ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kRuntimeLogModule, kInfoCode,
+    ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kRuntimeLogModule, orva::kCodeDone,
                      "keyvalue is 0x%x module is 0x%x queue is %d.", static_cast<unsigned>(key), module,
                      static_cast<int>(id));
     return ORVA_QueueClear(id);

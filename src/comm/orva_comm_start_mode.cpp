@@ -12,7 +12,6 @@
 
 namespace {
 
-constexpr std::uint32_t kStartLogCode = 4;
 constexpr const char *kMarkerFiles[] = {"/tmp/orva_init_ok", "/tmp/orva_agent_init_ok"};
 constexpr char kConfigFile[] = "/opt/keldv8/data/ORVA_CFG.ini";
 constexpr std::uint32_t kMarkerMode = 0600;
@@ -32,11 +31,11 @@ void ORVA_COMM_InitProcessStartMode(uint32_t kind, uint32_t *warm) {
     }
     FILE *const file = fopen(marker, "r");
     if (file == nullptr) {
-        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kLogModule, kStartLogCode, "Get reboot flag file fopen null");
+        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kLogModule, orva::kCodeState, "Get reboot flag file fopen null");
         return;
     }
     *warm = ORVA_START_WARM;
-    ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kLogModule, kStartLogCode,
+    ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kLogModule, orva::kCodeState,
                      "Reboot flag file already exists and orva start mode warm");
     ORVA_FileClose(file);
 }
@@ -48,14 +47,14 @@ void ORVA_COMM_SetProcessStartMode(uint32_t kind) {
     }
     FILE *const file = fopen(marker, "a+");
     if (file == nullptr) {
-        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kLogModule, kStartLogCode, "Reboot flag file fopen null");
+        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kLogModule, orva::kCodeState, "Reboot flag file fopen null");
         return;
     }
     orva::LineReader lines(file);
     if (lines.next() == nullptr) {
         ORVA_Fchmod(marker, kMarkerMode);
         fputs("5\n", file);
-        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kLogModule, kStartLogCode, "Reboot flag file is created");
+        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kLogModule, orva::kCodeState, "Reboot flag file is created");
     }
 }
 

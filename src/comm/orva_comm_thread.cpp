@@ -1,12 +1,8 @@
-// Threads, recursive mutexes and their table, wake-up pipes, and the closing of sockets and streams.
+// Threads, recursive mutexes and their table.
 #include "orva_comm.h"
 
-#include <cerrno>
 #include <cstdint>
-#include <cstdio>
-#include <fcntl.h>
 #include <pthread.h>
-#include <unistd.h>
 
 #include "log_record.h"
 #include "miro.h"
@@ -18,22 +14,20 @@ namespace {
 
 constexpr orva::Area kArea = orva::make_area("src/comm/orva_comm");
 
-constexpr std::uint32_t kErrorCode = 2;
-
 // A POSIX failure as a process record, and its number as the code.
-#define LOG_MUTEX_FAILURE(text, result)                                                                              \
-    ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, orva::kRuntimeLogModule, kErrorCode, text ": ret is 0x%x",                     \
+#define ORVA_COMM_LOG_MUTEX(text, result)                                                                            \
+    ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, orva::kRuntimeLogModule, orva::kCodeError, text ": ret is 0x%x",               \
                      static_cast<unsigned>(result))
 
 int init_recursive(pthread_mutexattr_t &attribute) {
     int result = pthread_mutexattr_init(&attribute);
     if (result != 0) {
-        LOG_MUTEX_FAILURE("Failed to init mutex attr", result);
+        ORVA_COMM_LOG_MUTEX("Failed to init mutex attr", result);
         return result;
     }
     result = pthread_mutexattr_settype(&attribute, PTHREAD_MUTEX_RECURSIVE);
     if (result != 0) {
-        LOG_MUTEX_FAILURE("Failed to set mutex attr", result);
+        ORVA_COMM_LOG_MUTEX("Failed to set mutex attr", result);
         pthread_mutexattr_destroy(&attribute);
     }
     return result;
@@ -41,11 +35,6 @@ int init_recursive(pthread_mutexattr_t &attribute) {
 
 std::uint64_t address_of(const void *object) {
     return reinterpret_cast<std::uintptr_t>(object);
-}
-
-bool make_nonblocking(int fd) {
-    const int flags = fcntl(fd, F_GETFL, 0);
-    return flags != -1 && fcntl(fd, F_SETFL, flags | O_NONBLOCK) != -1;
 }
 
 } // namespace
@@ -84,7 +73,7 @@ uint32_t ORVA_CreatMutex(uint32_t tag, void **mutex) {
     result = pthread_mutex_init(object.get(), &attribute);
     if (result != 0) {
         // Compat: texts that others parse. The text has a blank before the colon.
-        LOG_MUTEX_FAILURE("Failed to init mutex ", result);
+        ORVA_COMM_LOG_MUTEX("Failed to init mutex ", result);
         pthread_mutexattr_destroy(&attribute);
         orva::release_block(object);
         return static_cast<std::uint32_t>(result);
@@ -105,42 +94,6 @@ int32_t ORVA_MutexV(void *mutex) {
     return pthread_mutex_unlock(static_cast<pthread_mutex_t *>(mutex));
 }
 
-int32_t ORVA_CreatePipe(int32_t *fds, uint64_t count) {
-    int ends[2] = {-1, -1};
-    int result = pipe_s(ends);
-    if (result < 0) {
-        return result;
-    }
-    if (!make_nonblocking(ends[1])) {
-        ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, orva::kRuntimeLogModule, kErrorCode,
-                         "Failed to change pipe mode to nonblock type. ErrorNo = %d.", errno);
-    }
-    // Compat: callers' code. With fewer than two entries the pipe is created, stays open, and `fds` is unchanged.
-    result = memcpy_s(fds, count * sizeof *fds, ends, sizeof ends);
-    if (result != 0) {
-        orva::log_mem_copy_error(kArea, result);
-        return ORVA_FAILED;
-    }
-    return 0;
-}
-
-void ORVA_DeletePipe(int32_t *fds, uint64_t count) {
-    for (std::uint64_t i = 0; i < count; ++i) {
-        if (fds[i] != -1) {
-            close_s(fds[i]);
-        }
-    }
-}
-
-int64_t ORVA_WritePipe(int32_t fd) {
-    const char wake = 0;
-    return write_s(fd, &wake, sizeof wake);
-}
-
-int64_t ORVA_ReadPipe(int32_t fd, void *buffer, uint32_t length) {
-    return read_s(fd, buffer, length);
-}
-
 void ORVA_AddSemTable(uint64_t key, uint32_t tag) {
     for (OrvaSemEntry &entry : g_orvaCommLocal.semTable) {
         if (entry.inUse == 0) {
@@ -159,10 +112,4 @@ OrvaSemEntry *ORVA_FindSemById(uint64_t key) {
     return nullptr;
 }
 
-int32_t ORVA_CloseSock(int32_t fd) {
-    return close_s(fd);
-}
-
-int32_t ORVA_FileClose(FILE *file) {
-    return file == nullptr ? EOF : fclose(file);
-}
+#undef ORVA_COMM_LOG_MUTEX

@@ -21,9 +21,9 @@ using orva::relaxed_store;
 // The rows of CAN and RS485 are called with more arguments than their functions take, which the calling conventions
 // of the targets allow; a sanitizer that compares function types must not look at those calls.
 #if defined(__clang__)
-#define ORVA_CALLS_CONVERTED_FUNCTION __attribute__((no_sanitize("function")))
+#define ORVA_DEBUGGING_CALLS_CONVERTED __attribute__((no_sanitize("function")))
 #else
-#define ORVA_CALLS_CONVERTED_FUNCTION
+#define ORVA_DEBUGGING_CALLS_CONVERTED
 #endif
 
 OrvaDebugSwitch g_sOrvaDebugSwtich;
@@ -172,22 +172,24 @@ void ORVA_DEBUG_SetSouthPacketSwitch(uint32_t onOff, uint32_t netFn, uint32_t cm
     ORVA_DEBUG_SetRs485PacketSwitch(onOff);
 }
 
-#define AS_IS_ON(function) reinterpret_cast<OrvaPacketIsOnFunc>(reinterpret_cast<void (*)(void)>(function))
-#define AS_SET(function) reinterpret_cast<OrvaPacketSetFunc>(reinterpret_cast<void (*)(void)>(function))
+#define ORVA_DEBUGGING_AS_IS_ON(function)                                                                            \
+    reinterpret_cast<OrvaPacketIsOnFunc>(reinterpret_cast<void (*)(void)>(function))
+#define ORVA_DEBUGGING_AS_SET(function)                                                                              \
+    reinterpret_cast<OrvaPacketSetFunc>(reinterpret_cast<void (*)(void)>(function))
 
 const OrvaPacketIsOnRow g_debugGetSwitchFunc[ORVA_PACKET_IS_ON_ROWS] = {
     {ORVA_PACKET_UDP, ORVA_DEBUG_UdpPacketSwitchIsOn},
     {ORVA_PACKET_IPMB, ORVA_DEBUG_IpmbPacketSwitchIsOn},
-    {ORVA_PACKET_RS485, AS_IS_ON(ORVA_DEBUG_Rs485PacketSwitchIsOn)},
-    {ORVA_PACKET_CAN, AS_IS_ON(ORVA_DEBUG_CanPacketSwitchIsOn)},
+    {ORVA_PACKET_RS485, ORVA_DEBUGGING_AS_IS_ON(ORVA_DEBUG_Rs485PacketSwitchIsOn)},
+    {ORVA_PACKET_CAN, ORVA_DEBUGGING_AS_IS_ON(ORVA_DEBUG_CanPacketSwitchIsOn)},
 };
 
 const OrvaPacketSetRow g_debugSetSwitchFunc[ORVA_PACKET_SET_ROWS] = {
     {ORVA_PACKET_UDP, ORVA_DEBUG_SetUdpPacketSwitch},
     {ORVA_PACKET_SOUTH, ORVA_DEBUG_SetSouthPacketSwitch},
     {ORVA_PACKET_IPMB, ORVA_DEBUG_SetIpmbPacketSwitch},
-    {ORVA_PACKET_RS485, AS_SET(ORVA_DEBUG_SetRs485PacketSwitch)},
-    {ORVA_PACKET_CAN, AS_SET(ORVA_DEBUG_SetCanPacketSwitch)},
+    {ORVA_PACKET_RS485, ORVA_DEBUGGING_AS_SET(ORVA_DEBUG_SetRs485PacketSwitch)},
+    {ORVA_PACKET_CAN, ORVA_DEBUGGING_AS_SET(ORVA_DEBUG_SetCanPacketSwitch)},
 };
 
 OrvaPacketIsOnFunc ORVA_DEBUG_GetPacketSwitchFunc(uint32_t type) {
@@ -200,7 +202,7 @@ OrvaPacketSetFunc ORVA_DEBUG_SetPacketSwitchFunc(uint32_t type) {
     return row == std::end(g_debugSetSwitchFunc) ? nullptr : row->set;
 }
 
-ORVA_CALLS_CONVERTED_FUNCTION
+ORVA_DEBUGGING_CALLS_CONVERTED
 uint32_t ORVA_DEBUG_PacketSwitchIsOn(uint32_t type, uint32_t netFn, uint32_t cmd) {
     const OrvaPacketIsOnFunc isOn = ORVA_DEBUG_GetPacketSwitchFunc(type);
     if (isOn == nullptr) {
@@ -209,7 +211,7 @@ uint32_t ORVA_DEBUG_PacketSwitchIsOn(uint32_t type, uint32_t netFn, uint32_t cmd
     return isOn(static_cast<std::uint8_t>(netFn), static_cast<std::uint16_t>(cmd));
 }
 
-ORVA_CALLS_CONVERTED_FUNCTION
+ORVA_DEBUGGING_CALLS_CONVERTED
 uint32_t ORVA_CLI_ProcessDebugDeviceOrvaPacket(uint32_t onOff, uint8_t type, uint32_t netFn, uint32_t cmd) {
     const OrvaPacketSetFunc set = ORVA_DEBUG_SetPacketSwitchFunc(type);
     if (set == nullptr) {
@@ -223,9 +225,9 @@ uint32_t ORVA_CLI_ProcessDebugDeviceOrvaPacket(uint32_t onOff, uint8_t type, uin
 
 namespace {
 
-constexpr std::size_t kTextSize = 256;  // a debug text
-constexpr std::size_t kStampSize = 592; // a debug text with its position
-constexpr std::uint32_t kLineSize = 2000;
+constexpr std::size_t kDebugTextSize = 256;  // a debug text
+constexpr std::size_t kDebugStampSize = 592; // a debug text with its position
+constexpr std::uint32_t kPieceSize = 2000;
 constexpr std::uint32_t kSmallestRoom = orva::kHexCharsPerByte + 1; // a byte and the zero
 constexpr std::uint32_t kChunkBytes = 64;
 constexpr std::uint32_t kDebugInfoId = 0xCE4BC006;
@@ -277,22 +279,22 @@ struct Piece {
 // Builds the piece that begins at byte `first` in `line` and passes it on. Nothing is written without a header, or
 // without room for a byte after it.
 Piece write_line(const Packet &packet, std::uint32_t piece, std::uint32_t first, char *line) {
-    const int written = sprintf_s(line, kLineSize, "[0x%x:%u] %s:", packet.number, piece, packet.name);
+    const int written = sprintf_s(line, kPieceSize, "[0x%x:%u] %s:", packet.number, piece, packet.name);
     if (written < 0) {
         return {0, false};
     }
     const auto header = static_cast<std::uint32_t>(written);
-    if (kLineSize - header < kSmallestRoom) {
+    if (kPieceSize - header < kSmallestRoom) {
         return {0, false};
     }
     const std::uint32_t bytes =
-        format_bytes(packet.data + first, packet.length - first, line + header, kLineSize - header);
+        format_bytes(packet.data + first, packet.length - first, line + header, kPieceSize - header);
     hand_to_sink(packet.module, line);
     return {bytes, true};
 }
 
 Piece write_piece(const Packet &packet, std::uint32_t piece, std::uint32_t first) {
-    auto line = orva::make_partition_buffer(kArea, kLineSize);
+    auto line = orva::make_partition_buffer(kArea, kPieceSize);
     if (line == nullptr) {
         return {0, false};
     }
@@ -307,7 +309,7 @@ uint32_t ORVA_DEBUG_OutLog(uint32_t module, const char *format, ...) {
     if (format == nullptr) {
         return 0;
     }
-    char text[kTextSize] = {};
+    char text[kDebugTextSize] = {};
     va_list args;
     va_start(args, format);
     const int length = vsnprintf_s(text, sizeof text, sizeof text - 1, format, args);
@@ -315,7 +317,7 @@ uint32_t ORVA_DEBUG_OutLog(uint32_t module, const char *format, ...) {
     if (length < 0) {
         return static_cast<std::uint32_t>(length);
     }
-    char line[kStampSize] = {};
+    char line[kDebugStampSize] = {};
     const int result = sprintf_s(line, sizeof line, "[Position: %u/%u]%s", ORVA_DRVADP_GetSelfChassisVar(),
                                  ORVA_DRVADP_GetSelfSlotVar(), text);
     if (result < 0) {
@@ -430,3 +432,9 @@ void ORVA_DEBUG_OutPmPacket(const char *name, const uint8_t *pkt, uint32_t len) 
         ORVA_DEBUG_OutPacket(ORVA_DUMP_MODULE_SOUTH, name, pkt, len);
     }
 }
+
+#undef ORVA_DEBUGGING_CALLS_CONVERTED
+
+#undef ORVA_DEBUGGING_AS_IS_ON
+
+#undef ORVA_DEBUGGING_AS_SET

@@ -17,7 +17,6 @@ using orva::relaxed_store;
 
 namespace {
 
-constexpr std::uint32_t kSummaryWord3 = 1;
 constexpr std::uint32_t kLastZone = ORVA_DIAG_ZONES - 1;
 constexpr std::uint32_t kThreadCapabilities[] = {17, 21};
 
@@ -53,7 +52,7 @@ void ORVA_DiagMgrTimerOutput(const OrvaDiagNode *node, OrvaDiagItem *item) {
         return;
     }
     const std::uint32_t dropped = __atomic_exchange_n(&item->dropNum, 0u, __ATOMIC_RELAXED);
-    ORVA_DIAGLOG(0, orva::kDiagCode, kSummaryWord3, 0, 0,
+    ORVA_DIAGLOG(0, orva::kDiagCode, orva::kDiagWord3Event, 0, 0,
                  "[OrvaDiagMgr] DiagID:%u drop: %u logs in a hour. keyID: %u format: %s", node->diagId, dropped,
                  item->keyId, node->text);
 }

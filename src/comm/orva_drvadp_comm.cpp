@@ -1,18 +1,12 @@
-// Board adaptation: who and where this board is, from the driver layer and the boot environment, and which interface
-// and address it uses. Knows nothing of messages or sensors. The only state is the identity cache, whose words any
-// thread may read and fill; they are accessed relaxed.
+// Board identity: who and where this board is, from the driver layer and the boot environment. Knows nothing of
+// messages or sensors. The only state is the identity cache, whose words any thread may read and fill; they are
+// accessed relaxed.
 #include "orva_drvadp_comm.h"
 
-#include <arpa/inet.h>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
-#include <net/if.h>
-#include <netinet/in.h>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
 
-#include "board_port_table.h"
 #include "drv_basic.h"
 #include "log_record.h"
 #include "optional_library.h"
@@ -31,22 +25,9 @@ OrvaSelfBoardBase g_selfBoardBase = {
     .frameType = 0,
 };
 
-const char g_orvaBakPort[2][8] = {"bond0", "veth0"};
-
-const OrvaBoardNameId g_boardNameToBoardIdMap[ORVA_BOARD_NAME_COUNT] = {
-    {"ZQ71MRB4T8E", 0xFE000001},  {"LV46MRB7T3C", 0xFE000002},  {"LV83MRB5T1C", 0xFE000003},
-    {"XTE4W9N27-KR", 0xFE000004}, {"LV19MRB2T6C", 0xFE000005},  {"LV19XTE835Q", 0xFE000006},
-    {"MRB815N64-JS", 0xFE000007}, {"XTE472N64-JW", 0xFE000008}, {"XTE815N64-JS", 0xFE000009},
-};
-
 namespace {
 
 constexpr orva::Area kArea = orva::make_area("src/comm/orva_drvadp_comm");
-
-constexpr std::uint32_t kBoardLogModule = 0x800;
-constexpr std::uint32_t kPortLogModule = 8;
-constexpr std::uint32_t kErrorCode = 2;
-constexpr std::uint32_t kDiagEvent = 1;
 
 // ---- Boot environment
 
@@ -100,8 +81,9 @@ bool board_has_no_slot(std::uint32_t ret) {
 }
 
 void log_slot_failure(std::uint32_t ret) {
-    ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, kBoardLogModule, ret, "Failed to query self board id.");
-    ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, kBoardLogModule, kErrorCode, "Failed to query self board id, Ret: 0x%x.", ret);
+    ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, orva::kBoardLogModule, ret, "Failed to query self board id.");
+    ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, orva::kBoardLogModule, orva::kCodeError,
+                     "Failed to query self board id, Ret: 0x%x.", ret);
 }
 
 // Bit n marks backplane type kRzFrameBase + n.
@@ -182,7 +164,7 @@ uint32_t ORVA_GetDeviceRunState(void) {
     char service[kKindSize] = {};
     std::uint32_t ret = read_env("product_service_type", service);
     if (ret == ORVA_OK) {
-        ORVA_DIAGLOG(ret, orva::kDiagCode, kDiagEvent, 0, 0, "Get product_service_type is %s.", service);
+        ORVA_DIAGLOG(ret, orva::kDiagCode, orva::kDiagWord3Event, 0, 0, "Get product_service_type is %s.", service);
         if (std::strcmp(service, "305") == 0) {
             orva::relaxed_store(&g_selfBoardBase.deviceRunState, ORVA_RUN_STATE_SERVICE_305);
             return ORVA_RUN_STATE_SERVICE_305;
@@ -193,12 +175,12 @@ uint32_t ORVA_GetDeviceRunState(void) {
     if (ret != ORVA_OK) {
         return orva::relaxed_load(&g_selfBoardBase.deviceRunState);
     }
-    ORVA_DIAGLOG(ret, orva::kDiagCode, kDiagEvent, 0, 0, "Get product_family_type is %s.", family);
+    ORVA_DIAGLOG(ret, orva::kDiagCode, orva::kDiagWord3Event, 0, 0, "Get product_family_type is %s.", family);
     const auto runState = static_cast<std::uint32_t>(std::strtol(family, nullptr, 10));
     orva::relaxed_store(&g_selfBoardBase.deviceRunState, runState);
     // Compat: callers' code. A family type out of range is cached and returned as it is.
     if (runState >= ORVA_RUN_STATE_LIMIT) {
-        ORVA_DIAGLOG(0, orva::kDiagCode, kDiagEvent, 0, 0, "product_family_type is out of range.");
+        ORVA_DIAGLOG(0, orva::kDiagCode, orva::kDiagWord3Event, 0, 0, "product_family_type is out of range.");
     }
     return runState;
 }
@@ -256,8 +238,8 @@ uint32_t ORVA_DRVADP_GetBoardType(uint32_t *boardType) {
     }
     const std::uint32_t ret = drv_board_get_type(DRV_SELF_BOARD, boardType);
     if (ret != ORVA_OK) {
-        ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, kBoardLogModule, kErrorCode, "Unsuccess to query board type, Ret: 0x%x.",
-                         ret);
+        ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, orva::kBoardLogModule, orva::kCodeError,
+                         "Unsuccess to query board type, Ret: 0x%x.", ret);
     }
     return ret;
 }
@@ -269,8 +251,8 @@ uint32_t ORVA_DRVADP_GetChassisType(uint32_t *chassisType) {
     std::uint32_t type = 0;
     const std::uint32_t ret = drv_backplane_get_type(&type);
     if (ret != ORVA_OK) {
-        ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, kBoardLogModule, kErrorCode, "Unsuccess to query chassis type, Ret: 0x%x.",
-                         ret);
+        ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, orva::kBoardLogModule, orva::kCodeError,
+                         "Unsuccess to query chassis type, Ret: 0x%x.", ret);
         return ret;
     }
     *chassisType = type;
@@ -449,105 +431,4 @@ uint32_t ORVA_DRVADP_IsRzBox(void) {
 
 uint32_t ORVA_DRVADP_IsSupportGetFanElabel(void) {
     return frame_entry(kFanElabel, kFanElabelBase);
-}
-
-// ---- Board ports and addresses
-
-uint32_t ORVA_QueryEthPortCfg(const char *ifName, int32_t request, uint32_t *value) {
-    if (ifName == nullptr || value == nullptr) {
-        return ORVA_FAILED;
-    }
-    ifreq query;
-    static_assert(sizeof query == 40 && sizeof query.ifr_name == 16);
-    memset_s(&query, sizeof query, 0, sizeof query);
-    if (strcpy_s(query.ifr_name, sizeof query.ifr_name, ifName) != 0) {
-        ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, kPortLogModule, kErrorCode, "Get ip addr, ifaceName: %s", ifName);
-    }
-    query.ifr_addr.sa_family = AF_INET;
-    const int fd = socket_s(AF_INET, SOCK_DGRAM, 0);
-    if (fd < 0) {
-        ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, kPortLogModule, kErrorCode, "create socket error!");
-        return ORVA_FAILED;
-    }
-    const bool answered = ioctl(fd & SAFEIO_KERNEL_FD_MASK, static_cast<std::uint32_t>(request), &query) >= 0;
-    if (answered) {
-        sockaddr_in address;
-        std::memcpy(&address, &query.ifr_addr, sizeof address);
-        *value = ntohl(address.sin_addr.s_addr);
-    }
-    close_s(fd);
-    return answered ? ORVA_OK : ORVA_FAILED;
-}
-
-uint32_t ORVA_GetIpAddress(const char *ifName, uint32_t *ip) {
-    return ORVA_QueryEthPortCfg(ifName, SIOCGIFADDR, ip);
-}
-
-const BoardPortInfo *ORVA_GetBoardEthInfo(uint32_t boardType) {
-    for (const BoardPortInfo &row : g_boardPort) {
-        if (row.boardType == boardType) {
-            return &row;
-        }
-    }
-    return nullptr;
-}
-
-uint32_t ORVA_GetBakEthInfoMask(uint32_t *value, uint32_t request) {
-    for (const auto &port : g_orvaBakPort) {
-        if (ORVA_QueryEthPortCfg(port, static_cast<std::int32_t>(request), value) == ORVA_OK) {
-            return ORVA_OK;
-        }
-    }
-    return ORVA_FAILED;
-}
-
-uint32_t ORVA_GetEthPortIpAddr(void) {
-    std::uint32_t ip = 0;
-    return ORVA_GetBakEthInfoMask(&ip, SIOCGIFADDR) == ORVA_OK ? ip : 0;
-}
-
-uint32_t ORVA_GetSubNetMask(uint32_t boardType, uint32_t *mask) {
-    const BoardPortInfo *port = ORVA_GetBoardEthInfo(boardType);
-    return port != nullptr ? ORVA_QueryEthPortCfg(port->ifName, SIOCGIFNETMASK, mask)
-                           : ORVA_GetBakEthInfoMask(mask, SIOCGIFNETMASK);
-}
-
-// Compat: callers' code. A second-lowest octet of 255 gives 1 in the third octet, so that the result stays out of
-// 172.16.0.x.
-uint32_t ORVA_ComputerSubNetIpAddress(int32_t ip) {
-    constexpr std::uint32_t kThirdOctet = 0xFF00;
-    constexpr std::uint32_t kThirdOctetLowBit = 0x0100;
-    constexpr std::uint32_t kInternalNet = 0xAC10FFFF; // 172.16 and the inverting half
-    std::uint32_t host = static_cast<std::uint32_t>(ip) & kLowHalf;
-    if ((host & kThirdOctet) == kThirdOctet) {
-        host &= ~kThirdOctetLowBit;
-    }
-    return host ^ kInternalNet;
-}
-
-uint32_t ORVA_GetSubNetIpAddress(int32_t force) {
-    std::uint32_t boardType = 0;
-    const std::uint32_t ret = ORVA_DRVADP_GetBoardType(&boardType);
-    if (ret != ORVA_OK) {
-        orva::log_ret_code_error(ret);
-        boardType = 0;
-    }
-    std::uint32_t mask = 0;
-    if (ORVA_GetSubNetMask(boardType, &mask) != ORVA_OK && force == 0) {
-        return 0;
-    }
-    return ORVA_ComputerSubNetIpAddress(static_cast<std::int32_t>(mask));
-}
-
-uint32_t ORVA_COMM_BoardNameToBoardId(const char *name, uint32_t *boardId) {
-    if (name == nullptr || boardId == nullptr) {
-        return ORVA_FAILED;
-    }
-    for (const OrvaBoardNameId &row : g_boardNameToBoardIdMap) {
-        if (std::strcmp(name, row.name) == 0) {
-            *boardId = row.boardId;
-            return ORVA_OK;
-        }
-    }
-    return ORVA_FAILED;
 }

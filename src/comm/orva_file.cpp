@@ -34,14 +34,11 @@ constexpr std::uint32_t kFanBytesPerLine = 16;
 constexpr std::uint32_t kBlackBoxChunk = 128;
 constexpr std::uint32_t kHexPerByte = 3;
 
-constexpr std::uint32_t kReportLevel = 3;
-constexpr std::uint32_t kEventLevel = 1;
-
 // A failure, written to the process log and as a diagnostic record.
 #define ORVA_FILE_REPORT(text, ...)                                                                                  \
     do {                                                                                                             \
         ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, orva::kLogModule, 0, text, __VA_ARGS__);                                   \
-        ORVA_DIAGLOG(0, orva::kDiagCode, kReportLevel, orva::kLogModule, 0, text, __VA_ARGS__);                      \
+        ORVA_DIAGLOG(0, orva::kDiagCode, orva::kDiagWord3Report, orva::kLogModule, 0, text, __VA_ARGS__);            \
     } while (false)
 
 struct FreeResolved {
@@ -278,8 +275,8 @@ uint32_t ORVA_HexToString(const uint8_t *data, uint32_t dataLen, uint32_t bytesP
         sprintf_s(scratch, sizeof scratch, lineEnd ? "%02x\r\n" : "%02x ", unsigned{data[i]});
         const int result = strcat_s(out, outLen, scratch);
         if (result != 0) {
-            ORVA_DIAGLOG(0, orva::kDiagCode, kEventLevel, 0, 0, "orva hex to string operation unsuccess ret=%d.",
-                         result);
+            ORVA_DIAGLOG(0, orva::kDiagCode, orva::kDiagWord3Event, 0, 0,
+                         "orva hex to string operation unsuccess ret=%d.", result);
             return ORVA_ERR_HEX_APPEND;
         }
     }
@@ -303,8 +300,11 @@ void ORVA_PmbusBBoxHexToStringAndDlog(uint32_t slot, uint32_t fru, const uint8_t
                 return;
             }
         }
-        ORVA_DIAGLOG(0, orva::kDiagCode, kEventLevel, 0, 0, "PMBUS-BLACK-BOX[slot=%u fru=%u]: log[%u/%u] = %s",
-                     slot & 0xFF, fru & 0xFF, first, dataLen, line);
+        ORVA_DIAGLOG(0, orva::kDiagCode, orva::kDiagWord3Event, 0, 0,
+                     "PMBUS-BLACK-BOX[slot=%u fru=%u]: log[%u/%u] = %s", slot & 0xFF, fru & 0xFF, first, dataLen,
+                     line);
         first += chunk;
     }
 }
+
+#undef ORVA_FILE_REPORT

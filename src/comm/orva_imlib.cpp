@@ -24,12 +24,6 @@ OrvaImlib g_OrvaImlib;
 
 namespace {
 
-constexpr std::uint32_t kLogModule = 8;
-constexpr std::uint32_t kTimerNameLogModule = 0x10000;
-constexpr std::uint32_t kProcessInfoLogModule = 0x800;
-constexpr std::uint32_t kCodeDone = 1;
-constexpr std::uint32_t kCodeError = 2;
-
 // ---- Agent library
 
 using InitFunc = std::uint64_t (*)(const OrvaImInitRecord *record);
@@ -170,7 +164,7 @@ std::uint32_t bind_unless_bound() {
     const std::uint32_t ret = ORVA_InitImlib(g_OrvaImlib.libraryPath, g_OrvaImlib.initParam, g_OrvaImlib.processName,
                                              orva::relaxed_load(&g_OrvaImlib.switchBlock));
     if (ret == ORVA_OK) {
-        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, kLogModule, kCodeDone, "Init imlib success");
+        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kRuntimeLogModule, orva::kCodeDone, "Init imlib success");
     }
     return ret;
 }
@@ -236,13 +230,13 @@ void ORVA_SetImlibIpConfigInPnf(const char *libraryPath, uint32_t initParam, con
     }
     ORVA_CreateImlibIpAddrTimer(processName); // first, so that the timer retries a failed initialisation
     if (ORVA_InitImlib(libraryPath, initParam, processName, switchBlock) != ORVA_OK) {
-        ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, kLogModule, kCodeError,
+        ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, orva::kRuntimeLogModule, orva::kCodeError,
                          "ORVA_SetImlibIpConfigInPnf unsuccess, ORVA_InitImlib return err.");
         return;
     }
     ORVA_SetMainBoardIpAddr();
     ORVA_SetLocalIpAddr();
-    ORVA_LOG_PROCESS(TOVA_PLOG_INFO, kLogModule, kCodeDone,
+    ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kRuntimeLogModule, orva::kCodeDone,
                      "ORVA_CreateImlibIpAddrTimer OK, PLIM_CreateImlibIpAddrTimer succeed.");
 }
 
@@ -294,12 +288,12 @@ uint32_t ORVA_CreateImlibIpAddrTimer(const char *processName) {
     char name[kTimerNameSize] = {};
     const int length = snprintf_s(name, sizeof name, sizeof name - 1, "PlimImlib_%s", processName);
     if (length < 0) {
-        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, kTimerNameLogModule, kCodeError, "construct timerName ret=%d", length);
+        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kLogModule, orva::kCodeError, "construct timerName ret=%d", length);
         return ORVA_FAILED;
     }
     std::uint32_t ret = MIRO_HandleInitialize(name, &g_OrvaImlib.timerModule);
     if (ret != ORVA_OK) {
-        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, kLogModule, kCodeDone,
+        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kRuntimeLogModule, orva::kCodeDone,
                          "ORVA_CreateImlibIpAddrTimer MIRO_HandleInitialize handle TarvoImlib unsuccess, ret: %u.",
                          ret);
         return ret;
@@ -309,7 +303,7 @@ uint32_t ORVA_CreateImlibIpAddrTimer(const char *processName) {
     ret = MIRO_ReltmrCbkStart(&g_OrvaImlib.ipChkTimer, g_OrvaImlib.timerModule, ORVA_IMLIB_TIMER_MS, 0, nullptr,
                               MIRO_TIMER_PERIODIC, ORVA_InitImlibAndSetIpAddrChk);
     if (ret != ORVA_OK) {
-        ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, kLogModule, kCodeError,
+        ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, orva::kRuntimeLogModule, orva::kCodeError,
                          "ORVA_CreateImlibIpAddrTimer MIRO_ReltmrCbkStart unsuccess, ret: %u.", ret);
     }
     return ret;
@@ -322,16 +316,17 @@ void ORVA_InitSetProcessInfoFunc(const char *libraryPath) {
     orva::OptionalLibrary library(orva::open_library(libraryPath));
     if (library == nullptr) {
         const orva::LoaderReason reason;
-        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, kProcessInfoLogModule, kCodeError,
+        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kBoardLogModule, orva::kCodeError,
                          "ORVA_InitSetProcessInfoFunc : open %s fail", libraryPath);
         if (reason.is_present()) {
-            ORVA_LOG_PROCESS(TOVA_PLOG_INFO, kProcessInfoLogModule, kCodeError,
+            ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kBoardLogModule, orva::kCodeError,
                              "ORVA_InitSetProcessInfoFunc : open %s fail because %s", libraryPath, reason.words());
         }
         return;
     }
     if (orva::find_symbols(library.get(), kProcessInfoSymbols, g_OrvaImlib) != nullptr) {
-        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, kProcessInfoLogModule, kCodeError, "ORVA Get setProcessInfo Func fail");
+        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kBoardLogModule, orva::kCodeError,
+                         "ORVA Get setProcessInfo Func fail");
         return;
     }
     static_cast<void>(library.release());
@@ -381,7 +376,7 @@ uint32_t ORVA_SetLocalIpAddr(void) {
     if (ip == previous) {
         return ORVA_OK;
     }
-    ORVA_LOG_PROCESS(TOVA_PLOG_INFO, kLogModule, orva::kCodeNone,
+    ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kRuntimeLogModule, orva::kCodeNone,
                      "ORVA_SetLocalIpAddr ipaddr changed, previw ip: 0x%08x, current ip: 0x%08x.", previous, ip);
     orva::relaxed_store(&g_OrvaImlib.localIp, ip);
     const OrvaImSetIpFunc push = usable_entry(&g_OrvaImlib.setLocalIp, &g_unbound.setLocalIp);
@@ -390,9 +385,9 @@ uint32_t ORVA_SetLocalIpAddr(void) {
     }
     ret = push(agent_handle(), ip);
     if (ret != ORVA_OK) {
-        ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, kLogModule, ret, "imAgentSetLocalIp failed, ret=%u.", ret);
+        ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, orva::kRuntimeLogModule, ret, "imAgentSetLocalIp failed, ret=%u.", ret);
     } else {
-        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, kLogModule, orva::kCodeNone, "ORVA_SetLocalIpAddr success.");
+        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kRuntimeLogModule, orva::kCodeNone, "ORVA_SetLocalIpAddr success.");
     }
     return ret;
 }

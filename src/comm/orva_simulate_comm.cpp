@@ -23,9 +23,6 @@ constexpr std::uint32_t kAddLine = 99;
 constexpr std::uint32_t kAddLostLine = 110;
 constexpr std::uint32_t kDeleteLine = 142;
 
-constexpr std::uint32_t kLogTypeInfo = 1;
-constexpr std::uint32_t kLogLevel = 0;
-
 struct SensorKey {
     std::uint8_t bytes[4];
 };
@@ -59,7 +56,7 @@ void print_sensors(const OrvaSimulateRoot *root) {
     const MIRO_AVL_NODE *const first = root->sensorTree.first;
     auto *item = static_cast<OrvaSimulateSensorItem *>(first == nullptr ? nullptr : first->self);
     for (std::uint32_t i = 0; i < root->sensorCount && item != nullptr; ++i) {
-        ORVA_LOG_PROCESS(kLogTypeInfo, orva::kLogModule, kLogLevel,
+        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kLogModule, orva::kCodeNone,
                          "sensorType:%u slotId:%u, sensorNum:%u sensorMask:%u sensorValue:%d", item->key[0],
                          item->key[1], item->key[3], item->sensorMask, item->sensorValue);
         item = static_cast<OrvaSimulateSensorItem *>(MIRO_AVL_Next(&item->node));
@@ -71,7 +68,7 @@ void print_sensors(const OrvaSimulateRoot *root) {
 void print_stubs(const OrvaSimulateRoot *root) {
     const char *entry = reinterpret_cast<const char *>(root) + offsetof(OrvaSimulateRoot, stubs);
     for (std::uint32_t i = 0; i < root->stubCount; ++i, entry += sizeof(OrvaStubItem)) {
-        ORVA_LOG_PROCESS(kLogTypeInfo, orva::kLogModule, kLogLevel, "stubType:%u stubValue:%d, stubName:%s",
+        ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kLogModule, orva::kCodeNone, "stubType:%u stubValue:%d, stubName:%s",
                          orva::load_host<std::uint32_t>(entry + offsetof(OrvaStubItem, stubType)),
                          orva::load_host<std::int32_t>(entry + offsetof(OrvaStubItem, stubValue)),
                          entry + offsetof(OrvaStubItem, stubName));
@@ -177,10 +174,10 @@ void ORVA_SimulatePrintLocal(const OrvaSimulateRoot *root) {
     if (root == nullptr) {
         return;
     }
-    ORVA_LOG_PROCESS(kLogTypeInfo, orva::kLogModule, kLogLevel, "ORVA simulate sensor local data begin");
+    ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kLogModule, orva::kCodeNone, "ORVA simulate sensor local data begin");
     print_sensors(root);
-    ORVA_LOG_PROCESS(kLogTypeInfo, orva::kLogModule, kLogLevel, "ORVA simulate sensor local data end");
-    ORVA_LOG_PROCESS(kLogTypeInfo, orva::kLogModule, kLogLevel, "ORVA simulate stub local data begin");
+    ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kLogModule, orva::kCodeNone, "ORVA simulate sensor local data end");
+    ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kLogModule, orva::kCodeNone, "ORVA simulate stub local data begin");
     print_stubs(root);
-    ORVA_LOG_PROCESS(kLogTypeInfo, orva::kLogModule, kLogLevel, "ORVA simulate stub local data end");
+    ORVA_LOG_PROCESS(TOVA_PLOG_INFO, orva::kLogModule, orva::kCodeNone, "ORVA simulate stub local data end");
 }

@@ -31,11 +31,9 @@ constexpr orva::Area kArea = orva::make_area("src/comm/orva_util");
 
 constexpr std::size_t kResolvedPathSize = 4097;
 static_assert(kResolvedPathSize > PATH_MAX);
-constexpr std::uint32_t kPathMemoryLogModule = 0x400000;
-constexpr std::uint32_t kErrorCode = 2;
 
-#define LOG_FILE_CONTENT(text, ...)                                                                                  \
-    ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, orva::kLogModule, kErrorCode, text __VA_OPT__(, ) __VA_ARGS__)
+#define ORVA_UTIL_LOG_CONTENT(text, ...)                                                                             \
+    ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, orva::kLogModule, orva::kCodeError, text __VA_OPT__(, ) __VA_ARGS__)
 
 // What one read gives: a result code, and the content on success or the errno of the failed call.
 struct FileContent {
@@ -87,16 +85,16 @@ void log_content_failure(const FileContent &read) {
     const char *reason = std::strerror(read.error);
     switch (read.code) {
     case ORVA_ERR_FILE_CONTENT_SEEK_END:
-        LOG_FILE_CONTENT("[GetFileContent]Seek to File End Fail, err: %s.", reason);
+        ORVA_UTIL_LOG_CONTENT("[GetFileContent]Seek to File End Fail, err: %s.", reason);
         break;
     case ORVA_ERR_FILE_CONTENT_MEMORY:
-        LOG_FILE_CONTENT("[GetFileContent]Malloc File Content Fail");
+        ORVA_UTIL_LOG_CONTENT("[GetFileContent]Malloc File Content Fail");
         break;
     case ORVA_ERR_FILE_CONTENT_SEEK_BEGIN:
-        LOG_FILE_CONTENT("[GetFileContent]Seek to File Begin Fail, err: %s.", reason);
+        ORVA_UTIL_LOG_CONTENT("[GetFileContent]Seek to File Begin Fail, err: %s.", reason);
         break;
     case ORVA_ERR_FILE_CONTENT_READ:
-        LOG_FILE_CONTENT("[GetFileContent]Read File Buffer Fail, err: %s.", reason);
+        ORVA_UTIL_LOG_CONTENT("[GetFileContent]Read File Buffer Fail, err: %s.", reason);
         break;
     default: // an empty file is no news
         break;
@@ -110,7 +108,7 @@ std::uint32_t content_of_file(const char *path, char *resolved, char **content, 
     }
     FILE *file = std::fopen(resolved, "rb");
     if (file == nullptr) {
-        LOG_FILE_CONTENT("[GetFileContent]Open File Fail, err: %s.", std::strerror(errno));
+        ORVA_UTIL_LOG_CONTENT("[GetFileContent]Open File Fail, err: %s.", std::strerror(errno));
         return ORVA_ERR_FILE_CONTENT_OPEN;
     }
     FileContent read = read_content(file);
@@ -136,8 +134,6 @@ std::uint32_t check_content_arguments(const char *path, char **content, const st
 
 // ---- Capability drop
 
-constexpr std::uint32_t kCapLogType = 2;
-constexpr std::uint32_t kCapLogCode = 4;
 constexpr std::uint32_t kCapabilityMask = 31;
 
 // ---- Calibration line
@@ -184,7 +180,8 @@ uint32_t ORVA_FUNC_GetFileContent(const char *path, char **content, uint32_t *le
     }
     auto resolved = orva::make_partition_buffer(kArea, kResolvedPathSize);
     if (resolved == nullptr) {
-        ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, kPathMemoryLogModule, kErrorCode, "[Func] malloc elabel memory failed.");
+        ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, orva::kPathMemoryLogModule, orva::kCodeError,
+                         "[Func] malloc elabel memory failed.");
         return ORVA_ERR_FILE_CONTENT_PATH_MEMORY;
     }
     const std::uint32_t result = content_of_file(path, resolved.get(), content, length);
@@ -203,7 +200,7 @@ uint32_t ORVA_DeleteCap(uint32_t ofThisProcess, uint32_t capability) {
     __user_cap_data_struct sets[2] = {}; // the first format fills one
     int ret = capget(&header, sets);
     if (ret != 0) {
-        return ORVA_LOG_PROCESS(kCapLogType, orva::kLogModule, kCapLogCode,
+        return ORVA_LOG_PROCESS(orva::kCapabilityLogType, orva::kLogModule, orva::kCodeState,
                                 "[ChangeCap] capget unsuccessfully, return %u strerr: %s.",
                                 static_cast<unsigned>(ret), std::strerror(errno));
     }
@@ -215,7 +212,7 @@ uint32_t ORVA_DeleteCap(uint32_t ofThisProcess, uint32_t capability) {
     ret = capset(&header, sets);
     if (ret != 0) {
         // Compat: texts that others parse. The text has two blanks after the comma.
-        return ORVA_LOG_PROCESS(kCapLogType, orva::kLogModule, kCapLogCode,
+        return ORVA_LOG_PROCESS(orva::kCapabilityLogType, orva::kLogModule, orva::kCodeState,
                                 "capset unsuccessfully,  return %u, strerr: %s", static_cast<unsigned>(ret),
                                 std::strerror(errno));
     }
@@ -282,3 +279,5 @@ uint32_t ORVA_GetRandValue(void) {
     close_s(tracked);
     return value;
 }
+
+#undef ORVA_UTIL_LOG_CONTENT

@@ -143,7 +143,7 @@ TEST_F(Wake, WriteQueue_FullQueueIsRefusedWithoutAWake) {
     const std::string payload(2560, 'x');
     while (ORVA_QueueAsyWrite(queue_, payload.data(), 2560) == 0) {
     }
-    EXPECT_EQ(ORVA_AGENT_WriteQueue(fds_[1], queue_, payload.data(), 2560), 0xEB005Eu);
-    EXPECT_EQ(ORVA_AGENT_WriteQueue(fds_[1], queue_, payload.data(), 2561), 0xD6005Du);
+    EXPECT_EQ(ORVA_AGENT_WriteQueue(fds_[1], queue_, payload.data(), 2560), ORVA_ERR_QUEUE_WRITE_SEND);
+    EXPECT_EQ(ORVA_AGENT_WriteQueue(fds_[1], queue_, payload.data(), 2561), ORVA_ERR_QUEUE_WRITE_ARGUMENT);
     EXPECT_FALSE(is_readable(fds_[0], 0));
 }

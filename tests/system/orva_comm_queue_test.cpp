@@ -129,7 +129,7 @@ TEST_F(Queue, WriteAndRead_CarryEveryLengthUpToTheBound) {
         EXPECT_EQ(ORVA_QueueAsyRead(queue, received.data(), 2560, 100), length);
         EXPECT_EQ(received.substr(0, length), sent);
     }
-    EXPECT_EQ(ORVA_QueueAsyWrite(queue, text_of(2561, 0).data(), 2561), 0xD6005Du);
+    EXPECT_EQ(ORVA_QueueAsyWrite(queue, text_of(2561, 0).data(), 2561), ORVA_ERR_QUEUE_WRITE_ARGUMENT);
     EXPECT_EQ(state_of(queue).msg_qnum, 0u);
 }
 
@@ -188,7 +188,7 @@ TEST_F(Queue, AsyWrite_FullQueueIsRefusedUntilThereIsRoom) {
     for (unsigned i = 0; i < room; ++i) {
         ASSERT_EQ(ORVA_QueueAsyWrite(queue, payload.data(), 2560), 0u) << i;
     }
-    EXPECT_EQ(ORVA_QueueAsyWrite(queue, payload.data(), 2560), 0xEB005Eu);
+    EXPECT_EQ(ORVA_QueueAsyWrite(queue, payload.data(), 2560), ORVA_ERR_QUEUE_WRITE_SEND);
     EXPECT_EQ(state_of(queue).msg_qnum, room);
     char buffer[2560];
     EXPECT_EQ(ORVA_QueueAsyRead(queue, buffer, sizeof buffer, 0), 2560u);
@@ -223,7 +223,7 @@ TEST_F(Queue, SynRead_EndsWhenTheQueueGoes) {
     ORVA_QueueDelete(static_cast<std::int32_t>(queue));
     reader.join();
     EXPECT_EQ(result, 0u);
-    EXPECT_EQ(ORVA_QueueAsyWrite(queue, "a", 1), 0xEB005Eu);
+    EXPECT_EQ(ORVA_QueueAsyWrite(queue, "a", 1), ORVA_ERR_QUEUE_WRITE_SEND);
     EXPECT_EQ(ORVA_QueueClear(queue), 0u);
 }
 
@@ -280,7 +280,7 @@ TEST_F(SingleProcessQueue, Create_ModulesHaveQueuesOfTheirOwn) {
     EXPECT_NE(first, second);
     EXPECT_EQ(first, again);
     EXPECT_EQ(msgget(ftok(folder_.file("orva_agent").c_str(), 255), 0), static_cast<int>(second));
-    EXPECT_EQ(ORVA_QueueCreate(256, &again), 0x19C005Du);
+    EXPECT_EQ(ORVA_QueueCreate(256, &again), ORVA_ERR_QUEUE_CREATE_ARGUMENT);
 }
 
 TEST_F(SingleProcessQueue, Create_WithoutTheKeyFileAllModulesShareTheQueueOfKeyMinusOne) {

@@ -166,7 +166,7 @@ TEST_F(BoardPorts, GetBoardStackID_ReadsTheInterfaceOfAnyRow) {
             EXPECT_EQ(ORVA_GetBoardStackID(&row, &number), 0u);
             EXPECT_EQ(number, row.octetSelect == 1 ? 7u : 3u);
         } else if (row.waitFlag == 0) {
-            EXPECT_EQ(ORVA_GetBoardStackID(&row, &number), 0x950020u);
+            EXPECT_EQ(ORVA_GetBoardStackID(&row, &number), ORVA_ERR_BOARD_STACK_NO_ADDRESS);
             EXPECT_EQ(number, kUntouched);
         }
     }

@@ -127,16 +127,16 @@ TEST_F(FileContent, GetFileContent_FollowsLinks) {
     EXPECT_EQ(take(), std::string("linked\0", 7));
     std::filesystem::create_symlink("none", folder.file("broken"));
     std::filesystem::create_symlink("circle", folder.file("circle"));
-    EXPECT_EQ(read(folder.file("broken")), 0x69000Bu);
-    EXPECT_EQ(read(folder.file("circle")), 0x69000Bu);
+    EXPECT_EQ(read(folder.file("broken")), ORVA_ERR_FILE_CONTENT_RESOLVE);
+    EXPECT_EQ(read(folder.file("circle")), ORVA_ERR_FILE_CONTENT_RESOLVE);
 }
 
 TEST_F(FileContent, GetFileContent_RefusesWhatIsNoFileWithASize) {
     write_file(folder.file("empty"), "");
-    EXPECT_EQ(read(folder.file("empty")), 0x82007Du);
-    EXPECT_EQ(read(folder.file("none")), 0x69000Bu);
-    EXPECT_EQ(read(""), 0x69000Bu);
-    EXPECT_EQ(read("/proc/self/cmdline"), 0x82007Du); // has content, but no size
+    EXPECT_EQ(read(folder.file("empty")), ORVA_ERR_FILE_CONTENT_EMPTY);
+    EXPECT_EQ(read(folder.file("none")), ORVA_ERR_FILE_CONTENT_RESOLVE);
+    EXPECT_EQ(read(""), ORVA_ERR_FILE_CONTENT_RESOLVE);
+    EXPECT_EQ(read("/proc/self/cmdline"), ORVA_ERR_FILE_CONTENT_EMPTY); // has content, but no size
     EXPECT_NE(read(folder.path()), 0u);
     EXPECT_EQ(content, nullptr);
     EXPECT_EQ(length, 0xDEADBEEFu);
@@ -150,7 +150,7 @@ TEST_F(FileContent, GetFileContent_AFileWithoutPermissionCannotBeOpened) {
                   if (geteuid() == 0 && setuid(65534) != 0) {
                       return 1;
                   }
-                  return read(folder.file("f")) == 0x710084u ? 0 : 2;
+                  return read(folder.file("f")) == ORVA_ERR_FILE_CONTENT_OPEN ? 0 : 2;
               }),
               0);
 }

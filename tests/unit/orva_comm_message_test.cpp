@@ -57,35 +57,43 @@ constexpr HeaderCase kRequests[] = {
     {"to slot 0", 0, {1, 30, 0, 0xFFFFFFFF}, 0, nullptr},
     {"to all boards", 3, {1, 30, 0xFFFFFFFF, 0}, 0, nullptr},
     {"own slot outside the chassis", 255, {1, 30, 255, 0}, 0, nullptr},
-    {"no kind", 3, {0, 0, 3, 0}, 0x1CC0006, "The ReqOrReply flag is invalid, ReqOrReply: 0."},
-    {"reply", 3, {2, 0, 3, 0}, 0x1CC0006, "The ReqOrReply flag is invalid, ReqOrReply: 2."},
-    {"reply with wrong slots", 3, {2, 31, 4, 0}, 0x1CC0006, "The ReqOrReply flag is invalid, ReqOrReply: 2."},
+    {"no kind", 3, {0, 0, 3, 0}, ORVA_ERR_REQ_KIND, "The ReqOrReply flag is invalid, ReqOrReply: 0."},
+    {"reply", 3, {2, 0, 3, 0}, ORVA_ERR_REQ_KIND, "The ReqOrReply flag is invalid, ReqOrReply: 2."},
+    {"reply with wrong slots", 3, {2, 31, 4, 0}, ORVA_ERR_REQ_KIND, "The ReqOrReply flag is invalid, ReqOrReply: 2."},
     {"kind in net order",
      3,
      {0x01000000, 0, 3, 0},
-     0x1CC0006,
+     ORVA_ERR_REQ_KIND,
      "The ReqOrReply flag is invalid, ReqOrReply: 16777216."},
-    {"sender 31", 3, {1, 31, 3, 0}, 0x1D10006, "The SrcSlot is invalid, SrcSlot: 31."},
-    {"sender 31 and wrong receiver", 3, {1, 31, 4, 0}, 0x1D10006, "The SrcSlot is invalid, SrcSlot: 31."},
-    {"sender -1", 3, {1, 0xFFFFFFFF, 3, 0}, 0x1D10006, "The SrcSlot is invalid, SrcSlot: 4294967295."},
-    {"other receiver", 3, {1, 0, 4, 0}, 0x1DA0006, "The DestSlot is invalid, DestSlot: 4."},
-    {"receiver 3 modulo 256", 3, {1, 0, 259, 0}, 0x1DA0006, "The DestSlot is invalid, DestSlot: 259."},
+    {"sender 31", 3, {1, 31, 3, 0}, ORVA_ERR_REQ_SRC_SLOT, "The SrcSlot is invalid, SrcSlot: 31."},
+    {"sender 31 and wrong receiver", 3, {1, 31, 4, 0}, ORVA_ERR_REQ_SRC_SLOT, "The SrcSlot is invalid, SrcSlot: 31."},
+    {"sender -1", 3, {1, 0xFFFFFFFF, 3, 0}, ORVA_ERR_REQ_SRC_SLOT, "The SrcSlot is invalid, SrcSlot: 4294967295."},
+    {"other receiver", 3, {1, 0, 4, 0}, ORVA_ERR_REQ_DEST_SLOT, "The DestSlot is invalid, DestSlot: 4."},
+    {"receiver 3 modulo 256", 3, {1, 0, 259, 0}, ORVA_ERR_REQ_DEST_SLOT, "The DestSlot is invalid, DestSlot: 259."},
 };
 
 constexpr HeaderCase kReplies[] = {
     {"to the own slot", 3, {2, 0, 3, 0}, 0, nullptr},
     {"from slot 30", 0, {2, 30, 0, 0xFFFFFFFF}, 0, nullptr},
-    {"request", 3, {1, 0, 3, 0}, 0x1EC0006, "The ReqOrReply flag is invalid, ReqOrReply: 1."},
-    {"request with wrong slots", 3, {1, 31, 4, 0}, 0x1EC0006, "The ReqOrReply flag is invalid, ReqOrReply: 1."},
-    {"kind 3", 3, {3, 0, 3, 0}, 0x1EC0006, "The ReqOrReply flag is invalid, ReqOrReply: 3."},
-    {"sender 31", 3, {2, 31, 3, 0}, 0x1F10006, "The SrcSlot is invalid, SrcSlot: 31."},
-    {"sender 31 and wrong receiver", 3, {2, 31, 4, 0}, 0x1F10006, "The SrcSlot is invalid, SrcSlot: 31."},
-    {"other receiver", 3, {2, 0, 4, 0}, 0x1F60006, "The DestSlot is invalid, DestSlot: 4."},
-    {"to all boards", 3, {2, 0, 0xFFFFFFFF, 0}, 0x1F60006, "The DestSlot is invalid, DestSlot: 4294967295."},
+    {"request", 3, {1, 0, 3, 0}, ORVA_ERR_ACK_KIND, "The ReqOrReply flag is invalid, ReqOrReply: 1."},
+    {"request with wrong slots",
+     3,
+     {1, 31, 4, 0},
+     ORVA_ERR_ACK_KIND,
+     "The ReqOrReply flag is invalid, ReqOrReply: 1."},
+    {"kind 3", 3, {3, 0, 3, 0}, ORVA_ERR_ACK_KIND, "The ReqOrReply flag is invalid, ReqOrReply: 3."},
+    {"sender 31", 3, {2, 31, 3, 0}, ORVA_ERR_ACK_SRC_SLOT, "The SrcSlot is invalid, SrcSlot: 31."},
+    {"sender 31 and wrong receiver", 3, {2, 31, 4, 0}, ORVA_ERR_ACK_SRC_SLOT, "The SrcSlot is invalid, SrcSlot: 31."},
+    {"other receiver", 3, {2, 0, 4, 0}, ORVA_ERR_ACK_DEST_SLOT, "The DestSlot is invalid, DestSlot: 4."},
+    {"to all boards",
+     3,
+     {2, 0, 0xFFFFFFFF, 0},
+     ORVA_ERR_ACK_DEST_SLOT,
+     "The DestSlot is invalid, DestSlot: 4294967295."},
     {"to all boards as slot 255",
      255,
      {2, 0, 0xFFFFFFFF, 0},
-     0x1F60006,
+     ORVA_ERR_ACK_DEST_SLOT,
      "The DestSlot is invalid, DestSlot: 4294967295."},
 };
 
@@ -141,19 +149,6 @@ TEST_F(OrvaCommMessage, CheckReqMsgValidityPath_DoesNothing) {
     EXPECT_TRUE(platform().calls.empty());
 }
 
-TEST_F(OrvaCommMessage, ErrorCodes_HaveTheirSiteAndReason) {
-    EXPECT_EQ(ORVA_ERR_REQ_KIND, 0x1CC0006u);
-    EXPECT_EQ(ORVA_ERR_REQ_SRC_SLOT, 0x1D10006u);
-    EXPECT_EQ(ORVA_ERR_REQ_DEST_SLOT, 0x1DA0006u);
-    EXPECT_EQ(ORVA_ERR_ACK_KIND, 0x1EC0006u);
-    EXPECT_EQ(ORVA_ERR_ACK_SRC_SLOT, 0x1F10006u);
-    EXPECT_EQ(ORVA_ERR_ACK_DEST_SLOT, 0x1F60006u);
-    EXPECT_EQ(ORVA_ERR_PACKET_LENGTH, 0x3E300C6u);
-    EXPECT_EQ(ORVA_ERR_IPMB_NULL, 0x323005Du);
-    EXPECT_EQ(ORVA_ERR_IPMB_HEADER_SUM, 0x32D0072u);
-    EXPECT_EQ(ORVA_ERR_IPMB_DATA_SUM, 0x3370072u);
-}
-
 constexpr const char *kModules[] = {"TQ9XA", "TQ9XB", "FAN", "PM", "AGENT", "MBUS", "AGENT_MGR"};
 
 TEST_F(OrvaCommMessage, CheckPakcetLen_LengthsUpToThePacketPassSilently) {
@@ -193,7 +188,7 @@ TEST_F(OrvaCommMessage, CheckPakcetLenByMsg_ALongerLengthLeavesADiagnosticRecord
     g_selfBoardBase.selfChassis = 1;
     g_selfBoardBase.selfSlot = 9;
     for (std::uint32_t module = 0; module < std::size(kModules); ++module) {
-        EXPECT_EQ(ORVA_CheckPakcetLenByMsg(module, 30, 29, 6, 0xFF), 0x3E300C6u);
+        EXPECT_EQ(ORVA_CheckPakcetLenByMsg(module, 30, 29, 6, 0xFF), ORVA_ERR_PACKET_LENGTH);
         EXPECT_EQ(take_logs(), Records{std::string("DLog(0x0, 0xce41001, 0x0, 0x0, 0x0) [Position: 1/9]"
                                                    "Invalid packet length, module: ") +
                                        kModules[module] + ", realLen: 30, pktLen: 29, netFn: 6, cmd: 255"});
@@ -205,13 +200,13 @@ TEST_F(OrvaCommMessage, CheckPakcetLenByMsg_RecordsTheFirst48OfAnHourUnderItem37
     g_selfBoardBase.selfSlot = 9;
     ASSERT_EQ(ORVA_DiagInit(400, 0), 0u);
     for (unsigned i = 0; i < 48; ++i) {
-        EXPECT_EQ(ORVA_CheckPakcetLenByMsg(4, 30, 29, 6, i), 0x3E300C6u);
+        EXPECT_EQ(ORVA_CheckPakcetLenByMsg(4, 30, 29, 6, i), ORVA_ERR_PACKET_LENGTH);
         EXPECT_EQ(take_logs(), Records{"DLog(0x0, 0xce41001, 0x0, 0x0, 0x0) [Position: 1/9]Invalid packet length, "
                                        "module: AGENT, realLen: 30, pktLen: 29, netFn: 6, cmd: " +
                                        std::to_string(i)});
     }
     for (unsigned i = 0; i < 3; ++i) {
-        EXPECT_EQ(ORVA_CheckPakcetLenByMsg(4, 30, 29, 6, i), 0x3E300C6u);
+        EXPECT_EQ(ORVA_CheckPakcetLenByMsg(4, 30, 29, 6, i), ORVA_ERR_PACKET_LENGTH);
         EXPECT_TRUE(take_logs().empty()) << i;
     }
     const OrvaDiagNode *node = g_orvaDiagMgr->nodes[371];
@@ -242,28 +237,28 @@ TEST_F(OrvaCommMessage, CheckIpmbSum_ChecksTheHeaderAndThenTheData) {
     const IpmbCase cases[] = {
         {"header only", {0x20, 0x18, 0xC8}, 3, 0},
         {"length 0 still checks the header", {0x20, 0x18, 0xC8}, 0, 0},
-        {"length 0 with a wrong header", {0x20, 0x18, 0xC9}, 0, 0x32D0072},
-        {"header checksum wrong", {0x20, 0x18, 0xC7}, 3, 0x32D0072},
+        {"length 0 with a wrong header", {0x20, 0x18, 0xC9}, 0, ORVA_ERR_IPMB_HEADER_SUM},
+        {"header checksum wrong", {0x20, 0x18, 0xC7}, 3, ORVA_ERR_IPMB_HEADER_SUM},
         {"zero header", {0, 0, 0}, 3, 0},
         {"header sum above 255", {0xFF, 0xFF, 0x02}, 3, 0},
-        {"data byte 1 alone", {0x20, 0x18, 0xC8, 0x01}, 4, 0x3370072},
+        {"data byte 1 alone", {0x20, 0x18, 0xC8, 0x01}, 4, ORVA_ERR_IPMB_DATA_SUM},
         {"data byte 0 alone", {0x20, 0x18, 0xC8, 0x00}, 4, 0},
         {"whole request", {0x20, 0x18, 0xC8, 0x81, 0x04, 0x01, 0x7A}, 7, 0},
-        {"whole request, data checksum wrong", {0x20, 0x18, 0xC8, 0x81, 0x04, 0x01, 0x7B}, 7, 0x3370072},
-        {"both wrong", {0x20, 0x18, 0xC9, 0x81, 0x04, 0x01, 0x7B}, 7, 0x32D0072},
+        {"whole request, data checksum wrong", {0x20, 0x18, 0xC8, 0x81, 0x04, 0x01, 0x7B}, 7, ORVA_ERR_IPMB_DATA_SUM},
+        {"both wrong", {0x20, 0x18, 0xC9, 0x81, 0x04, 0x01, 0x7B}, 7, ORVA_ERR_IPMB_HEADER_SUM},
         {"data up to the length only", {0x20, 0x18, 0xC8, 0x81, 0x7F, 0x55}, 5, 0},
     };
     for (const IpmbCase &row : cases) {
         EXPECT_EQ(ORVA_TRANS_CheckIpmbSum(row.frame.data(), row.length), row.result) << row.name;
     }
-    EXPECT_EQ(ORVA_TRANS_CheckIpmbSum(nullptr, 7), 0x323005Du);
+    EXPECT_EQ(ORVA_TRANS_CheckIpmbSum(nullptr, 7), ORVA_ERR_IPMB_NULL);
     EXPECT_TRUE(take_logs().empty());
 }
 
 TEST_F(OrvaCommMessage, CheckIpmbSum_EveryWrongHeaderChecksumIsRefused) {
     for (unsigned sum = 0; sum < 256; ++sum) {
         const std::uint8_t frame[] = {0xB2, 0x1C, static_cast<std::uint8_t>(sum)};
-        EXPECT_EQ(ORVA_TRANS_CheckIpmbSum(frame, 3), sum == 0x32 ? 0u : 0x32D0072u) << sum;
+        EXPECT_EQ(ORVA_TRANS_CheckIpmbSum(frame, 3), sum == 0x32 ? 0u : ORVA_ERR_IPMB_HEADER_SUM) << sum;
     }
 }
 

@@ -192,3 +192,30 @@ TEST_F(Time, TransSecToLocalTime_TimeWithoutACalendarFormIsRecorded) {
     EXPECT_STREQ(text, "kept");
     EXPECT_EQ(take_logs_without_lines(), Records{kSprintfRecord});
 }
+
+struct TickCase {
+    long seconds, microseconds;
+    std::uint32_t expected;
+};
+
+constexpr TickCase kTicks[] = {
+    {0, 0, 0},         {0, 999999, 999999},
+    {1, 2, 1000002},   {4294, 967295, 4294967295u},
+    {4294, 967296, 0}, {1700000000, 123456, 404759104}, // 1700000000123456 mod 2^32
+};
+
+TEST_F(Time, TickGet_CountsMicrosecondsModuloTheWord) {
+    for (const TickCase &tick : kTicks) {
+        libc().gettimeofday = [&](timeval *now, void *zone) {
+            EXPECT_EQ(zone, nullptr);
+            *now = {tick.seconds, tick.microseconds};
+            return 0;
+        };
+        EXPECT_EQ(ORVA_TickGet(), tick.expected);
+    }
+}
+
+TEST_F(Time, TickGet_FailedClockHasItsCode) {
+    fail("gettimeofday", 1, -1, EINVAL);
+    EXPECT_EQ(ORVA_TickGet(), ORVA_ERR_TICK);
+}

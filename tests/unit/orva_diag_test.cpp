@@ -160,11 +160,11 @@ TEST_F(Diag, DiagMgrInit_KeepsAnExistingManager) {
 
 TEST_F(Diag, DiagMgrInit_FailsWithoutMemoryOrMutexOrThread) {
     ORVA_SetMemHandle(0);
-    EXPECT_EQ(ORVA_DiagMgrInit(3, 7), 0x132000Bu);
+    EXPECT_EQ(ORVA_DiagMgrInit(3, 7), ORVA_ERR_DIAG_MGR_MEMORY);
     EXPECT_EQ(calls_of("MIRO_MemAlloc_F"), 0u);
     ORVA_SetMemHandle(0x1234);
 
-    const std::uint32_t codes[] = {0x132000B, 0x13D0001}; // manager, mutex object
+    const std::uint32_t codes[] = {ORVA_ERR_DIAG_MGR_MEMORY, ORVA_ERR_DIAG_MGR_MUTEX}; // manager, mutex object
     const unsigned walked = walk_allocation_failures(
         [&] {
             if (g_orvaDiagMgr == nullptr) {
@@ -184,16 +184,16 @@ TEST_F(Diag, DiagMgrInit_FailsWithoutMemoryOrMutexOrThread) {
 
 TEST_F(Diag, DiagMgrInit_FailsWhenTheMutexCannotBeInitialised) {
     fail("pthread_mutexattr_init", 1, 12);
-    EXPECT_EQ(ORVA_DiagMgrInit(3, 7), 0x13D0001u);
+    EXPECT_EQ(ORVA_DiagMgrInit(3, 7), ORVA_ERR_DIAG_MGR_MUTEX);
     fail("pthread_mutex_init", 1, 12);
-    EXPECT_EQ(ORVA_DiagMgrInit(3, 7), 0x13D0001u);
+    EXPECT_EQ(ORVA_DiagMgrInit(3, 7), ORVA_ERR_DIAG_MGR_MUTEX);
     EXPECT_EQ(g_orvaDiagMgr, nullptr);
     EXPECT_EQ(live_blocks(), 0u);
 }
 
 TEST_F(Diag, DiagMgrInit_LeavesNothingBehindWhenTheThreadCannotBeStarted) {
     fail("MIRO_TaskCreate", 1, 5);
-    EXPECT_EQ(ORVA_DiagMgrInit(3, 7), 0x1490001u);
+    EXPECT_EQ(ORVA_DiagMgrInit(3, 7), ORVA_ERR_DIAG_MGR_THREAD);
     EXPECT_EQ(g_orvaDiagMgr, nullptr);
     EXPECT_EQ(live_blocks(), 0u);
     EXPECT_EQ(calls_of("pthread_mutex_destroy"), 1u);
@@ -210,7 +210,7 @@ TEST_F(Diag, DiagMgrInit_AlsoFailsWithAFullTableOfMutexes) {
         entry = {1, 2, 1};
     }
     fail("MIRO_TaskCreate", 1, 5);
-    EXPECT_EQ(ORVA_DiagMgrInit(3, 7), 0x1490001u);
+    EXPECT_EQ(ORVA_DiagMgrInit(3, 7), ORVA_ERR_DIAG_MGR_THREAD);
     EXPECT_EQ(live_blocks(), 0u);
     for (const OrvaSemEntry &entry : g_orvaCommLocal.semTable) {
         ASSERT_TRUE(entry.key == 1 && entry.tag == 2 && entry.inUse == 1);
@@ -237,9 +237,10 @@ constexpr char kWrapRecord[] = "WriteLog(0x10000, 0x2) [ORVA_COMM][ORVA_LEVEL_ER
 constexpr char kSizeRecord[] = "WriteLog(0x10000, 0x2) [ORVA_COMM][ORVA_LEVEL_ERR]check true return error, l=347";
 
 constexpr SizeCase kSizeCases[] = {
-    {0x1FFFFFFB, 0x15A0001, kWrapRecord}, {0x3FFFFFFB, 0x15A0001, kWrapRecord}, {0xFFFFFFFB, 0x15A0001, kWrapRecord},
-    {131068, 0x15B0001, kSizeRecord},     {0x1FFFFFFA, 0x15B0001, kSizeRecord}, {0x20000000, 0x15B0001, kSizeRecord},
-    {0xFFFFFFFF, 0x15B0001, kSizeRecord},
+    {0x1FFFFFFB, ORVA_ERR_DIAG_INIT_WRAP, kWrapRecord}, {0x3FFFFFFB, ORVA_ERR_DIAG_INIT_WRAP, kWrapRecord},
+    {0xFFFFFFFB, ORVA_ERR_DIAG_INIT_WRAP, kWrapRecord}, {131068, ORVA_ERR_DIAG_INIT_SIZE, kSizeRecord},
+    {0x1FFFFFFA, ORVA_ERR_DIAG_INIT_SIZE, kSizeRecord}, {0x20000000, ORVA_ERR_DIAG_INIT_SIZE, kSizeRecord},
+    {0xFFFFFFFF, ORVA_ERR_DIAG_INIT_SIZE, kSizeRecord},
 };
 
 TEST_F(Diag, DiagInit_RefusesSizesThatWrapOrAreTooLarge) {
@@ -255,9 +256,9 @@ TEST_F(Diag, DiagInit_RefusesSizesThatWrapOrAreTooLarge) {
 
 TEST_F(Diag, DiagInit_FailsWithoutMemoryOrMutex) {
     ORVA_SetMemHandle(0);
-    EXPECT_EQ(ORVA_DiagInit(3, 7), 0x15E000Bu);
+    EXPECT_EQ(ORVA_DiagInit(3, 7), ORVA_ERR_DIAG_INIT_MEMORY);
     ORVA_SetMemHandle(0x1234);
-    const std::uint32_t codes[] = {0x15E000B, 0x1690001};
+    const std::uint32_t codes[] = {ORVA_ERR_DIAG_INIT_MEMORY, ORVA_ERR_DIAG_INIT_MUTEX};
     const unsigned walked = walk_allocation_failures(
         [&] {
             if (g_orvaDiagMgr == nullptr) {
@@ -452,6 +453,32 @@ TEST_F(Diag, NeedRestrain_UnlocksOnlyWhatItLocked) {
     EXPECT_EQ(ask(101, 5), 0u);
     EXPECT_EQ(calls_of("pthread_mutex_lock"), calls_of("pthread_mutex_unlock") + 1);
     EXPECT_EQ(item_of(101, 5)->successNum, 1u);
+}
+
+// The quota is taken without a lock: of two threads that ask at once, neither takes a record that the other took.
+TEST_F(Diag, NeedRestrain_TwoThreadsTakeExactly48RecordsOfAKey) {
+    constexpr std::uint32_t kKeys = 400;
+    start();
+    ORVA_DiagMgrGetNode(101, "orva_comm", 77);
+    for (std::uint32_t key = 0; key < kKeys; ++key) {
+        ASSERT_EQ(ask(101, key), 0u);
+        std::atomic<unsigned> ready{0}, let{1};
+        const auto run = [&] {
+            ++ready;
+            while (ready != 2) {
+            }
+            for (int i = 0; i < 40; ++i) {
+                let += ask(101, key) == 0 ? 1u : 0u;
+            }
+        };
+        std::thread other(run);
+        run();
+        other.join();
+        ASSERT_EQ(let, 48u);
+        ASSERT_EQ(item_of(101, key)->successNum, 48u);
+        ASSERT_EQ(item_of(101, key)->zone[0], 48);
+        ASSERT_EQ(item_of(101, key)->dropNum, 81u - 48u);
+    }
 }
 
 // ---- Lookups outside the mutex
@@ -1024,6 +1051,39 @@ TEST_F(Diag, PrintLocalData_WritesManagerNodesAndItems) {
             "PLog(0x1, orva, 0x10000, 0x0) :4 diagId:109 ",
             "PLog(0x1, orva, 0x10000, 0x0) OrvaDiagMgr local data end."}));
     EXPECT_EQ(calls_of("pthread_mutex_lock"), calls_of("pthread_mutex_unlock"));
+}
+
+TEST_F(Diag, PrintLocalData_WritesThirteenBucketsInOrder) {
+    start();
+    ask(101, 5, "first");
+    OrvaDiagItem *item = item_of(101, 5);
+    for (std::size_t zone = 0; zone < std::size(item->zone); ++zone) {
+        item->zone[zone] = static_cast<std::uint8_t>(10 + zone);
+    }
+    take_logs();
+    ORVA_DiagMgrPrintLocalData();
+    const Records records = take_logs();
+    ASSERT_EQ(records.size(), 4u);
+    EXPECT_EQ(records[2],
+              "PLog(0x1, orva, 0x10000, 0x0)     KeyID:5 SuccessNum:1, dropNum:0 [10 11 12 13 14 15 16 17 "
+              "18 19 20 21 22]");
+}
+
+// A sink may wait for a thread that asks the manager.
+TEST_F(Diag, PrintLocalData_HoldsNoMutexInTheSink) {
+    start();
+    ask(101, 5, "first");
+    unsigned free = 0;
+    platform().onLog = [&] {
+        std::thread([&] {
+            if (pthread_mutex_trylock(static_cast<pthread_mutex_t *>(g_orvaDiagMgr->mutex)) == 0) {
+                ++free;
+                ORVA_MutexV(g_orvaDiagMgr->mutex);
+            }
+        }).join();
+    };
+    ORVA_DiagMgrPrintLocalData();
+    EXPECT_EQ(free, 4u);
 }
 
 TEST_F(Diag, PrintLocalData_WritesTwoLinesForAnEmptyManager) {

@@ -212,7 +212,7 @@ TEST_F(OrvaDrvadpCommPort, BoardNameToBoardId_TakesExactNamesOnly) {
 // ---- Board type
 
 TEST_F(OrvaDrvadpCommPort, GetBoardType_PassesTheDriversAnswerOn) {
-    EXPECT_EQ(ORVA_DRVADP_GetBoardType(nullptr), 0x00C2000Bu);
+    EXPECT_EQ(ORVA_DRVADP_GetBoardType(nullptr), ORVA_ERR_BOARD_TYPE_NULL);
     EXPECT_TRUE(platform().calls.empty());
     platform().boardType = 0x18010;
     std::uint32_t type = kUntouched;

@@ -319,7 +319,7 @@ TEST_F(OrvaDrvadpComm, GetSelfSlotVar_AFailureWithLowByte20KeepsWhatTheDriverSto
 // ---- Chassis type
 
 TEST_F(OrvaDrvadpComm, GetChassisType_PassesTheDriversAnswerOn) {
-    EXPECT_EQ(ORVA_DRVADP_GetChassisType(nullptr), 0x00D3000Bu);
+    EXPECT_EQ(ORVA_DRVADP_GetChassisType(nullptr), ORVA_ERR_CHASSIS_TYPE_NULL);
     EXPECT_TRUE(platform().calls.empty());
 
     platform().backplaneType = 0x10040;
@@ -485,13 +485,14 @@ struct EnvReader {
 };
 
 constexpr EnvReader kEnvReaders[] = {
-    {"GetChassisIdFromEnv", ORVA_DRVADP_GetChassisIdFromEnv, "stackid", 0x182000B, 0, 1, 0},
-    {"GetEnvOfChassisId", ORVA_DRVADP_GetEnvOfChassisId, "chassisid", 0x182000B, 0, 1, 1},
-    {"GetEnvOfStackId", ORVA_DRVADP_GetEnvOfStackId, "stackid", 0x1A2000B, 1, kUntouched, 0},
-    {"GetEnvOfStackEnable", ORVA_DRVADP_GetEnvOfStackEnable, "stkenv_enable", 0x1CD000B, 0, 0, 0},
-    {"GetEnvOfCpuId", ORVA_DRVADP_GetEnvOfCpuId, "cpu_id", 0x1E6000B, 0, 0, 0},
-    {"GetEnvOfSlotId", ORVA_DRVADP_GetEnvOfSlotId, "slotid", 0x1FF000B, 0, 1, 0},
-    {"GetChassisID", ORVA_DRVADP_GetChassisID, "stackid", 0x158000B, 0, 1, 0},
+    {"GetChassisIdFromEnv", ORVA_DRVADP_GetChassisIdFromEnv, "stackid", ORVA_ERR_ENV_CHASSIS_ID_NULL, 0, 1, 0},
+    {"GetEnvOfChassisId", ORVA_DRVADP_GetEnvOfChassisId, "chassisid", ORVA_ERR_ENV_CHASSIS_ID_NULL, 0, 1, 1},
+    {"GetEnvOfStackId", ORVA_DRVADP_GetEnvOfStackId, "stackid", ORVA_ERR_ENV_STACK_ID_NULL, 1, kUntouched, 0},
+    {"GetEnvOfStackEnable", ORVA_DRVADP_GetEnvOfStackEnable, "stkenv_enable", ORVA_ERR_ENV_STACK_ENABLE_NULL, 0, 0,
+     0},
+    {"GetEnvOfCpuId", ORVA_DRVADP_GetEnvOfCpuId, "cpu_id", ORVA_ERR_ENV_CPU_ID_NULL, 0, 0, 0},
+    {"GetEnvOfSlotId", ORVA_DRVADP_GetEnvOfSlotId, "slotid", ORVA_ERR_ENV_SLOT_ID_NULL, 0, 1, 0},
+    {"GetChassisID", ORVA_DRVADP_GetChassisID, "stackid", ORVA_ERR_CHASSIS_ID_NULL, 0, 1, 0},
 };
 
 TEST_F(OrvaDrvadpComm, EnvReaders_RefuseANullOutput) {
@@ -672,8 +673,8 @@ TEST_F(OrvaDrvadpComm, GetChassisID_TakesAnAddressThatComesLate) {
 
 TEST_F(OrvaDrvadpComm, GetBoardStackID_RefusesNullArguments) {
     std::uint32_t stack = kUntouched;
-    EXPECT_EQ(ORVA_GetBoardStackID(ORVA_GetBoardEthInfo(kPtnBoard), nullptr), 0x83005Du);
-    EXPECT_EQ(ORVA_GetBoardStackID(nullptr, &stack), 0x83005Du);
+    EXPECT_EQ(ORVA_GetBoardStackID(ORVA_GetBoardEthInfo(kPtnBoard), nullptr), ORVA_ERR_BOARD_STACK_ARGUMENT);
+    EXPECT_EQ(ORVA_GetBoardStackID(nullptr, &stack), ORVA_ERR_BOARD_STACK_ARGUMENT);
     EXPECT_EQ(stack, kUntouched);
     EXPECT_TRUE(interfaces.queries.empty());
 }
@@ -695,7 +696,8 @@ TEST_F(OrvaDrvadpComm, GetBoardStackID_WithoutAnAddressFollowsTheWaitFlag) {
         std::size_t tries;
         unsigned pauses;
     };
-    for (const Case &c : {Case{0, 0x950020, 1, 0}, Case{2, 0x950020, 1, 0}, Case{1, 1, 300, 300}}) {
+    for (const Case &c : {Case{0, ORVA_ERR_BOARD_STACK_NO_ADDRESS, 1, 0},
+                          Case{2, ORVA_ERR_BOARD_STACK_NO_ADDRESS, 1, 0}, Case{1, 1, 300, 300}}) {
         const BoardPortInfo port = {1, 0, c.waitFlag, 1, 0, "eth7"};
         reset_calls();
         interfaces.install();

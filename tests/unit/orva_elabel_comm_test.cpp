@@ -86,9 +86,12 @@ TEST_F(OrvaElabelComm, GetElabelElement_ChecksItsPointersInOrder) {
         char *value;
         std::uint32_t code;
     } cases[] = {
-        {nullptr, nullptr, nullptr, 0x4E000B},  {nullptr, "Item=", value, 0x4E000B},
-        {"Item=A", nullptr, nullptr, 0x4F000B}, {"", nullptr, value, 0x4F000B},
-        {"Item=A", "Item=", nullptr, 0x50000B}, {"", "Item=", nullptr, 0x50000B},
+        {nullptr, nullptr, nullptr, ORVA_ERR_ELABEL_LABEL_NULL},
+        {nullptr, "Item=", value, ORVA_ERR_ELABEL_LABEL_NULL},
+        {"Item=A", nullptr, nullptr, ORVA_ERR_ELABEL_KEY_NULL},
+        {"", nullptr, value, ORVA_ERR_ELABEL_KEY_NULL},
+        {"Item=A", "Item=", nullptr, ORVA_ERR_ELABEL_VALUE_NULL},
+        {"", "Item=", nullptr, ORVA_ERR_ELABEL_VALUE_NULL},
     };
     for (const auto &c : cases) {
         EXPECT_EQ(ORVA_GetElabelElement(c.label, 64, c.key, c.value, sizeof value), c.code);
@@ -98,9 +101,9 @@ TEST_F(OrvaElabelComm, GetElabelElement_ChecksItsPointersInOrder) {
 }
 
 TEST_F(OrvaElabelComm, GetElabelElement_AnEmptyLabelOrAnAbsentKeyIsNoNews) {
-    EXPECT_EQ(get("", "Item=", sizeof value), 0x5300F4u);
-    EXPECT_EQ(ORVA_GetElabelElement("", 64, "Item=", value, sizeof value), 0x5300F4u);
-    EXPECT_EQ(get("Vendor=v\nitem=a\n", "Item=", sizeof value), 0x5800F5u);
+    EXPECT_EQ(get("", "Item=", sizeof value), ORVA_ERR_ELABEL_EMPTY);
+    EXPECT_EQ(ORVA_GetElabelElement("", 64, "Item=", value, sizeof value), ORVA_ERR_ELABEL_EMPTY);
+    EXPECT_EQ(get("Vendor=v\nitem=a\n", "Item=", sizeof value), ORVA_ERR_ELABEL_KEY_ABSENT);
     EXPECT_TRUE(untouched());
     EXPECT_TRUE(take_logs().empty());
 }

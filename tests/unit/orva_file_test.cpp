@@ -161,13 +161,13 @@ TEST_F(File, WriteBufToFile_WritesByTheCallersMode) {
 }
 
 TEST_F(File, WriteBufToFile_GivesItsCodes) {
-    EXPECT_EQ(ORVA_WriteBufToFile(nullptr, "a", 1, "w"), 0x67000Bu);
-    EXPECT_EQ(ORVA_WriteBufToFile(path("f").c_str(), nullptr, 1, "w"), 0x67000Bu);
-    EXPECT_EQ(ORVA_WriteBufToFile(path("no/f").c_str(), "a", 1, "w"), 0x6C00E4u);
-    EXPECT_EQ(ORVA_WriteBufToFile(path("f").c_str(), "a", 1, nullptr), 0x6C00E4u);
+    EXPECT_EQ(ORVA_WriteBufToFile(nullptr, "a", 1, "w"), ORVA_ERR_WRITE_FILE_NULL);
+    EXPECT_EQ(ORVA_WriteBufToFile(path("f").c_str(), nullptr, 1, "w"), ORVA_ERR_WRITE_FILE_NULL);
+    EXPECT_EQ(ORVA_WriteBufToFile(path("no/f").c_str(), "a", 1, "w"), ORVA_ERR_WRITE_FILE_OPEN);
+    EXPECT_EQ(ORVA_WriteBufToFile(path("f").c_str(), "a", 1, nullptr), ORVA_ERR_WRITE_FILE_OPEN);
     const std::size_t before = open_descriptors();
     fail("fwrite", 1, 2);
-    EXPECT_EQ(ORVA_WriteBufToFile(path("f").c_str(), "abc", 3, "w"), 0x7100E5u);
+    EXPECT_EQ(ORVA_WriteBufToFile(path("f").c_str(), "abc", 3, "w"), ORVA_ERR_WRITE_FILE_SHORT);
     EXPECT_EQ(open_descriptors(), before);
     EXPECT_TRUE(take_logs().empty());
 }
@@ -186,9 +186,9 @@ TEST_F(File, DeleFile_IsContentWhenThereIsNothing) {
 }
 
 TEST_F(File, Unzip_ChecksItsArgumentsAndReportsTwice) {
-    EXPECT_EQ(ORVA_Unzip(nullptr, "/d"), 0xA6000Bu);
+    EXPECT_EQ(ORVA_Unzip(nullptr, "/d"), ORVA_ERR_UNZIP_FILE_NULL);
     expect_error("check ptr error, l=");
-    EXPECT_EQ(ORVA_Unzip("/z", nullptr), 0xA7000Bu);
+    EXPECT_EQ(ORVA_Unzip("/z", nullptr), ORVA_ERR_UNZIP_PATH_NULL);
     expect_error("check ptr error, l=");
     EXPECT_EQ(ORVA_Unzip("/z.zip", "/d"), 0u);
     EXPECT_EQ(platform().calls, Lines{"MIRO_Unzip(\"/z.zip\", \"/d\", 0x0)"});
@@ -219,17 +219,17 @@ TEST_F(File, MkDir_PassesTheModeThroughTheUmask) {
 }
 
 TEST_F(File, MkDir_RefusesPathsWithItsCodes) {
-    EXPECT_EQ(ORVA_MkDir(nullptr, 0700), 0xBA0006u);
+    EXPECT_EQ(ORVA_MkDir(nullptr, 0700), ORVA_ERR_MKDIR_NULL);
     EXPECT_TRUE(take_logs().empty());
     const std::string tooLong = "/" + std::string(127, 'a');
-    EXPECT_EQ(ORVA_MkDir(tooLong.c_str(), 0700), 0xC20006u);
+    EXPECT_EQ(ORVA_MkDir(tooLong.c_str(), 0700), ORVA_ERR_MKDIR_TOO_LONG);
     EXPECT_EQ(take_logs(), twice("The path name length of " + tooLong + " is 128 and is invalid. "));
-    EXPECT_EQ(ORVA_MkDir("a/b", 0700), 0xC80006u);
+    EXPECT_EQ(ORVA_MkDir("a/b", 0700), ORVA_ERR_MKDIR_RELATIVE);
     EXPECT_EQ(take_logs(), twice("The path name a/b is invalid,it should be full path. "));
-    EXPECT_EQ(ORVA_MkDir("", 0700), 0xC80006u);
+    EXPECT_EQ(ORVA_MkDir("", 0700), ORVA_ERR_MKDIR_RELATIVE);
     EXPECT_EQ(take_logs(), twice("The path name  is invalid,it should be full path. "));
     fail("snprintf_s", 1, -1);
-    EXPECT_EQ(ORVA_MkDir(path("x").c_str(), 0700), 0xCF0006u);
+    EXPECT_EQ(ORVA_MkDir(path("x").c_str(), 0700), ORVA_ERR_MKDIR_COPY);
     EXPECT_EQ(take_logs(), twice("Print pcPathname failed.pcPathname=" + path("x") + " "));
     EXPECT_EQ(calls_of("mkdir"), 0u);
 }
@@ -243,12 +243,12 @@ TEST_F(File, MkDir_TakesAPathOf127Characters) {
 
 TEST_F(File, MkDir_StopsAtTheFolderThatCannotBeMade) {
     touch("f");
-    EXPECT_EQ(ORVA_MkDir(path("ok/../f/sub/x").c_str(), 0700), 0xE800E4u);
+    EXPECT_EQ(ORVA_MkDir(path("ok/../f/sub/x").c_str(), 0700), ORVA_ERR_MKDIR_CREATE);
     EXPECT_EQ(take_logs(), twice("Create " + path("ok/../f/sub/x") +
                                  " directory no success, errno = " + std::to_string(ENOTDIR) + ". "));
     EXPECT_EQ(ORVA_IsDirExist(path("ok").c_str()), 1u) << "what was made before stays";
     fail("mkdir", 1, -1, EACCES);
-    EXPECT_EQ(ORVA_MkDir("/tmp/x", 0700), 0xE800E4u);
+    EXPECT_EQ(ORVA_MkDir("/tmp/x", 0700), ORVA_ERR_MKDIR_CREATE);
     EXPECT_EQ(take_logs(), twice("Create /tmp/x directory no success, errno = " + std::to_string(EACCES) + ". "));
 }
 
@@ -269,20 +269,29 @@ TEST_F(File, Fchmod_ReportsEachFailureTwiceAndKeepsNothingOpen) {
     const std::string name = path("f");
     const std::size_t before = open_descriptors();
     const std::string access = std::strerror(EACCES);
-    EXPECT_EQ(ORVA_Fchmod(path("missing").c_str(), 0600), 0xF80001u);
+    EXPECT_EQ(ORVA_Fchmod(path("missing").c_str(), 0600), ORVA_ERR_FCHMOD_RESOLVE);
     EXPECT_EQ(take_logs(), twice("Get abolute path(" + path("missing") +
                                  ") unsuccessfully, errno: " + std::strerror(ENOENT) + "."));
     fail("open", 1, -1, EACCES);
-    EXPECT_EQ(ORVA_Fchmod(name.c_str(), 0600), 0x1000001u);
+    EXPECT_EQ(ORVA_Fchmod(name.c_str(), 0600), ORVA_ERR_FCHMOD_OPEN);
     EXPECT_EQ(take_logs(), twice("Open file " + name + " unsuccessfully. errno: " + access));
     fail("safeio_fd_owner_assemble", 1, -1, EACCES);
-    EXPECT_EQ(ORVA_Fchmod(name.c_str(), 0600), 0x1000001u);
+    EXPECT_EQ(ORVA_Fchmod(name.c_str(), 0600), ORVA_ERR_FCHMOD_OPEN);
     EXPECT_EQ(take_logs(), twice("Open file " + name + " unsuccessfully. errno: " + access));
     fail("fchmod_s", 1, -1, EACCES);
-    EXPECT_EQ(ORVA_Fchmod(name.c_str(), 0600), 0x1080001u);
+    EXPECT_EQ(ORVA_Fchmod(name.c_str(), 0600), ORVA_ERR_FCHMOD_CHANGE);
     EXPECT_EQ(take_logs(), twice("fchmod file " + name + " unsuccessfully. errno: " + access));
     EXPECT_EQ(mode_of(name), 0644u);
     EXPECT_EQ(open_descriptors(), before);
+}
+
+// The close that follows a failed registration must not replace its errno.
+TEST_F(File, Fchmod_ReportsTheErrnoOfTheRegistration) {
+    touch("f");
+    libc().open = [](const char *, int, mode_t) { return 1 << 20; }; // no descriptor: its close fails with EBADF
+    fail("safeio_fd_owner_assemble", 1, -1, EACCES);
+    EXPECT_EQ(ORVA_Fchmod(path("f").c_str(), 0600), ORVA_ERR_FCHMOD_OPEN);
+    EXPECT_EQ(take_logs(), twice("Open file " + path("f") + " unsuccessfully. errno: " + std::strerror(EACCES)));
 }
 
 TEST_F(File, Fchmod_GoesOnWithoutAnOwner) {
@@ -322,15 +331,15 @@ TEST_F(File, GetFileName_LeavesTheLastComponent) {
 }
 
 TEST_F(File, GetFileName_GivesItsCodes) {
-    EXPECT_EQ(ORVA_GetFileName(nullptr, 64), 0x11A000Bu);
+    EXPECT_EQ(ORVA_GetFileName(nullptr, 64), ORVA_ERR_FILE_NAME_NULL);
     expect_error("check ptr error, l=");
     std::string longest(255, 'a');
     EXPECT_EQ(ORVA_GetFileName(longest.data(), 256), 0u);
     std::string tooLong(256, 'a');
-    EXPECT_EQ(ORVA_GetFileName(tooLong.data(), 256), 0x121007Du);
+    EXPECT_EQ(ORVA_GetFileName(tooLong.data(), 256), ORVA_ERR_FILE_NAME_PATH);
     EXPECT_TRUE(take_logs().empty());
     char buffer[64] = "/var/log/x.log";
-    EXPECT_EQ(ORVA_GetFileName(buffer, 3), 0x12B0001u);
+    EXPECT_EQ(ORVA_GetFileName(buffer, 3), ORVA_ERR_FILE_NAME_COPY);
     const Lines logs = take_logs();
     ASSERT_EQ(logs.size(), 1u);
     EXPECT_NE(logs[0].find("[ORVA_COMM][ORVA_LEVEL_ERR]check ret error, l="), std::string::npos);
@@ -356,11 +365,11 @@ TEST_F(File, HexToString_BreaksLinesAfterTheGivenBytes) {
 TEST_F(File, HexToString_RefusesZeroAndNullArguments) {
     const std::uint8_t data[] = {1};
     char out[16] = "keep";
-    EXPECT_EQ(ORVA_HexToString(nullptr, 1, 1, out, sizeof out), 0x166005Du);
-    EXPECT_EQ(ORVA_HexToString(data, 0, 1, out, sizeof out), 0x166005Du);
-    EXPECT_EQ(ORVA_HexToString(data, 1, 0, out, sizeof out), 0x166005Du);
-    EXPECT_EQ(ORVA_HexToString(data, 1, 1, nullptr, sizeof out), 0x166005Du);
-    EXPECT_EQ(ORVA_HexToString(data, 1, 1, out, 0), 0x166005Du);
+    EXPECT_EQ(ORVA_HexToString(nullptr, 1, 1, out, sizeof out), ORVA_ERR_HEX_ARGUMENT);
+    EXPECT_EQ(ORVA_HexToString(data, 0, 1, out, sizeof out), ORVA_ERR_HEX_ARGUMENT);
+    EXPECT_EQ(ORVA_HexToString(data, 1, 0, out, sizeof out), ORVA_ERR_HEX_ARGUMENT);
+    EXPECT_EQ(ORVA_HexToString(data, 1, 1, nullptr, sizeof out), ORVA_ERR_HEX_ARGUMENT);
+    EXPECT_EQ(ORVA_HexToString(data, 1, 1, out, 0), ORVA_ERR_HEX_ARGUMENT);
     EXPECT_STREQ(out, "keep");
     EXPECT_TRUE(take_logs().empty());
 }
@@ -368,23 +377,23 @@ TEST_F(File, HexToString_RefusesZeroAndNullArguments) {
 TEST_F(File, HexToString_ChecksTheSizeBeforeItAppends) {
     const std::uint8_t data[] = {1, 2, 3, 4};
     char out[64] = {};
-    EXPECT_EQ(ORVA_HexToString(data, 4, 2, out, 13), 0x169005Du) << "4 / 2 + 3 * 4 is 14";
+    EXPECT_EQ(ORVA_HexToString(data, 4, 2, out, 13), ORVA_ERR_HEX_TOO_SMALL) << "4 / 2 + 3 * 4 is 14";
     EXPECT_STREQ(out, "");
-    EXPECT_EQ(ORVA_HexToString(data, 0x60000000, 1, out, 64), 0x169005Du) << "the product passes 32 bits";
+    EXPECT_EQ(ORVA_HexToString(data, 0x60000000, 1, out, 64), ORVA_ERR_HEX_TOO_SMALL) << "the product passes 32 bits";
     EXPECT_TRUE(take_logs().empty());
 }
 
 TEST_F(File, HexToString_FailsOnTheLastAppendOfAnExactBuffer) {
     const std::uint8_t data[] = {1, 2, 3, 4};
     char out[64] = {};
-    EXPECT_EQ(ORVA_HexToString(data, 4, 2, out, 14), 0x1760041u);
+    EXPECT_EQ(ORVA_HexToString(data, 4, 2, out, 14), ORVA_ERR_HEX_APPEND);
     EXPECT_EQ(take_logs(), Lines{"DLog(0x0, 0xce41001, 0x1, 0x0, 0x0) [Position: -/3]orva hex to string operation "
                                  "unsuccess ret=" +
                                  std::to_string(ERANGE) + "."});
     std::memset(out, 0, sizeof out);
     EXPECT_EQ(ORVA_HexToString(data, 4, 2, out, 15), 0u);
     fail("strcat_s", 2, 22);
-    EXPECT_EQ(ORVA_HexToString(data, 4, 2, out, 64), 0x1760041u);
+    EXPECT_EQ(ORVA_HexToString(data, 4, 2, out, 64), ORVA_ERR_HEX_APPEND);
     EXPECT_EQ(take_logs().size(), 1u);
 }
 
@@ -527,6 +536,7 @@ TEST_F(FanLog, WriteLog_RecordsAFolderThatCannotBeAccessed) {
               Lines{"WriteLog(0x400, 0x4) [ORVA_FAN][ORVA_LEVEL_DEBUG][SEL SaveFile]Failed to acess dir, err: " +
                     std::string(std::strerror(ENOENT)) + "."});
     EXPECT_EQ(changes_, 0u);
+    EXPECT_EQ(ORVA_IsFileExist(path("log").c_str()), 0u) << "no file is written";
 }
 
 TEST_F(FanLog, WriteLog_RecordsGoToTheDebugOutputWhileTheGateIsOpen) {

@@ -6,9 +6,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <pthread.h>
 #include <set>
 #include <string>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -128,7 +132,7 @@ protected:
             }
             ++opened;
             // fmemopen takes no empty buffer.
-            return *content == '\0' ? fdopen(dup_of_null(), "r")
+            return *content == '\0' ? fdopen(::open("/dev/null", O_RDONLY), "r")
                                     : fmemopen(const_cast<char *>(content), std::strlen(content), "r");
         };
     }
@@ -151,12 +155,6 @@ protected:
     Agent agent;
     Interfaces interfaces;
     unsigned opened = 0, refused = 0;
-
-private:
-    static int dup_of_null() {
-        FILE *null = std::freopen("/dev/null", "r", stdin);
-        return dup(fileno(null));
-    }
 };
 
 const char kChanged[] = "PLog(0x1, orva, 0x8, 0x0) ORVA_SetLocalIpAddr ipaddr changed, previw ip: ";
@@ -642,6 +640,67 @@ TEST_F(OrvaImlibTest, InitImlib_ConcurrentBindersNeverUseAClosedLibrary) {
     EXPECT_EQ(g_callsOfTheClosed, 0u);
     EXPECT_EQ(ORVA_GetDebugFunc(), &fake_debug);
     refused = calls_of("fopen");
+}
+
+// A binder that stops in the loader until it may go on.
+std::atomic<bool> g_isLoading{false}, g_mayLoad{false};
+
+void stop_in_the_loader() {
+    libc().dlopen = [](const char *, int) -> void * {
+        g_isLoading = true;
+        while (!g_mayLoad) {
+            pthread_testcancel();
+            std::this_thread::yield();
+        }
+        return &g_library;
+    };
+}
+
+void *bind_and_wait(void *) {
+    static_cast<void>(ORVA_InitImlib("quiet.so", 1, "orva_proc", 5));
+    for (;;) {
+        pause(); // a cancellation point
+    }
+}
+
+class StoppedBinder : public OrvaImlibTest {
+protected:
+    void SetUp() override {
+        OrvaImlibTest::SetUp();
+        serve_two_agents();
+        stop_in_the_loader();
+        ASSERT_EQ(pthread_create(&binder_, nullptr, bind_and_wait, nullptr), 0);
+        while (!g_isLoading) {
+            std::this_thread::yield();
+        }
+    }
+    // Lets the binder end its attempt, and with it the thread.
+    void end_the_binder() {
+        ASSERT_EQ(pthread_cancel(binder_), 0);
+        g_mayLoad = true;
+        ASSERT_EQ(pthread_join(binder_, nullptr), 0);
+    }
+    pthread_t binder_{};
+};
+
+TEST_F(StoppedBinder, Cancellation_WaitsForTheEndOfTheAttempt) {
+    end_the_binder();
+    EXPECT_EQ(ORVA_GetImHandle(), 9u);
+    EXPECT_EQ(ORVA_InitImlib("quiet.so", 1, "orva_proc", 5), 0u); // the binders' lock is free
+}
+
+TEST_F(StoppedBinder, Fork_TheChildBindsAlthoughTheParentIsBinding) {
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        ::alarm(30);
+        g_mayLoad = true;
+        ::_exit(ORVA_InitImlib("quiet.so", 1, "orva_proc", 5) == 0 && ORVA_GetImHandle() == 9 ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    end_the_binder();
 }
 
 TEST_F(OrvaImlibTest, InitImlib_TheLocalAndDebugEntriesMayBeMissing) {

@@ -86,26 +86,26 @@ TEST_F(List, CreateList_RefusesOtherKindsAndMissingMemory) {
 TEST_F(List, EveryFunction_GivesItsOwnCodeForNullArguments) {
     int some = 0;
     auto *const node = reinterpret_cast<OrvaListNode *>(&some);
-    EXPECT_EQ(ORVA_DeleteList(nullptr), 0x440001u);
-    EXPECT_EQ(ORVA_DeleteListAllNode(nullptr), 0x5A0001u);
+    EXPECT_EQ(ORVA_DeleteList(nullptr), ORVA_ERR_LIST_DELETE_NULL);
+    EXPECT_EQ(ORVA_DeleteListAllNode(nullptr), ORVA_ERR_LIST_DELETE_ALL_NULL);
     EXPECT_EQ(ORVA_DeleteNode(nullptr), 0u);
-    EXPECT_EQ(ORVA_DeleteNodeInList(nullptr, node), 0x7C0001u);
-    EXPECT_EQ(ORVA_DeleteNodeInList(list_, nullptr), 0x7C0001u);
-    EXPECT_EQ(ORVA_DeleteNodeInListById(nullptr, 1), 0xD50001u);
-    EXPECT_EQ(ORVA_InsertDataToList(nullptr, &some, nullptr), 0x1150001u);
-    EXPECT_EQ(ORVA_InsertDataToList(list_, nullptr, nullptr), 0x1150001u);
-    EXPECT_EQ(ORVA_InsertDataToListWithId(nullptr, 1, &some, nullptr), 0x1500001u);
-    EXPECT_EQ(ORVA_InsertDataToListWithId(list_, 1, nullptr, nullptr), 0x1500001u);
-    EXPECT_EQ(ORVA_InsertDataAtHeadOfListWithId(nullptr, &some, 1), 0x18B0001u);
-    EXPECT_EQ(ORVA_InsertDataAtHeadOfListWithId(list_, nullptr, 1), 0x18B0001u);
-    EXPECT_EQ(ORVA_AppendDataAtEndOfListWithId(nullptr, &some, 1), 0x1B80001u);
-    EXPECT_EQ(ORVA_AppendDataAtEndOfListWithId(list_, nullptr, 1), 0x1B80001u);
-    EXPECT_EQ(ORVA_AppendNullNodeAtEndOfListWithId(nullptr, 1), 0x1DE0001u);
+    EXPECT_EQ(ORVA_DeleteNodeInList(nullptr, node), ORVA_ERR_LIST_DELETE_NODE_NULL);
+    EXPECT_EQ(ORVA_DeleteNodeInList(list_, nullptr), ORVA_ERR_LIST_DELETE_NODE_NULL);
+    EXPECT_EQ(ORVA_DeleteNodeInListById(nullptr, 1), ORVA_ERR_LIST_DELETE_ID_NULL);
+    EXPECT_EQ(ORVA_InsertDataToList(nullptr, &some, nullptr), ORVA_ERR_LIST_INSERT_NULL);
+    EXPECT_EQ(ORVA_InsertDataToList(list_, nullptr, nullptr), ORVA_ERR_LIST_INSERT_NULL);
+    EXPECT_EQ(ORVA_InsertDataToListWithId(nullptr, 1, &some, nullptr), ORVA_ERR_LIST_INSERT_ID_NULL);
+    EXPECT_EQ(ORVA_InsertDataToListWithId(list_, 1, nullptr, nullptr), ORVA_ERR_LIST_INSERT_ID_NULL);
+    EXPECT_EQ(ORVA_InsertDataAtHeadOfListWithId(nullptr, &some, 1), ORVA_ERR_LIST_HEAD_NULL);
+    EXPECT_EQ(ORVA_InsertDataAtHeadOfListWithId(list_, nullptr, 1), ORVA_ERR_LIST_HEAD_NULL);
+    EXPECT_EQ(ORVA_AppendDataAtEndOfListWithId(nullptr, &some, 1), ORVA_ERR_LIST_APPEND_NULL);
+    EXPECT_EQ(ORVA_AppendDataAtEndOfListWithId(list_, nullptr, 1), ORVA_ERR_LIST_APPEND_NULL);
+    EXPECT_EQ(ORVA_AppendNullNodeAtEndOfListWithId(nullptr, 1), ORVA_ERR_LIST_APPEND_EMPTY_NULL);
     EXPECT_EQ(ORVA_GetNodeAtHeadOfList(nullptr), nullptr);
     EXPECT_EQ(ORVA_GetNextNodeInList(nullptr, node), nullptr);
     EXPECT_EQ(ORVA_GetNextNodeInList(list_, nullptr), nullptr);
-    EXPECT_EQ(ORVA_IsNodeInList(nullptr, node), 0x23D0001u);
-    EXPECT_EQ(ORVA_IsNodeInList(list_, nullptr), 0x23D0001u);
+    EXPECT_EQ(ORVA_IsNodeInList(nullptr, node), ORVA_ERR_LIST_MEMBER_NULL);
+    EXPECT_EQ(ORVA_IsNodeInList(list_, nullptr), ORVA_ERR_LIST_MEMBER_NULL);
     EXPECT_EQ(ORVA_SearchDataInList(nullptr, &some), nullptr);
     EXPECT_EQ(ORVA_SearchDataInList(list_, nullptr), nullptr);
     EXPECT_EQ(ORVA_SearchIdInList(nullptr, 1), nullptr);
@@ -123,11 +123,13 @@ TEST_F(List, Inserts_GiveTheirCodeAndChangeNothingWithoutMemory) {
         std::uint32_t code;
     };
     const Case cases[] = {
-        {"insert", [&] { return ORVA_InsertDataToList(list_, data, nullptr); }, 0x11B0001},
-        {"insert with id", [&] { return ORVA_InsertDataToListWithId(list_, 7, data, list_->head); }, 0x1560001},
-        {"head", [&] { return ORVA_InsertDataAtHeadOfListWithId(list_, data, 7); }, 0x1910001},
-        {"append", [&] { return ORVA_AppendDataAtEndOfListWithId(list_, data, 7); }, 0x1BE0001},
-        {"append null", [&] { return ORVA_AppendNullNodeAtEndOfListWithId(list_, 7); }, 0x1E40001},
+        {"insert", [&] { return ORVA_InsertDataToList(list_, data, nullptr); }, ORVA_ERR_LIST_INSERT_MEMORY},
+        {"insert with id", [&] { return ORVA_InsertDataToListWithId(list_, 7, data, list_->head); },
+         ORVA_ERR_LIST_INSERT_ID_MEMORY},
+        {"head", [&] { return ORVA_InsertDataAtHeadOfListWithId(list_, data, 7); }, ORVA_ERR_LIST_HEAD_MEMORY},
+        {"append", [&] { return ORVA_AppendDataAtEndOfListWithId(list_, data, 7); }, ORVA_ERR_LIST_APPEND_MEMORY},
+        {"append null", [&] { return ORVA_AppendNullNodeAtEndOfListWithId(list_, 7); },
+         ORVA_ERR_LIST_APPEND_EMPTY_MEMORY},
     };
     for (const Case &row : cases) {
         fail("MIRO_MemAlloc_F", 1, 0);
@@ -213,10 +215,10 @@ TEST_F(List, DeleteNodeInList_FreesDataAndNodeWhereverItStands) {
 TEST_F(List, DeleteNodeInList_RefusesNodesOfOtherLists) {
     OrvaList *const other = ORVA_CreateList(1);
     EXPECT_EQ(ORVA_AppendNullNodeAtEndOfListWithId(other, 1), 0u);
-    EXPECT_EQ(ORVA_DeleteNodeInList(list_, other->head), 0xAA0001u) << "empty list";
+    EXPECT_EQ(ORVA_DeleteNodeInList(list_, other->head), ORVA_ERR_LIST_DELETE_NODE_ABSENT) << "empty list";
     append(1);
-    EXPECT_EQ(ORVA_DeleteNodeInList(list_, other->head), 0xAA0001u);
-    EXPECT_EQ(ORVA_IsNodeInList(list_, other->head), 0x24D0001u);
+    EXPECT_EQ(ORVA_DeleteNodeInList(list_, other->head), ORVA_ERR_LIST_DELETE_NODE_ABSENT);
+    EXPECT_EQ(ORVA_IsNodeInList(list_, other->head), ORVA_ERR_LIST_MEMBER_ABSENT);
     EXPECT_EQ(ORVA_GetNextNodeInList(list_, other->head), nullptr);
     EXPECT_EQ(ids(), Ids{1});
     EXPECT_EQ(ORVA_DeleteList(other), 0u);
@@ -229,9 +231,9 @@ TEST_F(List, DeleteNodeInListById_RemovesTheOneNearerTheHead) {
     EXPECT_EQ(ORVA_DeleteNodeInListById(list_, 5), 0u);
     EXPECT_EQ(ids(), (Ids{6, 5}));
     EXPECT_TRUE(ORVA_SearchIdInList(list_, 5)->data == second);
-    EXPECT_EQ(ORVA_DeleteNodeInListById(list_, 9), 0x1030001u);
+    EXPECT_EQ(ORVA_DeleteNodeInListById(list_, 9), ORVA_ERR_LIST_DELETE_ID_ABSENT);
     EXPECT_EQ(ORVA_DeleteListAllNode(list_), 0u);
-    EXPECT_EQ(ORVA_DeleteNodeInListById(list_, 5), 0x1030001u) << "empty list";
+    EXPECT_EQ(ORVA_DeleteNodeInListById(list_, 5), ORVA_ERR_LIST_DELETE_ID_ABSENT) << "empty list";
 }
 
 TEST_F(List, DeleteOneNodeDirectly_GivesTheNodeBackWithoutItsData) {
@@ -291,7 +293,7 @@ TEST_F(List, WalkAndSearch_FindTheFirstMatch) {
 
 TEST_F(List, IsNodeInList_ReportsAnEmptyList) {
     OrvaListNode node{};
-    EXPECT_EQ(ORVA_IsNodeInList(list_, &node), 0x24D0001u);
+    EXPECT_EQ(ORVA_IsNodeInList(list_, &node), ORVA_ERR_LIST_MEMBER_ABSENT);
     EXPECT_EQ(ORVA_GetNodeAtHeadOfList(list_), nullptr);
 }
 

@@ -66,11 +66,11 @@ TEST_F(PerfTrace, Init_RefusesSizesWithTheirCodes) {
         std::uint32_t count, code;
     };
     constexpr Case kCases[] = {
-        {"none", 0, 0x300001},
-        {"the product wraps to 0", 0x20000000, 0x300001},
-        {"one too many", 18725, 0x310001},
-        {"the product wraps into range", 0x20000001, 0x310001},
-        {"the largest count", 0xFFFFFFFF, 0x310001},
+        {"none", 0, ORVA_ERR_PERFTRACE_INIT_EMPTY},
+        {"the product wraps to 0", 0x20000000, ORVA_ERR_PERFTRACE_INIT_EMPTY},
+        {"one too many", 18725, ORVA_ERR_PERFTRACE_INIT_TOO_LARGE},
+        {"the product wraps into range", 0x20000001, ORVA_ERR_PERFTRACE_INIT_TOO_LARGE},
+        {"the largest count", 0xFFFFFFFF, ORVA_ERR_PERFTRACE_INIT_TOO_LARGE},
     };
     for (const Case &row : kCases) {
         EXPECT_EQ(ORVA_PerfTraceInit(&trace_, row.count), row.code) << row.name;
@@ -82,7 +82,7 @@ TEST_F(PerfTrace, Init_RefusesSizesWithTheirCodes) {
         EXPECT_EQ(trace_.nodes, nullptr);
         EXPECT_EQ(trace_.nodeCount, 0u);
     }
-    EXPECT_EQ(ORVA_PerfTraceInit(nullptr, 1), 0x290006u);
+    EXPECT_EQ(ORVA_PerfTraceInit(nullptr, 1), ORVA_ERR_PERFTRACE_INIT_NULL);
     EXPECT_TRUE(take_logs().empty());
     EXPECT_TRUE(platform().allocations.empty());
 }
@@ -96,19 +96,19 @@ TEST_F(PerfTrace, Init_LeavesNoArrayWithoutMemory) {
     OrvaTracePoint stale{};
     trace_.nodes = &stale;
     fail("MIRO_MemAlloc_F", 1, 0);
-    EXPECT_EQ(ORVA_PerfTraceInit(&trace_, 2), 0x34000Bu);
+    EXPECT_EQ(ORVA_PerfTraceInit(&trace_, 2), ORVA_ERR_PERFTRACE_INIT_MEMORY);
     EXPECT_EQ(trace_.nodes, nullptr);
     EXPECT_EQ(trace_.nodeCount, 0u);
     trace_.nodes = &stale;
     ORVA_SetMemHandle(0);
-    EXPECT_EQ(ORVA_PerfTraceInit(&trace_, 2), 0x34000Bu);
+    EXPECT_EQ(ORVA_PerfTraceInit(&trace_, 2), ORVA_ERR_PERFTRACE_INIT_MEMORY);
     EXPECT_EQ(trace_.nodes, nullptr);
     EXPECT_TRUE(take_logs().empty());
     ORVA_SetMemHandle(0x1234);
 }
 
 TEST_F(PerfTrace, Unit_ReleasesOnlyWhileActive) {
-    EXPECT_EQ(ORVA_PerfTraceUnit(nullptr), 0x3E0006u);
+    EXPECT_EQ(ORVA_PerfTraceUnit(nullptr), ORVA_ERR_PERFTRACE_UNIT_NULL);
     ASSERT_EQ(ORVA_PerfTraceInit(&trace_, 2), 0u);
     EXPECT_EQ(ORVA_PerfTraceUnit(&trace_), 0u);
     EXPECT_NE(trace_.nodes, nullptr) << "not active yet";

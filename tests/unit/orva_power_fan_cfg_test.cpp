@@ -101,6 +101,27 @@ TEST_F(PowerFanCfg, IsWindCheckPower_LooksAtYearAndPartCode) {
     }
 }
 
+// A date is read up to its 29th character: a day behind it is missing.
+TEST_F(PowerFanCfg, IsWindCheckPower_ReadsADateOf29Characters) {
+    const std::string month23 = std::string(21, '0') + "12";
+    const std::string fits = "2020-" + month23.substr(1) + "-7";
+    const std::string tooLong = "2020-" + month23 + "-7";
+    ASSERT_EQ(fits.size(), 29u);
+    EXPECT_EQ(ORVA_IsWindCheckPower("47062MZN", ("Manufactured=" + fits).c_str()), 1u);
+    EXPECT_EQ(ORVA_IsWindCheckPower("47062MZN", ("Manufactured=" + tooLong).c_str()), 0u);
+}
+
+TEST_F(PowerFanCfg, IsWindCheckPower_ReadsAPartCodeOf29Characters) {
+    EXPECT_EQ(ORVA_IsWindCheckPower(std::string(29, 'A').c_str(), "Manufactured=2020-01-01"), 0u);
+    EXPECT_TRUE(take_logs().empty());
+    EXPECT_EQ(ORVA_IsWindCheckPower(std::string(30, 'A').c_str(), "Manufactured=2020-01-01"), 0u);
+    EXPECT_EQ(take_logs().size(), 1u) << "the copy is refused and recorded";
+    EXPECT_EQ(ORVA_CFG_Is550WPower(0, 0, std::string(29, 'A').c_str()), 0u);
+    EXPECT_TRUE(take_logs().empty());
+    EXPECT_EQ(ORVA_CFG_Is550WPower(0, 0, std::string(30, 'A').c_str()), 0u);
+    EXPECT_EQ(take_logs().size(), 1u);
+}
+
 TEST_F(PowerFanCfg, IsSpecBrdGetBrdType_IsZeroForOnePair) {
     EXPECT_EQ(ORVA_IsSpecBrdGetBrdType(1057, -1), 0u);
     EXPECT_EQ(ORVA_IsSpecBrdGetBrdType(1057, 0), 1u);

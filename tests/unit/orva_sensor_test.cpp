@@ -80,10 +80,10 @@ TEST_F(Sensor, LastWordsFormatLinear16Q9_ScalesByTwoToTheMinusNine) {
 TEST_F(Sensor, LastWordsFormatLinear16Q9_RefusesNullAndOtherLengths) {
     double value = 7;
     const std::uint16_t raw = 0x0200;
-    EXPECT_EQ(ORVA_SENSOR_LastWordsFormatLinear16Q9(nullptr, 2, &value), 0xD5000Bu);
+    EXPECT_EQ(ORVA_SENSOR_LastWordsFormatLinear16Q9(nullptr, 2, &value), ORVA_ERR_LINEAR16_NULL);
     EXPECT_TRUE(take_logs().empty());
     for (const std::int32_t length : {4, 0, 1, -2}) {
-        EXPECT_EQ(ORVA_SENSOR_LastWordsFormatLinear16Q9(&raw, length, &value), 0xD60006u);
+        EXPECT_EQ(ORVA_SENSOR_LastWordsFormatLinear16Q9(&raw, length, &value), ORVA_ERR_LINEAR16_LENGTH);
         const auto logs = take_logs();
         ASSERT_EQ(logs.size(), 1u);
         EXPECT_EQ(logs[0].rfind("WriteLog(0x10000, 0x2) [ORVA_COMM][ORVA_LEVEL_ERR]check true return error, l=", 0),

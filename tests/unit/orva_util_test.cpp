@@ -94,9 +94,11 @@ TEST_F(FileContent, GetFileContent_ChecksItsPointersInOrder) {
         std::uint32_t *length;
         std::uint32_t code;
     } cases[] = {
-        {nullptr, nullptr, nullptr, 0x5A000B}, {nullptr, &content, &length, 0x5A000B},
-        {path, nullptr, nullptr, 0x5B000B},    {path, nullptr, &length, 0x5B000B},
-        {path, &content, nullptr, 0x5C000B},
+        {nullptr, nullptr, nullptr, ORVA_ERR_FILE_CONTENT_PATH_NULL},
+        {nullptr, &content, &length, ORVA_ERR_FILE_CONTENT_PATH_NULL},
+        {path, nullptr, nullptr, ORVA_ERR_FILE_CONTENT_CONTENT_NULL},
+        {path, nullptr, &length, ORVA_ERR_FILE_CONTENT_CONTENT_NULL},
+        {path, &content, nullptr, ORVA_ERR_FILE_CONTENT_LENGTH_NULL},
     };
     for (const auto &c : cases) {
         EXPECT_EQ(ORVA_FUNC_GetFileContent(c.path, c.content, c.length), c.code);
@@ -108,7 +110,7 @@ TEST_F(FileContent, GetFileContent_ChecksItsPointersInOrder) {
 
 TEST_F(FileContent, GetFileContent_WithoutAMemoryHandleNothingIsOpened) {
     ORVA_SetMemHandle(0);
-    EXPECT_EQ(read(), 0x61005Cu);
+    EXPECT_EQ(read(), ORVA_ERR_FILE_CONTENT_PATH_MEMORY);
     EXPECT_EQ(take_logs(), (Records{"PLog(0x3, orva, 0x400000, 0x2) [Func] malloc elabel memory failed."}));
     expect_untouched();
     EXPECT_EQ(calls_of("realpath"), 0u);
@@ -132,9 +134,9 @@ TEST_F(FileContent, GetFileContent_EveryAllocationMayFail) {
         });
     EXPECT_EQ(failures, 2u);
     fail("MIRO_MemAlloc_F", 1, 0);
-    EXPECT_EQ(read(), 0x61005Cu);
+    EXPECT_EQ(read(), ORVA_ERR_FILE_CONTENT_PATH_MEMORY);
     fail("MIRO_MemAlloc_F", 2, 0);
-    EXPECT_EQ(read(), 0x8B005Cu);
+    EXPECT_EQ(read(), ORVA_ERR_FILE_CONTENT_MEMORY);
 }
 
 TEST_F(FileContent, GetFileContent_EveryFailedCallHasItsCodeAndText) {
@@ -147,16 +149,19 @@ TEST_F(FileContent, GetFileContent_EveryFailedCallHasItsCodeAndText) {
         std::uint32_t code;
         std::string log; // empty: no record
     } cases[] = {
-        {"the path does not resolve", "realpath", 1, 0, 0x69000B, ""},
-        {"open", "fopen", 1, 0, 0x710084, head + "Open File Fail" + reason},
-        {"seek to the end", "fseek", 1, -1, 0x7A007D, head + "Seek to File End Fail" + reason},
-        {"no position", "ftell", 1, -1, 0x82007D, ""},
-        {"position 0", "ftell", 1, 0, 0x82007D, ""},
-        {"a size beyond 32 bits", "ftell", 1, 0xFFFFFFFF, 0x8B005C, head + "Malloc File Content Fail"},
-        {"the size of a folder", "ftell", 1, INT64_MAX, 0x8B005C, head + "Malloc File Content Fail"},
-        {"seek to the beginning", "fseek", 2, -1, 0x97007D, head + "Seek to File Begin Fail" + reason},
-        {"short read", "fread", 1, 16, 0xA3007E, head + "Read File Buffer Fail" + reason},
-        {"no read", "fread", 1, 0, 0xA3007E, head + "Read File Buffer Fail" + reason},
+        {"the path does not resolve", "realpath", 1, 0, ORVA_ERR_FILE_CONTENT_RESOLVE, ""},
+        {"open", "fopen", 1, 0, ORVA_ERR_FILE_CONTENT_OPEN, head + "Open File Fail" + reason},
+        {"seek to the end", "fseek", 1, -1, ORVA_ERR_FILE_CONTENT_SEEK_END, head + "Seek to File End Fail" + reason},
+        {"no position", "ftell", 1, -1, ORVA_ERR_FILE_CONTENT_EMPTY, ""},
+        {"position 0", "ftell", 1, 0, ORVA_ERR_FILE_CONTENT_EMPTY, ""},
+        {"a size beyond 32 bits", "ftell", 1, 0xFFFFFFFF, ORVA_ERR_FILE_CONTENT_MEMORY,
+         head + "Malloc File Content Fail"},
+        {"the size of a folder", "ftell", 1, INT64_MAX, ORVA_ERR_FILE_CONTENT_MEMORY,
+         head + "Malloc File Content Fail"},
+        {"seek to the beginning", "fseek", 2, -1, ORVA_ERR_FILE_CONTENT_SEEK_BEGIN,
+         head + "Seek to File Begin Fail" + reason},
+        {"short read", "fread", 1, 16, ORVA_ERR_FILE_CONTENT_READ, head + "Read File Buffer Fail" + reason},
+        {"no read", "fread", 1, 0, ORVA_ERR_FILE_CONTENT_READ, head + "Read File Buffer Fail" + reason},
     };
     for (const auto &c : cases) {
         fail(c.call, c.nth, c.result, EIO);
@@ -167,12 +172,27 @@ TEST_F(FileContent, GetFileContent_EveryFailedCallHasItsCodeAndText) {
     }
 }
 
+// A file that became shorter is no failed call: errno says so, whatever it was before.
+TEST_F(FileContent, GetFileContent_AFileThatEndsEarlyHasNoErrno) {
+    store("short");
+    libc().ftell = [](FILE *) { return 100L; };
+    libc().fseek = [](FILE *file, long, int) {
+        std::rewind(file);
+        errno = EIO;
+        return 0;
+    };
+    EXPECT_EQ(read(), ORVA_ERR_FILE_CONTENT_READ);
+    EXPECT_EQ(take_logs(), Records{std::string("PLog(0x3, orva, 0x10000, 0x2) [GetFileContent]Read File Buffer Fail, "
+                                               "err: ") +
+                                   std::strerror(0) + "."});
+}
+
 TEST_F(FileContent, GetFileContent_EmptyAndMissingFilesAreNoNews) {
     store("");
-    EXPECT_EQ(read(), 0x82007Du);
+    EXPECT_EQ(read(), ORVA_ERR_FILE_CONTENT_EMPTY);
     expect_untouched();
     unlink(path);
-    EXPECT_EQ(read(), 0x69000Bu);
+    EXPECT_EQ(read(), ORVA_ERR_FILE_CONTENT_RESOLVE);
     expect_untouched();
     EXPECT_TRUE(take_logs().empty());
 }
