@@ -159,19 +159,19 @@ template <typename Form>
 [[gnu::noinline]] inline typename Form::Register advance_by_look_up(typename Form::Register r,
                                                                     const std::uint8_t *data, std::size_t length) {
     constexpr std::size_t kStreams = 4;
-    constexpr std::size_t kStretchBytes = 64;
-    for (; length >= kStreams * kStretchBytes; length -= kStreams * kStretchBytes) {
+    constexpr std::size_t kStreamBytes = 64;
+    for (; length >= kStreams * kStreamBytes; length -= kStreams * kStreamBytes) {
         typename Form::Register streams[kStreams] = {r};
-        for (const std::uint8_t *const end = data + kStretchBytes; data < end; data += kWordBytes) {
+        for (const std::uint8_t *const end = data + kStreamBytes; data < end; data += kWordBytes) {
 #pragma GCC unroll 4
             for (std::size_t k = 0; k < kStreams; ++k) {
-                streams[k] = look_up<Form>(Form::load_word(data + k * kStretchBytes) ^ Form::place(streams[k]));
+                streams[k] = look_up<Form>(Form::load_word(data + k * kStreamBytes) ^ Form::place(streams[k]));
             }
         }
-        data += (kStreams - 1) * kStretchBytes;
+        data += (kStreams - 1) * kStreamBytes;
         r = streams[0];
         for (std::size_t k = 1; k < kStreams; ++k) {
-            r = static_cast<typename Form::Register>(skip_stretch<Form, kStretchBytes>(r) ^ streams[k]);
+            r = static_cast<typename Form::Register>(skip_stretch<Form, kStreamBytes>(r) ^ streams[k]);
         }
     }
     for (; length >= kWordBytes; length -= kWordBytes, data += kWordBytes) {

@@ -10,7 +10,7 @@
 #include "bytes.h"
 #include "wire_messages.h"
 
-#define ALWAYS_INLINE [[gnu::always_inline]] inline
+#define ORVA_COMM_INLINE [[gnu::always_inline]] inline
 
 namespace {
 
@@ -70,7 +70,7 @@ constexpr bool has_word_count(const Message &message) {
 // ---- The engine
 
 template <std::size_t kWidth>
-ALWAYS_INLINE void swap_field(std::uint8_t *at) {
+ORVA_COMM_INLINE void swap_field(std::uint8_t *at) {
     if constexpr (kWidth == 2) {
         orva::swap_in_place<std::uint16_t>(at);
     } else if constexpr (kWidth == 4) {
@@ -80,7 +80,7 @@ ALWAYS_INLINE void swap_field(std::uint8_t *at) {
 
 // Two neighbouring fields at once: reversed as one word, they change places, which the rotation undoes.
 template <std::size_t kWidth>
-ALWAYS_INLINE void swap_pair(std::uint8_t *at) {
+ORVA_COMM_INLINE void swap_pair(std::uint8_t *at) {
     if constexpr (kWidth == 2) {
         const std::uint32_t reversed = __builtin_bswap32(orva::load_host<std::uint32_t>(at));
         orva::store_host(at, reversed << 16 | reversed >> 16);
@@ -91,7 +91,7 @@ ALWAYS_INLINE void swap_pair(std::uint8_t *at) {
 }
 
 template <const Message &kMessage, Direction kDirection, std::size_t kRun>
-ALWAYS_INLINE void swap_run(std::uint8_t *body) {
+ORVA_COMM_INLINE void swap_run(std::uint8_t *body) {
     constexpr WordRun kWords = word_runs(kMessage, kDirection)[kRun];
     std::uint8_t *word = body + kWords.offset;
     for (std::size_t i = 0; i < kWords.words / 2; ++i, word += 8) {
@@ -104,7 +104,7 @@ ALWAYS_INLINE void swap_run(std::uint8_t *body) {
 
 // The number of entries to convert.
 template <const Message &kMessage, std::size_t kArray>
-ALWAYS_INLINE std::uint32_t entry_count(std::uint8_t *body) {
+ORVA_COMM_INLINE std::uint32_t entry_count(std::uint8_t *body) {
     constexpr std::size_t kOffset = count_field(kMessage, kMessage.arrays[kArray]).offset;
     constexpr std::size_t kWidth = count_field(kMessage, kMessage.arrays[kArray]).width;
     constexpr std::uint32_t kBound = kMessage.arrays[kArray].bound;
@@ -125,7 +125,7 @@ ALWAYS_INLINE std::uint32_t entry_count(std::uint8_t *body) {
 }
 
 template <const Message &kMessage, std::size_t kArray>
-ALWAYS_INLINE void swap_entry(std::uint8_t *entry) {
+ORVA_COMM_INLINE void swap_entry(std::uint8_t *entry) {
     constexpr auto kFields = entry_fields(kMessage.arrays[kArray]);
     if constexpr (kFields[0].width == kFields[1].width && kFields[1].offset == kFields[0].offset + kFields[0].width) {
         swap_pair<kFields[0].width>(entry + kFields[0].offset);
@@ -136,7 +136,7 @@ ALWAYS_INLINE void swap_entry(std::uint8_t *entry) {
 }
 
 template <const Message &kMessage, std::size_t kArray>
-ALWAYS_INLINE void swap_array(std::uint8_t *body) {
+ORVA_COMM_INLINE void swap_array(std::uint8_t *body) {
     if constexpr (kArray < length_of(kMessage.arrays)) {
         constexpr std::size_t kOffset = kMessage.arrays[kArray].offset;
         constexpr std::size_t kStride = kMessage.arrays[kArray].stride;
@@ -149,7 +149,7 @@ ALWAYS_INLINE void swap_array(std::uint8_t *body) {
 }
 
 template <const Message &kMessage, Direction kDirection>
-ALWAYS_INLINE void swap_words(std::uint8_t *body) {
+ORVA_COMM_INLINE void swap_words(std::uint8_t *body) {
     swap_run<kMessage, kDirection, 0>(body);
     swap_run<kMessage, kDirection, 1>(body);
     swap_run<kMessage, kDirection, 2>(body);
@@ -157,7 +157,7 @@ ALWAYS_INLINE void swap_words(std::uint8_t *body) {
 }
 
 template <const Message &kMessage>
-ALWAYS_INLINE void swap_arrays(std::uint8_t *body) {
+ORVA_COMM_INLINE void swap_arrays(std::uint8_t *body) {
     swap_array<kMessage, 0>(body);
     swap_array<kMessage, 1>(body);
     swap_array<kMessage, 2>(body);
@@ -165,7 +165,7 @@ ALWAYS_INLINE void swap_arrays(std::uint8_t *body) {
 }
 
 template <const Message &kMessage, Direction kDirection, Shape kShape>
-ALWAYS_INLINE void convert(void *buffer) {
+ORVA_COMM_INLINE void convert(void *buffer) {
     auto *body = static_cast<std::uint8_t *>(buffer);
     if constexpr (kShape == Shape::kFrame) {
         orva::swap_in_place<std::uint16_t>(body);
@@ -187,17 +187,17 @@ ALWAYS_INLINE void convert(void *buffer) {
 
 // ---- The converters without a hook
 
-#define CONVERTER(message, function, direction, shape)                                                               \
+#define ORVA_COMM_CONVERTER(message, function, direction, shape)                                                     \
     void function(void *buffer) {                                                                                    \
         convert<orva::wire::k##message, Direction::direction, Shape::shape>(buffer);                                 \
     }
-#define WRITTEN_OUT(message, function, direction, shape)
+#define ORVA_COMM_WRITTEN_OUT(message, function, direction, shape)
 
-ORVA_WIRE_CONVERTERS(CONVERTER, WRITTEN_OUT)
+ORVA_WIRE_CONVERTERS(ORVA_COMM_CONVERTER, ORVA_COMM_WRITTEN_OUT)
 
-#undef CONVERTER
-#undef WRITTEN_OUT
-#undef ALWAYS_INLINE
+#undef ORVA_COMM_CONVERTER
+#undef ORVA_COMM_WRITTEN_OUT
+#undef ORVA_COMM_INLINE
 
 // ---- The converters that end with their hook, which stays a call of the public symbol
 

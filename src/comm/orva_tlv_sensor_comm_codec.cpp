@@ -8,7 +8,7 @@
 #include "sync_codec.h"
 #include "sync_tables.h"
 
-#define ALWAYS_INLINE [[gnu::always_inline]] inline
+#define ORVA_TLV_INLINE [[gnu::always_inline]] inline
 
 namespace {
 
@@ -21,17 +21,17 @@ constexpr std::uint32_t kReservedHeaderBytes = 8;
 
 std::uint32_t fill_struct(Bytes dst, ConstBytes src, const OrvaTlvDes &row);
 
-ALWAYS_INLINE bool is_base(std::uint32_t type) {
+ORVA_TLV_INLINE bool is_base(std::uint32_t type) {
     return type - 1 < 3;
 }
 
 // For rows whose element size is at most the total length. The usual single element costs no division.
-ALWAYS_INLINE std::uint32_t element_count(const OrvaTlvDes &row) {
+ORVA_TLV_INLINE std::uint32_t element_count(const OrvaTlvDes &row) {
     return row.elemSize == row.totalLen || row.elemSize == 0 ? 1 : row.totalLen / row.elemSize;
 }
 
 template <typename Element>
-ALWAYS_INLINE std::uint32_t fill_elements(Bytes dst, ConstBytes src, std::uint32_t count) {
+ORVA_TLV_INLINE std::uint32_t fill_elements(Bytes dst, ConstBytes src, std::uint32_t count) {
     for (std::size_t i = 0; i < count; ++i) {
         const std::size_t at = i * sizeof(Element);
         orva::store_host(dst + at, orva::byte_swap(orva::load_host<Element>(src + at)));
@@ -40,7 +40,7 @@ ALWAYS_INLINE std::uint32_t fill_elements(Bytes dst, ConstBytes src, std::uint32
 }
 
 template <>
-ALWAYS_INLINE std::uint32_t fill_elements<std::uint8_t>(Bytes dst, ConstBytes src, std::uint32_t count) {
+ORVA_TLV_INLINE std::uint32_t fill_elements<std::uint8_t>(Bytes dst, ConstBytes src, std::uint32_t count) {
     if (count == 1) {
         *dst = *src;
     } else {
@@ -49,7 +49,7 @@ ALWAYS_INLINE std::uint32_t fill_elements<std::uint8_t>(Bytes dst, ConstBytes sr
     return count;
 }
 
-ALWAYS_INLINE std::uint32_t fill_base(Bytes dst, ConstBytes src, const OrvaTlvDes &row) {
+ORVA_TLV_INLINE std::uint32_t fill_base(Bytes dst, ConstBytes src, const OrvaTlvDes &row) {
     if (row.elemSize > row.totalLen) {
         return 0;
     }
@@ -66,13 +66,13 @@ ALWAYS_INLINE std::uint32_t fill_base(Bytes dst, ConstBytes src, const OrvaTlvDe
     }
 }
 
-ALWAYS_INLINE std::uint32_t fill_value(Bytes dst, ConstBytes src, const OrvaTlvDes &row) {
+ORVA_TLV_INLINE std::uint32_t fill_value(Bytes dst, ConstBytes src, const OrvaTlvDes &row) {
     return is_base(row.type) ? fill_base(dst, src, row) : fill_struct(dst, src, row);
 }
 
 // Header and items of one block.
-ALWAYS_INLINE void write_block(Bytes out, ConstBytes src, const OrvaTlvDes *table, std::uint32_t rows,
-                               std::uint32_t size) {
+ORVA_TLV_INLINE void write_block(Bytes out, ConstBytes src, const OrvaTlvDes *table, std::uint32_t rows,
+                                 std::uint32_t size) {
     orva::store_be32(out, rows);
     orva::store_be32(out + 4, size);
     std::memset(out + 8, 0, kReservedHeaderBytes);
@@ -170,4 +170,4 @@ std::uint32_t ORVA_TLV_GetRemoteLength(const void *block) {
     return block == nullptr ? 0 : orva::load_be32(static_cast<ConstBytes>(block) + 4);
 }
 
-#undef ALWAYS_INLINE
+#undef ORVA_TLV_INLINE

@@ -32,19 +32,19 @@ static_assert(ORVA_TEMP_SYNC_LENGTH == 138 && ORVA_VLT_SYNC_LENGTH == 128 && ORV
 
 // ---- Store functions
 
-#define STORE_FUNCTION(record, tag, member, also, text, function)                                                    \
+#define ORVA_TLV_STORE_FUNCTION(record, tag, member, also, text, function)                                           \
     void function(record *cfg, const void *item) {                                                                   \
         tlv::store_value(item, cfg->member);                                                                         \
     }
-#define NO_FUNCTION(record, tag, member, also, text)
+#define ORVA_TLV_NO_FUNCTION(record, tag, member, also, text)
 
-ORVA_WIRE_TEMP(STORE_FUNCTION)
-ORVA_WIRE_VLT(STORE_FUNCTION, NO_FUNCTION)
-ORVA_WIRE_FMEA(STORE_FUNCTION)
-ORVA_WIRE_PWR_SUP(STORE_FUNCTION)
+ORVA_WIRE_TEMP(ORVA_TLV_STORE_FUNCTION)
+ORVA_WIRE_VLT(ORVA_TLV_STORE_FUNCTION, ORVA_TLV_NO_FUNCTION)
+ORVA_WIRE_FMEA(ORVA_TLV_STORE_FUNCTION)
+ORVA_WIRE_PWR_SUP(ORVA_TLV_STORE_FUNCTION)
 
-#undef STORE_FUNCTION
-#undef NO_FUNCTION
+#undef ORVA_TLV_STORE_FUNCTION
+#undef ORVA_TLV_NO_FUNCTION
 
 // ---- Callbacks
 
@@ -67,16 +67,17 @@ std::uint32_t dispatch(const Store<Record> (&stores)[N], const void *item, void 
     return 0;
 }
 
-#define STORE_ENTRY(record, tag, member, also, text, function) function,
-#define NO_ENTRY(record, tag, member, also, text) nullptr,
+#define ORVA_TLV_STORE_ENTRY(record, tag, member, also, text, function) function,
+#define ORVA_TLV_NO_ENTRY(record, tag, member, also, text) nullptr,
 
-constexpr Store<OrvaTempSensorCfg> kTempStores[ORVA_TEMP_SYNC_ROWS] = {ORVA_WIRE_TEMP(STORE_ENTRY)};
-constexpr Store<OrvaVltSensorCfg> kVltStores[ORVA_VLT_SYNC_ROWS] = {ORVA_WIRE_VLT(STORE_ENTRY, NO_ENTRY)};
-constexpr Store<OrvaVltSensorCfg> kFmeaStores[ORVA_FMEA_SYNC_ROWS] = {ORVA_WIRE_FMEA(STORE_ENTRY)};
-constexpr Store<OrvaVltSensorCfg> kPwrSupStores[ORVA_PWR_SUP_SYNC_ROWS] = {ORVA_WIRE_PWR_SUP(STORE_ENTRY)};
+constexpr Store<OrvaTempSensorCfg> kTempStores[ORVA_TEMP_SYNC_ROWS] = {ORVA_WIRE_TEMP(ORVA_TLV_STORE_ENTRY)};
+constexpr Store<OrvaVltSensorCfg> kVltStores[ORVA_VLT_SYNC_ROWS] = {
+    ORVA_WIRE_VLT(ORVA_TLV_STORE_ENTRY, ORVA_TLV_NO_ENTRY)};
+constexpr Store<OrvaVltSensorCfg> kFmeaStores[ORVA_FMEA_SYNC_ROWS] = {ORVA_WIRE_FMEA(ORVA_TLV_STORE_ENTRY)};
+constexpr Store<OrvaVltSensorCfg> kPwrSupStores[ORVA_PWR_SUP_SYNC_ROWS] = {ORVA_WIRE_PWR_SUP(ORVA_TLV_STORE_ENTRY)};
 
-#undef STORE_ENTRY
-#undef NO_ENTRY
+#undef ORVA_TLV_STORE_ENTRY
+#undef ORVA_TLV_NO_ENTRY
 
 } // namespace
 

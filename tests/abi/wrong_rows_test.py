@@ -1,4 +1,4 @@
-"""A wrong row in the description of the wire does not compile."""
+"""A wrong row in the description of the wire, or in a constant table of the library, does not compile."""
 import argparse
 import pathlib
 import shutil
@@ -18,6 +18,10 @@ WRONG = [
     ("wire/wire_records.h", "OrvaDelayPowerOn, 4, delayFlag", "OrvaDelayPowerOn, 3, delayFlag", BOARD),
     ("src/comm/orva_tlv_sensor_comm_sensor.cpp", "ORVA_SYNC_ASSERT_TABLE(g_orvaFmeaSyncDataDes, OrvaVltSensorCfg, 1,",
      "ORVA_SYNC_ASSERT_TABLE(g_orvaFmeaSyncDataDes, OrvaVltSensorCfg, 2,", SENSOR),
+    ("src/comm/board_port_table.h", "late_bond(0x10011), ", "", "src/comm/orva_drvadp_comm_port.cpp"),
+    ("src/comm/board_port_table.h", "late_bond(0x10012)", "late_bond(0x10011)", "src/comm/orva_drvadp_comm_port.cpp"),
+    ("src/comm/orva_api_stub.cpp", '"pmCable"', '""', "src/comm/orva_api_stub.cpp"),
+    ("src/comm/orva_api_stub.cpp", '"opticalAlm"', '"pmCable"', "src/comm/orva_api_stub.cpp"),
 ]
 
 
