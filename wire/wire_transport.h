@@ -36,7 +36,6 @@ inline constexpr std::uint8_t kAgentNetFn = 0x30;
 inline constexpr std::uint8_t kChassisNetFn = 0x3E;
 
 inline constexpr std::array kRoutes{
-    Route{kAgentNetFn | 1, 0, "result", &kReq},
     Route{kAgentNetFn, 1, "address registration", &kAddrReg},
     Route{kAgentNetFn | 1, 1, "address acknowledgement", &kAddrAck},
     Route{kAgentNetFn, 2, "temperature request", &kReq},
@@ -47,6 +46,7 @@ inline constexpr std::array kRoutes{
     Route{kAgentNetFn | 1, 4, "heartbeat", &kHeartBeat},
     Route{kAgentNetFn, 5, "stub list", &kSimulate},
     Route{kAgentNetFn, 6, "switch-over", &kSwitchOver},
+    Route{kAgentNetFn | 1, 0, "result", &kReq},
     Route{kChassisNetFn, 1, "clock advance", &kReq},
     Route{kChassisNetFn, 2, "diagnostic dump", &kReq},
     Route{kChassisNetFn, 3, "statistics request", &kReq},
@@ -67,6 +67,10 @@ inline constexpr std::array kRoutes{
     Route{kChassisNetFn | 1, 12, "trace", nullptr},
     Route{kChassisNetFn, 13, "black-box dump", &kReq},
     Route{kChassisNetFn, 14, "fan log", &kReq},
+    Route{kChassisNetFn, 15, "sensor fault", nullptr},
+    Route{kChassisNetFn, 16, "figures request", &kReq},
+    Route{kChassisNetFn | 1, 16, "figures", nullptr},
+    Route{kChassisNetFn, 17, "partition exhaustion", &kReq},
 };
 
 } // namespace orva::wire

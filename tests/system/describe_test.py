@@ -30,6 +30,11 @@ def check(holds, text):
         sys.exit(f"FAILED: {text}")
 
 
+def skip(reason):
+    print(f"skipped: {reason}")
+    sys.exit(77)
+
+
 def load_library(path, runtime):
     for name in ("safeio", "miro", "tova", "drv_basic"):
         ctypes.CDLL(str(next(pathlib.Path(runtime).rglob(f"lib{name}.so"))), ctypes.RTLD_GLOBAL)
@@ -137,8 +142,7 @@ def check_schema(inspect, document):
     try:
         import jsonschema
     except ImportError:
-        print("skipped the schema: there is no Python package jsonschema")
-        return
+        skip("there is no Python package jsonschema")
     schema = json.loads(run(inspect, "--json-schema"))
     validator = jsonschema.Draft202012Validator(schema)
     jsonschema.Draft202012Validator.check_schema(schema)
@@ -205,8 +209,7 @@ def check_dissector(inspect, scratch):
     script = pathlib.Path(scratch) / "orva.lua"
     script.write_text(run(inspect, "--lua"))
     if shutil.which("tshark") is None:
-        print("skipped the dissector: there is no tshark")
-        return
+        skip("there is no tshark")
     prefix = struct.pack(">H6x", 513)
     body = struct.pack(">4I", 2, 5, 0, 9) + bytes([0, 0, 0, 2]) + bytes(4) + struct.pack(">I4xI4x", 42, 77)
     temperatures = datagram(0x31, 2, prefix + body)
@@ -265,27 +268,35 @@ def check_names(inspect, document):
     print("names choose what is described")
 
 
+def check_dissector_alone(inspect):
+    with tempfile.TemporaryDirectory(prefix="orva_describe_") as scratch:
+        check_dissector(inspect, scratch)
+
+
+def check_library(path, runtime, root, document):
+    library = load_library(path, runtime)
+    check_messages(library, document, (root / "abi" / "exports.txt").read_text().split())
+    check_no_names(path, document)
+    check_records(library, document)
+
+
 def main():
     parser = argparse.ArgumentParser()
+    parser.add_argument("part", choices=("pages", "names", "schema", "dissector", "library"))
     for option in ("root", "inspect", "library", "runtime"):
         parser.add_argument(f"--{option}", required=True)
     parser.add_argument("--sanitized", default="")
     args = parser.parse_args()
+    root = pathlib.Path(args.root)
     document = json.loads(run(args.inspect, "--json"))
     check(set(document) == {"schema", "messages", "records"}, "keys of the document")
-    root = pathlib.Path(args.root)
-    check_pages(args.inspect, root)
-    check_names(args.inspect, document)
-    check_schema(args.inspect, document)
-    with tempfile.TemporaryDirectory(prefix="orva_describe_") as scratch:
-        check_dissector(args.inspect, scratch)
-    if args.sanitized:
-        print("skipped the library: an instrumented one cannot be loaded here")
-        return
-    library = load_library(args.library, args.runtime)
-    check_messages(library, document, (root / "abi" / "exports.txt").read_text().split())
-    check_no_names(args.library, document)
-    check_records(library, document)
+    if args.part == "library" and args.sanitized:
+        skip("an instrumented library cannot be loaded here")
+    {"pages": lambda: check_pages(args.inspect, root),
+     "names": lambda: check_names(args.inspect, document),
+     "schema": lambda: check_schema(args.inspect, document),
+     "dissector": lambda: check_dissector_alone(args.inspect),
+     "library": lambda: check_library(args.library, args.runtime, root, document)}[args.part]()
 
 
 main()
