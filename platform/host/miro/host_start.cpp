@@ -10,6 +10,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <string>
+#include <system_error>
 #include <unistd.h>
 
 namespace host {
@@ -54,7 +55,7 @@ void report_line(const char *line, void *descriptor) {
         descriptor = open(asked, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
         if (descriptor < 0) {
             host::g_reporter.line("the file \"%s\" for the leak report cannot be opened: %s", asked,
-                                  std::strerror(errno));
+                                  std::generic_category().message(errno).c_str());
             return;
         }
     }

@@ -103,7 +103,7 @@ bool start_service_thread(const char *name, void (*body)(void *unused)) {
         errno = error;
         return false;
     }
-    start.release();
+    static_cast<void>(start.release());
     return true;
 }
 
@@ -140,6 +140,6 @@ MIRO_EXPORT uint32_t MIRO_TaskCreate(const char *name, uint32_t *taskId, MIRO_TA
         errno = error;
         return MIRO_HOST_ERR_SYSTEM;
     }
-    start.release();
+    static_cast<void>(start.release());
     return MIRO_HOST_OK;
 }

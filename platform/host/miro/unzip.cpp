@@ -193,7 +193,7 @@ std::uint32_t prepare_destination(Job &job, const char *destination) {
     const std::unique_ptr<char, void (*)(void *)> resolved(realpath(destination, nullptr), std::free);
     if (!resolved) {
         job.destination = destination;
-        return fail(MIRO_HOST_ERR_WRITE, job, "no such folder", std::strerror(errno));
+        return fail(MIRO_HOST_ERR_WRITE, job, "no such folder", std::generic_category().message(errno).c_str());
     }
     job.destination = resolved.get();
     struct stat status {};
