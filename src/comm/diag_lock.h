@@ -1,11 +1,11 @@
 // The diagnostic manager's mutex, for a scope, safe beside signal handlers, cancellation and fork.
 //
 // A signal handler may interrupt its own thread anywhere in the manager. It must neither wait for that thread nor
-// read what the thread is changing. So each thread says where it is: outside, reading (a mark is set, the mutex is
-// not held) or inside (from before the mutex is taken until after it is released, and while memory is allocated). In
-// a handler that interrupts a reader, known keys are decided as usual and new ones are let through; in a handler that
-// interrupts its thread inside, every record is let through. Cancellation is held off from the lock or mark to its
-// release.
+// read what the thread is changing. So each thread says where it is: outside, or inside (from before the mutex is
+// taken until after it is released, and while memory is allocated). A reader is outside with a mark set. In a handler
+// that interrupts a reader, known keys are decided as usual and new ones are let through; in a handler that
+// interrupts its thread inside, every record is let through. A thread that is cancelled leaves neither lock nor mark
+// behind.
 #ifndef ORVA_DIAG_LOCK_H
 #define ORVA_DIAG_LOCK_H
 
@@ -17,7 +17,7 @@
 
 namespace orva {
 
-enum class DiagPlace : std::uint8_t { kOutside, kReading, kInside };
+enum class DiagPlace : std::uint8_t { kOutside, kInside };
 
 // Of the calling thread.
 extern constinit thread_local DiagPlace t_diagPlace;
@@ -50,32 +50,48 @@ private:
     DiagPlace previous_;
 };
 
-// Holds the manager's mutex for a scope, or up to release(). Without a manager, or when the mutex cannot be locked,
-// only the place and the hold of cancellation remain.
-class DiagLock {
+// Holds the manager's mutex for a scope, or up to release(), around code without a cancellation point. Without a
+// manager, or when the mutex cannot be locked, only the place remains. The thread stays inside to the end of the
+// scope.
+class DiagMutex {
 public:
-    explicit DiagLock(const OrvaDiagMgr *manager)
-        : inside_(DiagPlace::kInside), mutex_(manager == nullptr ? nullptr : manager->mutex) {
+    explicit DiagMutex(const OrvaDiagMgr *manager)
+        : previous_(diag_place()), mutex_(manager == nullptr ? nullptr : manager->mutex) {
+        set_diag_place(DiagPlace::kInside);
         mutex_ = ORVA_MutexP(mutex_) == ORVA_OK ? mutex_ : nullptr;
     }
-    ~DiagLock() {
-        release();
+    ~DiagMutex() {
+        if (isInside_) {
+            release();
+        }
     }
-    DiagLock(const DiagLock &) = delete;
-    DiagLock &operator=(const DiagLock &) = delete;
+    DiagMutex(const DiagMutex &) = delete;
+    DiagMutex &operator=(const DiagMutex &) = delete;
 
-    // The thread stays inside, and cancellation held off, to the end of the scope.
     void release() {
         if (mutex_ != nullptr) {
             ORVA_MutexV(mutex_);
-            mutex_ = nullptr;
         }
+        set_diag_place(previous_);
+        isInside_ = false;
     }
 
 private:
-    CancelHold cancelHold_;
-    DiagPlaceScope inside_;
+    DiagPlace previous_;
     void *mutex_;
+    bool isInside_ = true;
+};
+
+// The same around any code: cancellation is held off to the end of the scope.
+class DiagLock {
+public:
+    explicit DiagLock(const OrvaDiagMgr *manager) : mutex_(manager) {}
+    DiagLock(const DiagLock &) = delete;
+    DiagLock &operator=(const DiagLock &) = delete;
+
+private:
+    CancelHold cancelHold_;
+    DiagMutex mutex_;
 };
 
 } // namespace orva

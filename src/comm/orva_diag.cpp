@@ -21,6 +21,7 @@
 #include "safeio.h"
 
 using orva::DiagLock;
+using orva::DiagMutex;
 using orva::DiagPlace;
 using orva::DiagPlaceScope;
 using orva::relaxed_increment;
@@ -61,22 +62,54 @@ OrvaDiagItem *find_item(OrvaDiagNode &node, std::uint32_t keyId) {
     return static_cast<OrvaDiagItem *>(MIRO_AVL_Find(&node.tree, &keyId));
 }
 
-// Finds an item outside the mutex that `lock` holds; with every mark taken, inside it.
-OrvaDiagItem *find_item_unlocked(OrvaDiagNode &node, std::uint32_t keyId, DiagLock &lock) {
-    std::uint8_t *mark = g_lookups.begin();
-    if (mark == nullptr) {
+// A thread that is cancelled inside the platform's look-up clears its mark as it ends. Holding cancellation off
+// instead would cost each decision two locked instructions.
+constinit thread_local std::uint8_t *t_mark = nullptr; // set while the thread reads
+constinit thread_local bool t_isEndWatched = false;
+pthread_key_t g_endKey;
+bool g_hasEndKey;
+
+bool is_reading() {
+    return __atomic_load_n(&t_mark, __ATOMIC_RELAXED) != nullptr;
+}
+
+void clear_mark_at_end(void *place) {
+    std::uint8_t *const mark = *static_cast<std::uint8_t **>(place);
+    if (mark != nullptr) {
+        orva::LookupMarks::end(mark);
+    }
+}
+
+[[gnu::noinline]] bool watch_end() {
+    t_isEndWatched = g_hasEndKey && pthread_setspecific(g_endKey, &t_mark) == 0;
+    return t_isEndWatched;
+}
+
+// Whether the calling thread may set a mark. A signal handler may not that interrupts a reader of its thread: a
+// thread clears one mark only.
+bool may_mark() {
+    return (t_isEndWatched || watch_end()) && !is_reading();
+}
+
+// Finds an item outside the mutex that `lock` holds; without a mark, inside it.
+[[gnu::always_inline]] inline OrvaDiagItem *find_item_unlocked(OrvaDiagNode &node, std::uint32_t keyId,
+                                                               DiagMutex &lock) {
+    std::uint8_t *const mark = may_mark() ? g_lookups.begin() : nullptr;
+    if (mark == nullptr) [[unlikely]] {
+        const orva::CancelHold cancelHold;
         return find_item(node, keyId);
     }
+    __atomic_store_n(&t_mark, mark, __ATOMIC_RELAXED);
     lock.release();
-    const DiagPlaceScope reading(DiagPlace::kReading);
     OrvaDiagItem *item = find_item(node, keyId);
+    __atomic_store_n(&t_mark, nullptr, __ATOMIC_RELAXED);
     orva::LookupMarks::end(mark);
     return item;
 }
 
 // The item of a key, or null when it has none.
 OrvaDiagItem *look_up_item(const OrvaDiagMgr *manager, OrvaDiagNode &node, std::uint32_t keyId) {
-    DiagLock lock(manager);
+    DiagMutex lock(manager);
     return find_item_unlocked(node, keyId, lock);
 }
 
@@ -181,7 +214,7 @@ Insertion insert(const OrvaDiagMgr *manager, OrvaDiagNode &node, OrvaDiagItem &i
 // Compat: callers' code. An equal item that another thread inserted first is not returned; the record is let through
 // uncounted.
 OrvaDiagItem *add_item(OrvaDiagMgr *manager, OrvaDiagNode &node, std::uint32_t keyId) {
-    if (orva::diag_place() != DiagPlace::kOutside) {
+    if (orva::diag_place() != DiagPlace::kOutside || is_reading()) {
         return nullptr; // in a signal handler: the look-up or the allocation of its own thread cannot end before it
     }
     const orva::CancelHold cancelHold;
@@ -242,11 +275,12 @@ struct Place {
 };
 
 Place look_up(OrvaDiagMgr &manager, std::uint32_t diagId, std::uint32_t keyId, const char *file, std::uint32_t line) {
-    DiagLock lock(&manager);
+    DiagMutex lock(&manager);
     OrvaDiagNode **place = node_place(manager, diagId);
     OrvaDiagNode *node = place == nullptr ? nullptr : *place;
     const std::uint32_t zone = manager.curZone;
     if (node == nullptr || relaxed_load(&node->itemCount) == 0) [[unlikely]] {
+        const orva::CancelHold cancelHold;
         return {ORVA_DiagMgrGetNode(diagId, file, line), nullptr, zone};
     }
     return {node, find_item_unlocked(*node, keyId, lock), zone};
@@ -370,9 +404,10 @@ void after_fork_in_child() {
     pthread_setcancelstate(t_fork.cancelState, nullptr);
 }
 
-void watch_forks() {
+void watch_forks_and_ends() {
     static bool isWatching = false;
     if (!__atomic_exchange_n(&isWatching, true, __ATOMIC_RELAXED)) {
+        g_hasEndKey = pthread_key_create(&g_endKey, clear_mark_at_end) == 0;
         pthread_atfork(before_fork, after_fork_in_parent, after_fork_in_child);
     }
 }
@@ -393,7 +428,7 @@ std::uint32_t make_manager(std::uint32_t count, std::uint32_t baseDiagId, std::u
         return noMutex;
     }
     g_orvaDiagMgr = manager;
-    watch_forks();
+    watch_forks_and_ends();
     return ORVA_OK;
 }
 

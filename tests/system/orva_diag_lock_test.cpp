@@ -290,29 +290,57 @@ void stop_at_a_cancellation_point() {
     pthread_testcancel();
 }
 
-std::atomic<bool> g_hasDecided{false};
-
 void *read_and_wait(void *) {
     t_hook = stop_at_a_cancellation_point;
     ask(kDiagId, 1);
-    g_hasDecided = true;
     for (;;) {
         pause(); // a cancellation point
     }
 }
 
-TEST_F(DiagLock, Cancelled_ReaderEndsItsLookupFirst) {
+TEST_F(DiagLock, Cancelled_ReaderLeavesNoMark) {
     pthread_t reader;
     ASSERT_EQ(pthread_create(&reader, nullptr, read_and_wait, nullptr), 0);
     wait_until([] { return g_stopped == 1; });
+    EXPECT_EQ(ask(kDiagId, 76), 0u); // its mark is set
+    expect_failures(1, ORVA_DIAG_ERR_LINE_NO_ITEM);
     ASSERT_EQ(pthread_cancel(reader), 0);
-    g_mayGoOn = true;
     void *result = nullptr;
     ASSERT_EQ(pthread_join(reader, &result), 0);
     EXPECT_EQ(result, PTHREAD_CANCELED);
-    EXPECT_TRUE(g_hasDecided);
     EXPECT_TRUE(mutex_is_free());
-    EXPECT_EQ(ask(kDiagId, 77), 0u); // no mark was left behind
+    EXPECT_EQ(ask(kDiagId, 77), 0u);
+    EXPECT_NE(item_of(kDiagId, 77), nullptr);
+    expect_failures(1, ORVA_DIAG_ERR_LINE_NO_ITEM);
+}
+
+// A handler of a reader's thread looks up inside the mutex, and there cancellation is held off.
+void decide_in_handler(int) {
+    t_hook = stop_at_a_cancellation_point;
+    ask(kDiagId, 1);
+}
+
+void *read_and_be_interrupted(void *) {
+    t_hook = [] { raise(SIGUSR1); };
+    ask(kDiagId, 1);
+    for (;;) {
+        pause();
+    }
+}
+
+TEST_F(DiagLock, Cancelled_HandlerOfAReaderLeavesNeitherMutexNorMark) {
+    struct sigaction action = {};
+    action.sa_handler = decide_in_handler;
+    ASSERT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);
+    pthread_t reader;
+    ASSERT_EQ(pthread_create(&reader, nullptr, read_and_be_interrupted, nullptr), 0);
+    wait_until([] { return g_stopped == 1; });
+    ASSERT_EQ(pthread_cancel(reader), 0);
+    g_mayGoOn = true;
+    ASSERT_EQ(pthread_join(reader, nullptr), 0);
+    EXPECT_TRUE(mutex_is_free());
+    EXPECT_EQ(ask(kDiagId, 77), 0u);
+    EXPECT_NE(item_of(kDiagId, 77), nullptr);
     expect_failures(0, 0);
 }
 
