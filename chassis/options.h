@@ -12,16 +12,36 @@
 namespace chassis {
 
 inline constexpr std::uint32_t kMaxBoards = 30;
+inline constexpr int kUsageStatus = 2;
+inline constexpr int kSignalStatus = 128;
 
 struct RunOptions {
-    std::uint32_t boards = 4;
-    std::uint32_t seconds = 10;
-    std::string run_dir; // empty: a fresh folder below the system's temporary folder
+    std::string scenario = "demo"; // name of a built-in one, or a file
+    std::optional<std::uint32_t> boards;
+    std::optional<std::uint32_t> seed;
+    std::optional<std::uint32_t> seconds;
+    bool virtual_time = false;
+    bool no_restart = false;
+    std::string events; // files; empty: none
+    std::string record;
+    std::string report;
+    std::optional<std::string> web; // ADDRESS:PORT; empty: any port on loopback
+    std::string run_dir;            // empty: a fresh folder below the system's temporary folder
+    std::string agent;              // program of the boards' processes; empty: this one
     bool keep = false;
-    std::uint32_t kill_agent = 0; // 0: none
 };
 
-// What a management process hands to an agent, or to its backup, that it starts.
+struct CheckOptions {
+    std::string scenario;
+};
+
+struct ExampleOptions {
+    bool schema = false;
+};
+
+struct ScenariosOptions {};
+
+// What a management process passes to an agent, or to its backup, that it starts.
 struct AgentOptions {
     bool backup = false;
     std::uint32_t slot = 0;
@@ -29,6 +49,7 @@ struct AgentOptions {
     std::string folder;
     std::uint16_t port = 0; // of the management process, on loopback
     std::uint32_t run = 0;
+    std::int64_t power_on_ns = 0; // as the monotonic clock counts
     pid_t parent = 0;
 };
 
@@ -43,7 +64,8 @@ struct ExitNow {
     int status = 0;
 };
 
-using Options = std::variant<RunOptions, AgentOptions, CommandOptions, ExitNow>;
+using Options =
+    std::variant<RunOptions, CheckOptions, ExampleOptions, ScenariosOptions, AgentOptions, CommandOptions, ExitNow>;
 
 Options read_options(int argc, char **argv);
 

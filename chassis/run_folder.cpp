@@ -5,13 +5,14 @@
 #include <cstring>
 #include <stdexcept>
 #include <system_error>
+#include <unistd.h>
 
 namespace chassis {
 
 namespace {
 
 std::filesystem::path temporary_folder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "orva-chassis.XXXXXX").string();
+    std::string pattern = (temporary_root() / "orva-chassis.XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr) {
         throw std::runtime_error("no temporary folder: " + std::string(std::strerror(errno)));
     }
@@ -32,6 +33,18 @@ std::filesystem::path chosen_folder(const std::string &chosen) {
 }
 
 } // namespace
+
+std::filesystem::path temporary_root() {
+    const char *variable = std::getenv("TMPDIR");
+    const bool set = variable != nullptr && *variable != '\0';
+    std::error_code error;
+    const auto root = std::filesystem::absolute(set ? variable : "/tmp", error);
+    if (error || !std::filesystem::is_directory(root, error) || access(root.c_str(), W_OK | X_OK) != 0) {
+        throw std::runtime_error(std::string(set ? "TMPDIR" : "the temporary folder") + ": " + root.string() +
+                                 " is not a folder that can be written");
+    }
+    return root;
+}
 
 RunFolder::RunFolder(const std::string &chosen)
     : path_(chosen.empty() ? temporary_folder() : chosen_folder(chosen)), kept_(!chosen.empty()) {}

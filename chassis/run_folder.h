@@ -7,6 +7,10 @@
 
 namespace chassis {
 
+// The system's temporary folder, absolute: $TMPDIR, or /tmp when that is unset or empty. Throws std::runtime_error
+// when it cannot be used.
+std::filesystem::path temporary_root();
+
 class RunFolder {
 public:
     // `chosen`: absent or empty, made if absent; "" makes a temporary folder. Throws std::runtime_error.

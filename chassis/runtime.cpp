@@ -1,6 +1,6 @@
 #include "runtime.h"
 
-#include "board_folder.h"
+#include "board/board_folder.h"
 
 #include "drv_basic_host.h"
 #include "miro_host.h"
@@ -89,12 +89,6 @@ void start_runtime(const std::filesystem::path &folder, const std::string &proce
     ORVA_RegWendoDeadloop();
     setenv("ORVA_HOST_IM_LOG", interface_manager_log(folder).c_str(), 1);
     ORVA_SetImlibIpConfigInPnf(kInterfaceManager, 0, process_name.c_str(), 0);
-}
-
-std::uint64_t uptime_ms() {
-    static const auto start = std::chrono::steady_clock::now();
-    const auto passed = std::chrono::steady_clock::now() - start;
-    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(passed).count());
 }
 
 } // namespace chassis

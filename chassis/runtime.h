@@ -25,8 +25,6 @@ void load_optional_libraries();
 // Moves into the board's folder and makes it this process's board. Once per process, before it has other threads.
 void start_runtime(const std::filesystem::path &folder, const std::string &process_name);
 
-std::uint64_t uptime_ms();
-
 } // namespace chassis
 
 #endif

@@ -1,6 +1,6 @@
 #include "table.h"
 
-#include "report.h"
+#include "text.h"
 
 #include <array>
 #include <cstdio>
@@ -52,7 +52,7 @@ void append_board(std::string &text, const Board &board) {
     const std::string slot = std::to_string(board.slot);
     const std::string type = type_text(board.type);
     if (board.state != BoardState::kOnline) {
-        append(text, {slot, type, "-", "-", board.state == BoardState::kLost ? "lost" : "starting"});
+        append(text, {slot, type, "-", "-", state_name(board.state)});
         return;
     }
     for (const Measured &measured : board.measured) {
@@ -66,7 +66,7 @@ void append_board(std::string &text, const Board &board) {
 
 } // namespace
 
-std::string table_text(std::span<const Board> boards) {
+std::string table_text(const std::deque<Board> &boards) {
     std::string text;
     append(text, {"slot", "board type", "sensor", "value", "state"});
     text += kRule;

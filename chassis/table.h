@@ -2,15 +2,15 @@
 #ifndef CHASSIS_TABLE_H
 #define CHASSIS_TABLE_H
 
-#include "board.h"
+#include "manager/board.h"
 
-#include <span>
+#include <deque>
 #include <string>
 
 namespace chassis {
 
 // Columns slot, board type, sensor, value, state; every line ends with a newline.
-std::string table_text(std::span<const Board> boards);
+std::string table_text(const std::deque<Board> &boards);
 
 } // namespace chassis
 

@@ -132,7 +132,7 @@ protected:
     }
 
     std::vector<std::string> arguments(std::vector<std::string> more) const {
-        more.insert(more.begin(), {"--run-dir", run_dir()});
+        more.insert(more.begin(), {"run", "demo", "--run-dir", run_dir()});
         return more;
     }
 
@@ -170,58 +170,127 @@ protected:
     bool own_queues_;
 };
 
-TEST_F(Chassis, Run_SeesEverythingItAsksFor) {
-    const auto result = run({"--seconds", "3"});
-    EXPECT_EQ(result.status, 0) << result.output;
-    for (const char *line : {
-             "boards that have registered: 4\n",
-             "boards that have answered temperature, voltage and heartbeat requests: 4\n",
-             "a wrong destination is refused with 0x01DA0006\n",
-             "a reply flag in a request is refused with 0x01CC0006\n",
-             "source slot 31 is refused with 0x01D10006\n",
-             "packets refused by slot 1 with 0x03E300C6: 200\n",
-             "\"Invalid packet length\" records in its diagnostic log: 48\n",
-             "drops that its diagnostic manager counted: 152\n",
-             "packets that found the queue full: 0\n",
-             "DiagID:371 drop: 152 logs in a hour. keyID: 0 format: Invalid packet length, module: AGENT",
-             "hourly summaries: 1\n",
-             "every process and every queue of the chassis is gone\n",
-             "everything asked was seen\n",
-         }) {
-        EXPECT_NE(result.output.find(line), std::string::npos) << line << result.output;
-    }
-    EXPECT_EQ(result.output.find("MISSED"), std::string::npos) << result.output;
-    expect_nothing_left(4);
-}
+// The demonstration is run once; each part reads what it left.
+struct Demo {
+    std::string output;
+    std::string folder;
 
-TEST_F(Chassis, Run_ShowsOneTableOfEveryBoardAndSensor) {
-    const auto result = run({"--boards", "3", "--seconds", "0"});
-    EXPECT_EQ(result.status, 0) << result.output;
-    EXPECT_EQ(count_of(result.output, "slot  board type"), 1U);
-    for (const char *slot : {"1", "2", "3"}) {
-        EXPECT_EQ(lines_that_begin(result.output, std::string("      ") + slot + "  0x1"), 7U) << result.output;
+    void expect_lines() const {
+        for (const char *line : {
+                 "[ok]     boards that have registered: 2\n",
+                 "[ok]     boards that have answered temperature, voltage and heartbeat requests: 2\n",
+                 "[ok]     a wrong destination is refused with 0x01DA0006\n",
+                 "[ok]     a reply flag in a request is refused with 0x01CC0006\n",
+                 "[ok]     source slot 31 is refused with 0x01D10006\n",
+                 "[ok]     packets refused by slot 1 with 0x03E300C6: 200\n",
+                 "[ok]     \"Invalid packet length\" records in its diagnostic log: 48\n",
+                 "[ok]     drops that its diagnostic manager counted: 152\n",
+                 "[ok]     packets that found the queue full: 0\n",
+                 "[ok]     hourly summaries: 1\n",
+                 "[ok]     temperature record, 138 bytes, 24 members stored: in step\n",
+                 "[ok]     voltage record, 128 bytes, 19 members stored: in step; not stored by design: extra1 "
+                 "extra2 "
+                 "extra3\n",
+                 "[ok]     FMEA record, 41 bytes, 5 members stored: in step\n",
+                 "[ok]     power supply record, 26 bytes, 2 members stored: in step\n",
+                 "[ok]     board record, 59 bytes, 4 members stored: in step\n",
+                 "[ok]     power record, 31 bytes, 3 members stored: in step\n",
+                 "[ok]     model control record, 182 bytes, 17 members stored: in step; not stored by design: "
+                 "ctlByte14\n",
+                 "[ok]     a block without its last byte is refused with 0xC0000005\n",
+                 "[ok]     every process and every queue of the chassis is gone\n",
+             }) {
+            EXPECT_EQ(count_of(output, line), 1U) << line;
+        }
+        EXPECT_EQ(output.find("FAILED"), std::string::npos);
     }
-    for (const char *row : {"1  0x18001     ", "2  0x18004     ", "3  0x18010     "}) {
-        for (const char *sensor : {"inlet", "outlet", "processor", "12V", "3V3", "1V0", "heartbeat"}) {
-            EXPECT_EQ(lines_that_begin(result.output, std::string("      ") + row + sensor + " "), 1U)
-                << row << sensor << result.output;
+
+    void expect_table() const {
+        EXPECT_EQ(count_of(output, "slot  board type"), 1U);
+        for (const char *row : {"1  0x18001     ", "2  0x18004     "}) {
+            for (const char *sensor : {"inlet", "outlet", "processor", "12V", "3V3", "1V0", "heartbeat"}) {
+                EXPECT_EQ(lines_that_begin(output, std::string("      ") + row + sensor + " "), 1U) << row << sensor;
+            }
         }
     }
-}
 
-TEST_F(Chassis, Run_LeavesTheRecordsThatItCounted) {
-    const auto result = run({"--boards", "1", "--seconds", "0"});
-    EXPECT_EQ(result.status, 0) << result.output;
-    const std::string log = read_file(run_dir() + "/slot01/log/diagnostic.log");
-    EXPECT_EQ(count_of(log, ": [Position: 1/1]Invalid packet length, module: AGENT, realLen: 64, pktLen: 24, netFn: "
-                            "48, cmd: 2\n"),
-              48U)
-        << log;
-    EXPECT_EQ(count_of(log, "word3=1 a4=0 a5=0: [Position: 1/1][OrvaDiagMgr] DiagID:371 drop: 152 logs in a hour. "),
-              1U)
-        << log;
-    const std::string process = read_file(run_dir() + "/slot01/log/process.log");
-    EXPECT_EQ(count_of(process, "    KeyID:0 SuccessNum:48, dropNum:152 [48 "), 1U) << process;
+    void expect_diagnostic_records() const {
+        const std::string log = read_file(folder + "/slot01/log/diagnostic.log");
+        EXPECT_EQ(count_of(log, ": [Position: 1/1]Invalid packet length, module: AGENT, realLen: 64, pktLen: 24, "
+                                "netFn: 48, cmd: 2\n"),
+                  48U)
+            << log;
+        EXPECT_EQ(
+            count_of(log, "word3=1 a4=0 a5=0: [Position: 1/1][OrvaDiagMgr] DiagID:371 drop: 152 logs in a hour. "),
+            1U)
+            << log;
+        for (const char *chunk : {"log[0/300] = 00 01 ", "log[128/300] = 80 81 ", "log[256/300] = 00 01 "}) {
+            EXPECT_EQ(count_of(log, std::string("]PMBUS-BLACK-BOX[slot=1 fru=1]: ") + chunk), 1U) << chunk << log;
+        }
+        EXPECT_GE(
+            count_of(read_file(folder + "/slot01/log/dead_loop.log"), "zebbase hook registration: kind=1 result=0\n"),
+            1U);
+    }
+
+    void expect_stages() const {
+        for (const char *stage : {"queue read", "length check", "to host order", "header check", "making the answer",
+                                  "to net order and send"}) {
+            const std::size_t at = output.find(std::string("\n   ") + stage + " ");
+            ASSERT_NE(at, std::string::npos) << stage;
+            std::istringstream numbers(output.substr(at + 4 + std::string(stage).size()));
+            unsigned long count = 0;
+            unsigned long least = 0;
+            unsigned long average = 0;
+            unsigned long most = 0;
+            numbers >> count >> least >> average >> most;
+            EXPECT_GT(count, 0U) << stage;
+            EXPECT_LE(least, average) << stage;
+            EXPECT_LE(average, most) << stage;
+        }
+    }
+
+    void expect_fixed_paths_of_the_boards() const {
+        for (const char *slot : {"slot01", "slot02"}) {
+            const std::size_t starts = slot == std::string("slot02") ? 2 : 1; // the last board was restarted
+            EXPECT_EQ(read_file(folder + "/" + slot + "/private/opt/keldv8/tmp/mmb_ip"), "172.16.0.251\n");
+            const std::string log = read_file(folder + "/" + slot + "/log/interface_manager.log");
+            EXPECT_EQ(count_of(log, " old=0.0.0.0 new=172.16.0.250\n"), starts) << log;
+            EXPECT_EQ(count_of(log, " old=172.16.0.250 new=172.16.0.251\n"), 1U) << log;
+        }
+        EXPECT_EQ(read_file(folder + "/slot01/private/opt/keldv8/tmp/CmuLogzip/fan.log"),
+                  "fan 1 of slot 1: 4200 rpm\r\n 10 68 02 07 00 00 00 00 00 00 00 00 00 00 00 00\r\n 00\r\n ");
+    }
+
+    void expect_warm_start() const {
+        EXPECT_EQ(count_of(output, "normal, warm start\n"), 1U);
+        EXPECT_EQ(read_file(folder + "/slot02/private/tmp/orva_agent_init_ok"), "5\n");
+        const std::string log = read_file(folder + "/slot02/log/process.log");
+        EXPECT_EQ(count_of(log, "Get reboot flag file fopen null\n"), 1U) << log;
+        EXPECT_EQ(count_of(log, "Reboot flag file is created\n"), 1U) << log;
+        EXPECT_EQ(count_of(log, "Reboot flag file already exists and orva start mode warm\n"), 1U) << log;
+    }
+};
+
+TEST_F(Chassis, Demo_ShowsEverythingAndLeavesItsRecords) {
+    const bool had_folder = std::filesystem::exists("/opt/keldv8");
+    const bool had_marker = std::filesystem::exists("/tmp/orva_agent_init_ok");
+    const auto result = run({"--boards", "2", "--seconds", "0"});
+    SCOPED_TRACE(result.output);
+    ASSERT_EQ(result.status, 0);
+    const Demo demo{result.output, run_dir()};
+    demo.expect_lines();
+    demo.expect_table();
+    demo.expect_diagnostic_records();
+    demo.expect_stages();
+    expect_nothing_left(2);
+    EXPECT_EQ(std::filesystem::exists("/opt/keldv8"), had_folder);
+    EXPECT_EQ(std::filesystem::exists("/tmp/orva_agent_init_ok"), had_marker);
+    if (std::filesystem::exists(run_dir() + "/slot01/private_mount_refused")) {
+        GTEST_SKIP() << "no private mounts: " << read_file(run_dir() + "/slot01/private_mount_refused");
+    }
+    EXPECT_NE(result.output.find(" s, nothing skipped\n"), std::string::npos);
+    demo.expect_fixed_paths_of_the_boards();
+    demo.expect_warm_start();
 }
 
 TEST_F(Chassis, Run_WorksWithOneBoardAndWithThirty) {
@@ -229,7 +298,7 @@ TEST_F(Chassis, Run_WorksWithOneBoardAndWithThirty) {
         std::filesystem::remove_all(run_dir());
         const auto result = run({"--seconds", "0", "--boards", std::to_string(boards)});
         EXPECT_EQ(result.status, 0) << result.output;
-        EXPECT_NE(result.output.find("boards online after 1 rounds: " + std::to_string(boards) + "\n"),
+        EXPECT_NE(result.output.find("boards online after the last rounds: " + std::to_string(boards) + "\n"),
                   std::string::npos)
             << result.output;
         expect_nothing_left(boards);
@@ -241,8 +310,8 @@ TEST_F(Chassis, Run_WithoutAFolderLeavesNoFile) {
     const std::string working = scratch_.file("cwd");
     std::filesystem::create_directories(temporary);
     std::filesystem::create_directories(working);
-    const auto result =
-        orva_test::run_program({kProgram, "--seconds", "0", "--boards", "2"}, {"TMPDIR=" + temporary}, working);
+    const auto result = orva_test::run_program({kProgram, "run", "--seconds", "0", "--boards", "2"},
+                                               {"TMPDIR=" + temporary}, working);
     EXPECT_EQ(result.status, 0) << result.output;
     EXPECT_TRUE(std::filesystem::is_empty(temporary));
     EXPECT_TRUE(std::filesystem::is_empty(working));
@@ -251,9 +320,13 @@ TEST_F(Chassis, Run_WithoutAFolderLeavesNoFile) {
 TEST_F(Chassis, Run_KeepsItsFolderWhenAskedOrWhenItFailed) {
     const std::string temporary = scratch_.file("tmp");
     std::filesystem::create_directories(temporary);
+    orva_test::write_file(scratch_.file("failing.toml"),
+                          "name = \"failing\"\ntext = \"fails\"\nboards = 1\n\n[[step]]\n"
+                          "title = \"one\"\n[[step.expect]]\nevent = \"sync\"\nby = 1\n");
     for (const std::vector<std::string> &more :
-         {std::vector<std::string>{"--keep"}, std::vector<std::string>{"--kill-agent", "1"}}) {
-        std::vector<std::string> line = {kProgram, "--seconds", "0", "--boards", "1"};
+         {std::vector<std::string>{"demo", "--seconds", "0", "--boards", "1", "--keep"},
+          std::vector<std::string>{scratch_.file("failing.toml")}}) {
+        std::vector<std::string> line = {kProgram, "run"};
         line.insert(line.end(), more.begin(), more.end());
         const auto result = orva_test::run_program(line, {"TMPDIR=" + temporary});
         EXPECT_FALSE(std::filesystem::is_empty(temporary)) << result.output;
@@ -261,17 +334,6 @@ TEST_F(Chassis, Run_KeepsItsFolderWhenAskedOrWhenItFailed) {
         std::filesystem::remove_all(temporary);
         std::filesystem::create_directories(temporary);
     }
-}
-
-TEST_F(Chassis, KilledAgent_IsShownAsLost) {
-    const auto result = run({"--boards", "3", "--seconds", "0", "--kill-agent", "2"});
-    EXPECT_EQ(result.status, 1) << result.output;
-    EXPECT_EQ(lines_that_begin(result.output, "      2  "), 1U) << result.output;
-    EXPECT_NE(result.output.find("      2  0x18004     -                          -  lost\n"), std::string::npos)
-        << result.output;
-    EXPECT_EQ(lines_that_begin(result.output, "      1  "), 7U) << result.output;
-    EXPECT_NE(result.output.find("3 boards, 1 lost"), std::string::npos) << result.output;
-    expect_nothing_left(3);
 }
 
 TEST_F(Chassis, KilledAgent_WhenSomeoneElseKillsItInTheMiddle) {
@@ -286,7 +348,8 @@ TEST_F(Chassis, KilledAgent_WhenSomeoneElseKillsItInTheMiddle) {
          }) {
         SCOPED_TRACE(moment.step);
         std::filesystem::remove_all(run_dir());
-        BackgroundRun chassis(scratch_.file("output"), arguments({"--boards", "2", "--seconds", "1"}));
+        BackgroundRun chassis(scratch_.file("output"),
+                              arguments({"--boards", "2", "--seconds", "1", "--no-restart"}));
         ASSERT_TRUE(chassis.shows(moment.step)) << chassis.output();
         const auto agents =
             processes_with(std::string("agent --slot ") + moment.slot + " --folder " + run_dir() + "/slot");
@@ -320,51 +383,14 @@ TEST_F(Chassis, KilledManager_LeavesNeitherAgentNorQueue) {
     expect_nothing_left(3);
 }
 
-TEST_F(Chassis, Backup_IsInStepAndNamesWhatItDoesNotStore) {
-    const auto result = run({"--boards", "1", "--seconds", "0"});
-    EXPECT_EQ(result.status, 0) << result.output;
-    for (const char *line : {
-             "[seen]   temperature record, 138 bytes, 24 members stored: in step\n",
-             "[seen]   voltage record, 128 bytes, 19 members stored: in step; not stored by design: extra1 extra2 "
-             "extra3\n",
-             "[seen]   FMEA record, 41 bytes, 5 members stored: in step\n",
-             "[seen]   power supply record, 26 bytes, 2 members stored: in step\n",
-             "[seen]   board record, 59 bytes, 4 members stored: in step\n",
-             "[seen]   power record, 31 bytes, 3 members stored: in step\n",
-             "[seen]   model control record, 182 bytes, 17 members stored: in step; not stored by design: "
-             "ctlByte14\n",
-             "[seen]   a block without its last byte is refused with 0xC0000005\n",
-         }) {
-        EXPECT_NE(result.output.find(line), std::string::npos) << line << result.output;
-    }
-}
-
-TEST_F(Chassis, SwitchOver_ReachesTheInterfaceManagersAndNotTheMachine) {
-    const bool had_folder = std::filesystem::exists("/opt/keldv8");
-    const auto result = run({"--boards", "2", "--seconds", "0"});
-    EXPECT_EQ(result.status, 0) << result.output;
-    EXPECT_EQ(std::filesystem::exists("/opt/keldv8"), had_folder);
-    if (result.output.find("[SKIPPED] the boards have no private mount") != std::string::npos) {
-        GTEST_SKIP() << "SKIPPED LOUDLY: " << read_file(run_dir() + "/slot01/private_mount_refused");
-    }
-    for (const char *slot : {"slot01", "slot02"}) {
-        const std::size_t starts = slot == std::string("slot02") ? 2 : 1; // the last board was restarted
-        const std::string folder = run_dir() + "/" + slot;
-        EXPECT_EQ(read_file(folder + "/private/opt/keldv8/tmp/mmb_ip"), "172.16.0.251\n");
-        const std::string log = read_file(folder + "/log/interface_manager.log");
-        EXPECT_EQ(count_of(log, " old=0.0.0.0 new=172.16.0.250\n"), starts) << log;
-        EXPECT_EQ(count_of(log, " old=172.16.0.250 new=172.16.0.251\n"), 1U) << log;
-    }
-}
-
 // In a user namespace that allows no further one, the kernel refuses the boards their mounts.
-TEST_F(Chassis, SwitchOver_IsSkippedLoudlyWhereTheKernelRefusesTheMounts) {
+TEST_F(Chassis, SwitchOver_IsSkippedWithTheReasonWhereTheKernelRefusesTheMounts) {
     const std::string command = "echo 0 > /proc/sys/user/max_mnt_namespaces && echo 0 > "
                                 "/proc/sys/user/max_user_namespaces && exec " +
-                                kProgram + " --boards 1 --seconds 0 --run-dir " + run_dir();
+                                kProgram + " run demo --boards 1 --seconds 0 --run-dir " + run_dir();
     const auto result = orva_test::run_program({"unshare", "--user", "--map-root-user", "sh", "-c", command});
     if (result.output.find("== power-on") == std::string::npos) {
-        GTEST_SKIP() << "SKIPPED LOUDLY: no user namespace with limits here: " << result.output;
+        GTEST_SKIP() << "no user namespace with limits here: " << result.output;
     }
     EXPECT_EQ(result.status, 0) << result.output;
     EXPECT_NE(
@@ -374,58 +400,69 @@ TEST_F(Chassis, SwitchOver_IsSkippedLoudlyWhereTheKernelRefusesTheMounts) {
         << result.output;
 }
 
-TEST_F(Chassis, Restart_IsAWarmStartInTheBoardsOwnFolders) {
-    const bool had_marker = std::filesystem::exists("/tmp/orva_agent_init_ok");
-    const auto result = run({"--boards", "2", "--seconds", "0"});
+// Each built-in scenario, run as a user runs it.
+class BuiltinScenario : public Chassis, public ::testing::WithParamInterface<const char *> {};
+
+TEST_P(BuiltinScenario, Run_MeetsItsExpectations) {
+    const auto result = orva_test::run_program({kProgram, "run", GetParam(), "--run-dir", run_dir()});
     EXPECT_EQ(result.status, 0) << result.output;
-    EXPECT_EQ(std::filesystem::exists("/tmp/orva_agent_init_ok"), had_marker);
-    if (std::filesystem::exists(run_dir() + "/slot02/private_mount_refused")) {
-        GTEST_SKIP() << "SKIPPED LOUDLY: " << read_file(run_dir() + "/slot02/private_mount_refused");
-    }
-    EXPECT_EQ(count_of(result.output, "normal, warm start\n"), 1U) << result.output;
-    EXPECT_EQ(read_file(run_dir() + "/slot02/private/tmp/orva_agent_init_ok"), "5\n");
-    const std::string log = read_file(run_dir() + "/slot02/log/process.log");
-    EXPECT_EQ(count_of(log, "Get reboot flag file fopen null\n"), 1U) << log;
-    EXPECT_EQ(count_of(log, "Reboot flag file is created\n"), 1U) << log;
-    EXPECT_EQ(count_of(log, "Reboot flag file already exists and orva start mode warm\n"), 1U) << log;
+    EXPECT_EQ(result.output.find("[FAILED]"), std::string::npos) << result.output;
+    EXPECT_NE(result.output.find("[ok]     boards that have registered: "), std::string::npos) << result.output;
+    expect_nothing_left(4);
 }
 
-TEST_F(Chassis, Service_RecordsLieInTheBoardsLogs) {
-    const auto result = run({"--boards", "1", "--seconds", "0"});
-    EXPECT_EQ(result.status, 0) << result.output;
-    const std::string log = read_file(run_dir() + "/slot01/log/diagnostic.log");
-    for (const char *chunk : {"log[0/300] = 00 01 ", "log[128/300] = 80 81 ", "log[256/300] = 00 01 "}) {
-        EXPECT_EQ(count_of(log, std::string("]PMBUS-BLACK-BOX[slot=1 fru=1]: ") + chunk), 1U) << chunk << log;
-    }
-    EXPECT_GE(
-        count_of(read_file(run_dir() + "/slot01/log/dead_loop.log"), "zebbase hook registration: kind=1 result=0\n"),
-        1U);
-    const std::string fan_log = run_dir() + "/slot01/private/opt/keldv8/tmp/CmuLogzip/fan.log";
-    if (std::filesystem::exists(run_dir() + "/slot01/private_mount_refused")) {
-        EXPECT_FALSE(std::filesystem::exists(fan_log));
-        GTEST_SKIP() << "SKIPPED LOUDLY: " << read_file(run_dir() + "/slot01/private_mount_refused");
-    }
-    EXPECT_EQ(read_file(fan_log), "fan 1 of slot 1: 4200 rpm\r\n 10 68 02 07 00 00 00 00 00 00 00 00 00 00 00 00\r\n "
-                                  "00\r\n ");
+INSTANTIATE_TEST_SUITE_P(Chassis, BuiltinScenario,
+                         ::testing::Values("example", "backup", "bad-packets", "exhausted", "flood", "killed",
+                                           "links", "lost-board", "overrides", "pulled", "sensors", "stopped"),
+                         [](const auto &scenario) {
+                             std::string name = scenario.param;
+                             for (char &character : name) {
+                                 character = character == '-' ? '_' : character;
+                             }
+                             return name;
+                         });
+
+TEST_F(Chassis, Scenarios_ListsEachWithItsNameFirst) {
+    const auto result = orva_test::run_program({kProgram, "scenarios"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(lines_that_begin(result.output, "demo "), 1U) << result.output;
+    EXPECT_EQ(result.output.rfind("demo ", 0), 0U) << result.output;
+    EXPECT_EQ(lines_that_begin(result.output, "lost-board "), 1U) << result.output;
 }
 
-TEST_F(Chassis, RequestRoad_IsTracedStageByStage) {
-    const auto result = run({"--boards", "1", "--seconds", "0"});
-    EXPECT_EQ(result.status, 0) << result.output;
-    for (const char *stage : {"queue read", "length check", "to host order", "header check", "making the answer",
-                              "to net order and send"}) {
-        const std::size_t at = result.output.find(std::string("\n   ") + stage + " ");
-        ASSERT_NE(at, std::string::npos) << stage << result.output;
-        std::istringstream numbers(result.output.substr(at + 4 + std::string(stage).size()));
-        unsigned long count = 0;
-        unsigned long least = 0;
-        unsigned long average = 0;
-        unsigned long most = 0;
-        numbers >> count >> least >> average >> most;
-        EXPECT_GT(count, 0U) << stage;
-        EXPECT_LE(least, average) << stage;
-        EXPECT_LE(average, most) << stage;
-    }
+TEST_F(Chassis, Example_IsAScenarioThatCheckTakes) {
+    const auto example = orva_test::run_program({kProgram, "example"});
+    EXPECT_EQ(example.status, 0);
+    orva_test::write_file(scratch_.file("mine.toml"), example.output);
+    const auto check = orva_test::run_program({kProgram, "check", scratch_.file("mine.toml")});
+    EXPECT_EQ(check.status, 0) << check.output;
+    EXPECT_EQ(check.output, scratch_.file("mine.toml") + ": 3 steps, 3 boards\n");
+}
+
+TEST_F(Chassis, Check_NamesTheMistakeAndExitsWithOne) {
+    orva_test::write_file(scratch_.file("mine.toml"), "name = \"n\"\ntext = \"t\"\nbords = 3\n");
+    const auto check = orva_test::run_program({kProgram, "check", scratch_.file("mine.toml")});
+    EXPECT_EQ(check.status, 1);
+    EXPECT_EQ(check.output,
+              scratch_.file("mine.toml") + ":3:1: bords: there is no such key; did you mean \"boards\"?\n");
+    EXPECT_EQ(orva_test::run_program({kProgram, "run", scratch_.file("mine.toml")}).status, 2);
+}
+
+TEST_F(Chassis, FailedExpectation_TellsWhatCameNearest) {
+    orva_test::write_file(
+        scratch_.file("failing.toml"),
+        "name = \"failing\"\ntext = \"fails\"\nboards = 1\n[[step]]\ntitle = \"one\"\n[[step.expect]]\n"
+        "event = \"board\"\nslot = 1\nwhere = { state = \"lost\" }\nby = 2\n");
+    const auto result =
+        orva_test::run_program({kProgram, "run", scratch_.file("failing.toml"), "--run-dir", run_dir()});
+    EXPECT_EQ(result.status, 1) << result.output;
+    EXPECT_NE(result.output.find("[FAILED] board slot=1, state = lost, at least 1 times within 2 s\n"),
+              std::string::npos)
+        << result.output;
+    EXPECT_NE(result.output.find(" board slot=1 state=online reason=it has registered "), std::string::npos)
+        << result.output;
+    EXPECT_NE(result.output.find("(not state = lost)"), std::string::npos) << result.output;
+    expect_nothing_left(1);
 }
 
 class RunningChassis : public Chassis {
@@ -443,8 +480,9 @@ protected:
     }
 
     orva_test::ProgramResult command(const std::vector<std::string> &words) const {
-        std::vector<std::string> line = {kProgram, "--run-dir", run_dir()};
+        std::vector<std::string> line = {kProgram};
         line.insert(line.end(), words.begin(), words.end());
+        line.insert(line.end(), {"--run-dir", run_dir()});
         return orva_test::run_program(line);
     }
 
@@ -550,12 +588,12 @@ TEST_F(Chassis, Command_FindsTheOneChassisThatRuns) {
     const std::string temporary = scratch_.file("tmp");
     std::filesystem::create_directories(temporary);
     ASSERT_EQ(setenv("TMPDIR", temporary.c_str(), 1), 0);
-    BackgroundRun chassis(scratch_.file("output"), {"--boards", "1", "--seconds", "60"});
+    BackgroundRun chassis(scratch_.file("output"), {"run", "--boards", "1", "--seconds", "60"});
     ASSERT_TRUE(chassis.shows("== rounds of requests")) << chassis.output();
     const auto one = orva_test::run_program({kProgram, "online", "list", "1"});
     EXPECT_EQ(one.status, 0) << one.output;
     EXPECT_EQ(one.output, "none\n");
-    BackgroundRun second(scratch_.file("output2"), {"--boards", "1", "--seconds", "60"});
+    BackgroundRun second(scratch_.file("output2"), {"run", "--boards", "1", "--seconds", "60"});
     ASSERT_TRUE(second.shows("== rounds of requests")) << second.output();
     const auto two = orva_test::run_program({kProgram, "online", "list", "1"});
     EXPECT_EQ(two.status, 1);
@@ -576,27 +614,28 @@ struct BadLine {
 TEST_F(Chassis, CommandLine_IsRefusedWithAMessageAndTwo) {
     orva_test::write_file(scratch_.file("file"), "");
     const std::vector<BadLine> lines = {
-        {"no boards", {"--boards", "0"}, "--boards"},
-        {"too many boards", {"--boards", "31"}, "--boards"},
-        {"a word for a number", {"--boards", "four"}, "--boards"},
-        {"a number missing", {"--boards"}, "--boards"},
-        {"a negative time", {"--seconds", "-1"}, "--seconds"},
-        {"an unknown option", {"--frobnicate"}, "--frobnicate"},
+        {"no boards", {"run", "--boards", "0"}, "--boards"},
+        {"too many boards", {"run", "--boards", "31"}, "--boards"},
+        {"a word for a number", {"run", "--boards", "four"}, "--boards"},
+        {"a number missing", {"run", "--boards"}, "--boards"},
+        {"a negative time", {"run", "--seconds", "-1"}, "--seconds"},
+        {"an unknown option", {"run", "--frobnicate"}, "--frobnicate"},
         {"an unknown command", {"frobnicate"}, "frobnicate"},
-        {"an agent that is not there", {"--boards", "2", "--kill-agent", "3"}, "no board in slot 3"},
+        {"no command", {}, "subcommand"},
+        {"a scenario that does not exist", {"run", "dmeo"}, "did you mean demo?"},
         {"a family without a command", {"stub"}, "subcommand"},
         {"a stub that does not exist", {"stub", "set", "1", "noSuchStub", "1"}, "there is no stub named noSuchStub"},
-        {"a stub value that is none", {"stub", "set", "1", "caseTemp", "1x"}, "1x is no number"},
+        {"a stub value that is none", {"stub", "set", "1", "caseTemp", "1x"}, "1x is not a number"},
         {"a stub without a value", {"stub", "set", "1", "caseTemp"}, "value"},
         {"a stub of no board", {"stub", "list", "31"}, "slot"},
-        {"a sensor that does not exist", {"sensor", "set", "1", "exhaust", "1"}, "exhaust"},
+        {"a fault that does not exist", {"fault", "start", "1", "stcuk"}, "did you mean stuck?"},
         {"a state that does not exist", {"online", "set", "1", "1", "2"}, "state"},
         {"a bus that does not exist", {"debug", "packet", "on", "1", "usb"}, "usb"},
-        {"a mask that is no number", {"debug", "log", "on", "1", "all"}, "all is no number"},
-        {"an option of a run", {"table", "--boards", "3"}, "--boards is no option of a command"},
-        {"a folder that is a file", {"--run-dir", scratch_.file("file")}, scratch_.file("file")},
-        {"a folder that is not empty", {"--run-dir", scratch_.path()}, "is not empty"},
-        {"a folder that cannot be made", {"--run-dir", "/proc/no/such"}, "/proc/no/such"},
+        {"a mask that is no number", {"debug", "log", "on", "1", "all"}, "all is not a number"},
+        {"an option of a run", {"table", "--boards", "3"}, "--boards"},
+        {"a folder that is a file", {"run", "--run-dir", scratch_.file("file")}, scratch_.file("file")},
+        {"a folder that is not empty", {"run", "--run-dir", scratch_.path()}, "is not empty"},
+        {"a folder that cannot be made", {"run", "--run-dir", "/proc/no/such"}, "/proc/no/such"},
     };
     for (const BadLine &line : lines) {
         SCOPED_TRACE(line.name);
@@ -604,13 +643,12 @@ TEST_F(Chassis, CommandLine_IsRefusedWithAMessageAndTwo) {
         arguments.insert(arguments.end(), line.arguments.begin(), line.arguments.end());
         const auto result = orva_test::run_program(arguments);
         EXPECT_EQ(result.status, 2) << result.output;
-        EXPECT_EQ(result.output.rfind("orva-chassis: ", 0), 0U) << result.output;
         EXPECT_NE(result.output.find(line.message), std::string::npos) << result.output;
     }
 }
 
 TEST_F(Chassis, CommandLine_HelpSucceeds) {
-    const auto result = orva_test::run_program({kProgram, "--help"});
+    const auto result = orva_test::run_program({kProgram, "run", "--help"});
     EXPECT_EQ(result.status, 0);
     EXPECT_NE(result.output.find("--boards"), std::string::npos) << result.output;
     EXPECT_EQ(result.output.find("agent --slot"), std::string::npos) << result.output;

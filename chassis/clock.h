@@ -1,0 +1,41 @@
+// The clock that everything in a chassis is timed by; nothing else asks the machine for the time. In virtual time the
+// host platform's stepped clock is in force, and every process of the chassis follows it.
+#ifndef CHASSIS_CLOCK_H
+#define CHASSIS_CLOCK_H
+
+#include <chrono>
+#include <cstdint>
+
+namespace chassis {
+
+using Duration = std::chrono::nanoseconds;
+using Time = std::chrono::nanoseconds; // since power-on
+
+class Clock {
+public:
+    enum class Mode { kReal, kVirtual };
+
+    // Power-on is now.
+    explicit Clock(Mode mode = Mode::kReal);
+    // Power-on was at this reading of the monotonic clock: for a process that joins a chassis.
+    explicit Clock(Duration power_on);
+
+    Time now() const;
+    Duration power_on() const {
+        return power_on_;
+    }
+    bool is_virtual() const {
+        return mode_ == Mode::kVirtual;
+    }
+
+private:
+    Mode mode_;
+    Duration power_on_;
+};
+
+std::int64_t whole_seconds(Time time);
+std::int64_t whole_milliseconds(Time time);
+
+} // namespace chassis
+
+#endif

@@ -1,0 +1,30 @@
+// The processes of a chassis: they never outlive the management process.
+#ifndef CHASSIS_MANAGER_PROCESSES_H
+#define CHASSIS_MANAGER_PROCESSES_H
+
+#include <chrono>
+#include <optional>
+#include <span>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace chassis {
+
+// This very program, which is the agent as well.
+inline constexpr const char *kOwnProgram = "/proc/self/exe";
+
+// Starts a program with these arguments. The process is told to stop when this one ends, however it ends.
+pid_t start_process(const std::string &program, const std::vector<std::string> &arguments);
+
+// The exit status of a child that has ended, 128 plus the number of the signal that ended it. It is then reaped and
+// must not be named again.
+std::optional<int> exit_status(pid_t child);
+
+// Tells the children to stop, kills those that do not within `patience`, and reaps them all. True when each stopped
+// because it was told to.
+bool stop_processes(std::span<const pid_t> children, std::chrono::milliseconds patience);
+
+} // namespace chassis
+
+#endif

@@ -1,0 +1,189 @@
+#include "run.h"
+
+#include "board/board_folder.h"
+#include "console.h"
+#include "control/control_socket.h"
+#include "events/json_lines.h"
+#include "manager/chassis.h"
+#include "miro_host_clock.h"
+#include "run_folder.h"
+#include "runtime.h"
+#include "scenario/player.h"
+#include "scenario/reader.h"
+#include "table.h"
+#include "text.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <sys/stat.h>
+
+namespace chassis {
+
+namespace {
+
+// Nobody reads what the run shows.
+struct OutputLost : std::runtime_error {
+    OutputLost() : std::runtime_error("standard output cannot be written") {}
+};
+
+Scenario chosen_scenario(const RunOptions &options) {
+    Scenario scenario = load_scenario(options.scenario);
+    if (options.boards) {
+        set_boards(scenario, *options.boards);
+    }
+    scenario.seed = options.seed.value_or(scenario.seed);
+    scenario.seconds = options.seconds.value_or(scenario.seconds);
+    scenario.restart = scenario.restart && !options.no_restart;
+    return scenario;
+}
+
+ChassisPlan plan_of(const Scenario &scenario, const RunOptions &options, const std::filesystem::path &folder) {
+    return {folder, scenario.boards, options.agent, scenario.seed, scenario.restart};
+}
+
+void note_begin(EventLog &log, const Scenario &scenario, const Clock &clock) {
+    log.add(EventKind::kRun, kNoBoard,
+            {text_field("scenario", scenario.name), number_field("seed", scenario.seed),
+             number_field("boards", scenario.boards.size()),
+             text_field("time", clock.is_virtual() ? "virtual" : "real")});
+}
+
+void note_end(Chassis &chassis, const Console &console, const Leftovers &left) {
+    chassis.log.add(EventKind::kStep, kNoBoard, {text_field("text", "power-off")});
+    chassis.log.add(
+        EventKind::kCheck, kNoBoard,
+        {text_field("text", "every process and every queue of the chassis is gone" +
+                                (left.none() ? std::string()
+                                             : ", left are " + std::to_string(left.processes) + " processes and " +
+                                                   std::to_string(left.queues) + " queues")),
+         flag_field("ok", left.none()), text_field("detail", "")});
+    chassis.log.add(EventKind::kEnd, kNoBoard,
+                    {number_field("checks", console.checks()), number_field("failed", console.failed()),
+                     number_field("skipped", console.skipped().size()),
+                     number_field("processes_left", left.processes), number_field("queues_left", left.queues)});
+}
+
+// The last line.
+void show_summary(Chassis &chassis, const Console &console) {
+    char seconds[32];
+    std::snprintf(seconds, sizeof seconds, "%.1f",
+                  static_cast<double>(whole_milliseconds(chassis.loop.now())) / 1000);
+    const std::size_t boards = chassis.boards.all().size();
+    std::cout << "orva-chassis: " << boards << (boards == 1 ? " board, " : " boards, ")
+              << chassis.boards.count(BoardState::kLost) << " lost, " << console.checks() - console.failed() << " of "
+              << console.checks() << " checks ok in " << seconds << " s, "
+              << (console.skipped().empty() ? "nothing skipped" : "skipped: " + joined(console.skipped(), ", "))
+              << std::endl;
+}
+
+int interrupted(const Interrupted &reason, Chassis &chassis) {
+    const Leftovers left = chassis.power_off();
+    std::cout << "orva-chassis: stopped by " << strsignal(reason.signal) << ", " << left.processes
+              << " processes and " << left.queues << " queues left" << std::endl;
+    return kSignalStatus + reason.signal;
+}
+
+// What only watches is made from the options, and subscribes.
+class Watchers {
+public:
+    Watchers(Chassis &chassis, const RunOptions &options) {
+        if (!options.events.empty()) {
+            events_ = std::make_unique<EventFile>(chassis.log, options.events);
+        }
+    }
+    void close() {
+        if (events_) {
+            events_->close();
+        }
+    }
+
+private:
+    std::unique_ptr<EventFile> events_;
+};
+
+int play(Chassis &chassis, const Scenario &scenario, const RunOptions &options) {
+    Console console(chassis.log, [&] { chassis.loop.post([] { throw OutputLost(); }); });
+    Watchers watchers(chassis, options);
+    const Control control(chassis);
+    try {
+        note_begin(chassis.log, scenario, chassis.loop.clock());
+        Player(chassis, scenario).play();
+        std::cout << "== the boards\n" << table_text(chassis.boards.all()) << std::flush;
+        note_end(chassis, console, chassis.power_off());
+        watchers.close();
+        show_summary(chassis, console);
+        if (!std::cout) {
+            throw OutputLost();
+        }
+        return console.failed() == 0 ? 0 : 1;
+    } catch (const Interrupted &reason) {
+        return interrupted(reason, chassis);
+    }
+}
+
+// Before other threads start.
+void start_virtual_time() {
+    if (MIRO_HostClockStart(nullptr) != MIRO_HOST_OK) {
+        throw std::runtime_error("--time virtual: this build cannot follow the stepped clock");
+    }
+}
+
+int manage(const RunOptions &options, const Scenario &scenario, const RunFolder &folder, const Descriptor &signals) {
+    const Clock clock(options.virtual_time ? Clock::Mode::kVirtual : Clock::Mode::kReal);
+    EventLog log(clock);
+    const auto own_folder = board_folder(folder.path(), kMainSlot);
+    const std::array<SlotType, 1> own = {{{kMainSlot, default_type(kMainSlot)}}};
+    make_board_folder(own_folder, own.front(), own);
+    load_optional_libraries();
+    start_runtime(own_folder, "manager");
+    Chassis chassis(plan_of(scenario, options, folder.path()), clock, log, signals);
+    return play(chassis, scenario, options);
+}
+
+int run_in(RunFolder &folder, const RunOptions &options, const Scenario &scenario, const Descriptor &signals) {
+    int status = 1;
+    try {
+        status = manage(options, scenario, folder, signals);
+        if (status == 1) {
+            folder.keep();
+        }
+    } catch (const std::exception &error) {
+        std::cerr << "orva-chassis: " << error.what() << '\n';
+    }
+    if (folder.kept()) {
+        std::cerr << "orva-chassis: descriptions and logs are in " << folder.path().string() << std::endl;
+    }
+    return status;
+}
+
+} // namespace
+
+int run_chassis(const RunOptions &options) {
+    umask(077);                    // what a run writes is its user's
+    std::signal(SIGPIPE, SIG_IGN); // a reader that goes away must not keep the chassis from cleaning up
+    try {
+        const Scenario scenario = chosen_scenario(options);
+        if (options.virtual_time) {
+            start_virtual_time();
+        }
+        const Descriptor signals = take_signals({SIGINT, SIGTERM, SIGHUP, SIGCHLD});
+        RunFolder folder(options.run_dir);
+        if (options.keep) {
+            folder.keep();
+        }
+        return run_in(folder, options, scenario, signals);
+    } catch (const ScenarioError &error) {
+        std::cerr << error.what() << '\n';
+        return kUsageStatus;
+    } catch (const std::exception &error) {
+        std::cerr << "orva-chassis: " << error.what() << '\n';
+        return kUsageStatus;
+    }
+}
+
+} // namespace chassis

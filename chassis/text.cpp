@@ -1,0 +1,72 @@
+#include "text.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <numeric>
+#include <sstream>
+
+namespace chassis {
+
+namespace {
+
+// Letters to insert, remove or change (Levenshtein).
+std::size_t distance(std::string_view from, std::string_view to) {
+    std::vector<std::size_t> row(to.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < from.size(); ++i) {
+        std::size_t diagonal = row[0];
+        row[0] = i + 1;
+        for (std::size_t j = 0; j < to.size(); ++j) {
+            const std::size_t changed = diagonal + (from[i] == to[j] ? 0U : 1U);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({row[j] + 1, row[j + 1] + 1, changed});
+        }
+    }
+    return row.back();
+}
+
+} // namespace
+
+std::string hex_text(std::uint32_t number, int digits) {
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "0x%0*X", digits, number);
+    return text.data();
+}
+
+std::string address_text(std::uint32_t address) {
+    return std::to_string(address >> 24) + "." + std::to_string(address >> 16 & 0xFF) + "." +
+           std::to_string(address >> 8 & 0xFF) + "." + std::to_string(address & 0xFF);
+}
+
+std::vector<std::string> words_of(std::string_view text) {
+    std::istringstream stream{std::string(text)};
+    std::vector<std::string> words;
+    for (std::string word; stream >> word;) {
+        words.push_back(word);
+    }
+    return words;
+}
+
+std::string joined(const std::vector<std::string> &words, const char *separator) {
+    std::string text;
+    for (const std::string &word : words) {
+        text += (text.empty() ? "" : separator) + word;
+    }
+    return text;
+}
+
+std::string nearest(std::string_view wrong, const std::vector<std::string> &names) {
+    std::string best;
+    std::size_t least = std::max<std::size_t>(2, wrong.size() / 2) + 1;
+    for (const std::string &name : names) {
+        const std::size_t here = distance(wrong, name);
+        if (here < least) {
+            least = here;
+            best = name;
+        }
+    }
+    return best;
+}
+
+} // namespace chassis
