@@ -5,18 +5,16 @@ import pathlib
 import re
 import sys
 
+import header_reader
+
 PHRASES = ("Thread-safe.", "Thread-safe for distinct objects.", "Thread-safe after start-up.", "Not thread-safe.")
 BEGIN, END = "<!-- made by docs/make_concurrency.py -->", "<!-- end -->"
-DECLARATION = re.compile(r"(?:/\*\*((?:(?!\*/).)*)\*/\s*)?(?:ORVA_PRINTF\(\d+\)\s*)?^ORVA_API\s[^;{}()]*?(\w+)\(", flags=re.M | re.S)
 
 
 def functions(text):
-    """(name, phrase) of every function; in a group the first docstring counts."""
-    docstring = ""
-    for comment, name in DECLARATION.findall(text):
-        docstring = comment or docstring
-        words = re.sub(r"\s+", " ", re.sub(r"^\s*\* ?", "", docstring, flags=re.M))
-        yield name, next(phrase for phrase in PHRASES if phrase in words)
+    """(name, phrase) of every function."""
+    for function in header_reader.functions(text):
+        yield function.name, next(phrase for phrase in PHRASES if phrase in " ".join(function.text))
 
 
 def listing(root):

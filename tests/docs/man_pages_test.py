@@ -1,0 +1,44 @@
+"""The manual pages: mandoc finds nothing to say, each function has an entry, and two runs give equal files."""
+import argparse
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+
+
+def make(root, folder):
+    subprocess.run([sys.executable, root / "docs" / "make_man.py", root, folder], check=True)
+    return sorted(pathlib.Path(folder).glob("man*/*"))
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--root", required=True)
+    root = pathlib.Path(parser.parse_args().root)
+    problems = []
+    with tempfile.TemporaryDirectory() as first, tempfile.TemporaryDirectory() as second:
+        pages = make(root, first)
+        for page, again in zip(pages, make(root, second), strict=True):
+            if page.read_bytes() != again.read_bytes():
+                problems.append(f"{page.name}: two runs differ")
+        text = "".join(page.read_text() for page in pages)
+        names = [name.strip() for name in (root / "abi" / "exports.txt").read_text().splitlines()]
+        problems += [f"{name} has no entry" for name in names
+                     if name and not name.startswith("g_") and f".It Fn {name}\n" not in text]
+        if shutil.which("mandoc") is None:
+            print("skipped: the check by mandoc, which is not installed")
+        else:
+            result = subprocess.run(["mandoc", "-T", "lint", *pages], text=True, capture_output=True)
+            own = {(page.stem, page.suffix[1:]) for page in pages}
+            for line in (result.stdout + result.stderr).splitlines():
+                # mandoc searches the machine's manuals for references; these are the pages beside it.
+                reference = re.search(r"referenced manual not found: Xr (\S+) (\S+)", line)
+                if reference is None or reference.groups() not in own:
+                    problems.append(line)
+    print("\n".join([*problems, f"{len(pages)} pages, {len(problems)} problems"]))
+    return 1 if problems or len(pages) < 15 else 0
+
+
+sys.exit(main())
