@@ -174,6 +174,8 @@ ORVA_API uint32_t ORVA_DRVADP_IsRzFrame(void);
 /**
  * Value of "Item=" in the own board's electronic label. Thread-safe for distinct objects.
  *
+ * A chassis type that cannot be read is recorded in the process log and counts as another frame.
+ *
  * @param[out] item    Receives ORVA_BOARD_ITEM_LEN bytes; its last byte is always set to 0.
  * @param[in]  itemLen Bytes at `item`. With fewer than ORVA_BOARD_ITEM_LEN nothing but that last byte is written, the
  *                     system log says so, and the result is ORVA_OK nevertheless.

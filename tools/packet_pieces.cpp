@@ -58,7 +58,7 @@ Bytes take_bytes(std::string_view &text) {
     return bytes;
 }
 
-// A piece whose "[0x" has been taken off `text`. The bytes stand behind the last colon that has bytes behind it, so
+// A piece whose "[0x" has been taken off `text`. The bytes are after the last colon that bytes follow, so
 // that a name may hold colons.
 std::optional<Piece> take_piece(std::string_view &text) {
     std::string_view rest = text;
@@ -70,10 +70,10 @@ std::optional<Piece> take_piece(std::string_view &text) {
     const std::string_view named = rest.substr(0, rest.find(kStart));
     for (std::size_t colon = named.rfind(':'); colon != std::string_view::npos && colon > 0;
          colon = named.rfind(':', colon - 1)) {
-        std::string_view behind = named.substr(colon + 1);
-        Bytes bytes = take_bytes(behind);
+        std::string_view after = named.substr(colon + 1);
+        Bytes bytes = take_bytes(after);
         if (!bytes.empty()) {
-            text.remove_prefix(static_cast<std::size_t>(behind.data() - text.data()));
+            text.remove_prefix(static_cast<std::size_t>(after.data() - text.data()));
             return Piece{*packet, *number, named.substr(0, colon), std::move(bytes)};
         }
     }

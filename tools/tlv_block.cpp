@@ -65,7 +65,7 @@ void check_item(TlvItem &item, std::size_t index, TlvBlock &block) {
     }
 }
 
-// Takes one item, whose header is inside `left`. False when the walk cannot go on behind it.
+// Takes one item, whose header is inside `left`. Returns false when the walk must stop.
 bool take_item(TlvBlock &block, View left, std::size_t at, const Record *record) {
     TlvItem item{at, ORVA_TLV_GetTag(left.data()), ORVA_TLV_GetLength(left.data()), {}, nullptr, nullptr, {}};
     const std::size_t index = block.items.size();
@@ -76,17 +76,17 @@ bool take_item(TlvBlock &block, View left, std::size_t at, const Record *record)
             item.row = &record->table[member - record->members.begin()];
         }
     }
-    const View behind = left.subspan(ORVA_TLV_ITEM_HEADER);
-    item.value = behind.first(std::min<std::size_t>(item.length, behind.size()));
+    const View after = left.subspan(ORVA_TLV_ITEM_HEADER);
+    item.value = after.first(std::min<std::size_t>(item.length, after.size()));
     if (item.length == 0) {
         block.faults.push_back(place(at) + item_name(item, index) + ": length 0, receivers stop here");
-    } else if (item.length > behind.size()) {
+    } else if (item.length > after.size()) {
         block.faults.push_back(place(at) + item_name(item, index) + ": " + count_of(item.length, "value byte") +
-                               " announced, " + std::to_string(behind.size()) + " left");
+                               " announced, " + std::to_string(after.size()) + " left");
     } else if (record != nullptr) {
         check_item(item, index, block);
     }
-    const bool whole = item.length != 0 && item.length <= behind.size();
+    const bool whole = item.length != 0 && item.length <= after.size();
     block.items.push_back(std::move(item));
     return whole;
 }

@@ -139,7 +139,7 @@ constexpr bool fields_are_sound(const std::array<Field, N> &fields, std::size_t 
 }
 
 // A count is a byte that is never converted, or the body's first word, converted in both directions: it is read in
-// host order, so before the words are converted to net order and after they were converted to host order.
+// host order, so before the words are converted to network byte order and after they were converted to host order.
 constexpr bool count_is_sound(const Message &message, const Array &array) {
     const Field count = count_field(message, array);
     const bool isByte = count.width == 1 && count.swapped == Swapped::kNever;
