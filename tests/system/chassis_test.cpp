@@ -30,13 +30,18 @@ constexpr std::chrono::seconds kPatience{60};
 // A run in the background; killed, should the test not wait for its end.
 class BackgroundRun {
 public:
-    BackgroundRun(const std::string &output, const std::vector<std::string> &arguments) : output_(output) {
+    BackgroundRun(const std::string &output, const std::vector<std::string> &arguments,
+                  const std::string &temporary = "")
+        : output_(output) {
         orva_test::write_file(output, ""); // of an earlier run
         process_ = fork();
         if (process_ == 0) {
             const int fd = open(output.c_str(), O_WRONLY);
             dup2(fd, STDOUT_FILENO);
             dup2(fd, STDERR_FILENO);
+            if (!temporary.empty()) {
+                setenv("TMPDIR", temporary.c_str(), 1);
+            }
             std::vector<char *> pointers = {const_cast<char *>(kProgram.c_str())};
             for (const std::string &argument : arguments) {
                 pointers.push_back(const_cast<char *>(argument.c_str()));
@@ -587,15 +592,17 @@ TEST_F(Chassis, Command_WithoutAChassisFails) {
 TEST_F(Chassis, Command_FindsTheOneChassisThatRuns) {
     const std::string temporary = scratch_.file("tmp");
     std::filesystem::create_directories(temporary);
-    ASSERT_EQ(setenv("TMPDIR", temporary.c_str(), 1), 0);
-    BackgroundRun chassis(scratch_.file("output"), {"run", "--boards", "1", "--seconds", "60"});
+    const auto list = [&] {
+        return orva_test::run_program({kProgram, "online", "list", "1"}, {"TMPDIR=" + temporary});
+    };
+    BackgroundRun chassis(scratch_.file("output"), {"run", "--boards", "1", "--seconds", "60"}, temporary);
     ASSERT_TRUE(chassis.shows("== rounds of requests")) << chassis.output();
-    const auto one = orva_test::run_program({kProgram, "online", "list", "1"});
+    const auto one = list();
     EXPECT_EQ(one.status, 0) << one.output;
     EXPECT_EQ(one.output, "none\n");
-    BackgroundRun second(scratch_.file("output2"), {"run", "--boards", "1", "--seconds", "60"});
+    BackgroundRun second(scratch_.file("output2"), {"run", "--boards", "1", "--seconds", "60"}, temporary);
     ASSERT_TRUE(second.shows("== rounds of requests")) << second.output();
-    const auto two = orva_test::run_program({kProgram, "online", "list", "1"});
+    const auto two = list();
     EXPECT_EQ(two.status, 1);
     EXPECT_EQ(two.output, "orva-chassis: several chassis run; name the folder of one with --run-dir\n");
     for (BackgroundRun *run : {&chassis, &second}) {
