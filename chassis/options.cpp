@@ -26,9 +26,6 @@ CLI::App *add_run_command(CLI::App &app, RunOptions &run, std::string &time) {
         ->check(CLI::Range(0U, 86400U));
     command->add_option("--time", time, "real or virtual")->check(CLI::IsMember({"real", "virtual"}));
     command->add_option("--events", run.events, "Write every event to this file, a JSON object a line");
-    command->add_option("--record", run.record, "Write a capture of all packets to this file");
-    command->add_option("--report", run.report, "Write a report to this file, HTML");
-    command->add_option("--web", run.web, "Serve a page until Ctrl-C (ADDRESS:PORT)")->expected(0, 1);
     command->add_option("--agent", run.agent, "Program that runs as the boards' agent")->check(CLI::ExistingFile);
     command->add_option("--run-dir", run.run_dir, "Folder of the run, absent or empty (default: a temporary one)");
     command->add_flag("--keep", run.keep, "Keep the temporary run folder");
