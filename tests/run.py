@@ -1,6 +1,8 @@
 """Runs the tests of a build folder and says little: one line a group, the skipped with their reasons, a closing line.
 What a failed test printed is printed whole.
-usage: run.py BUILD_FOLDER [CTEST_ARGUMENT...]"""
+usage: run.py [--left-out FILE [--no-exec]] BUILD_FOLDER [CTEST_ARGUMENT...]
+FILE names tests that this processor's emulator cannot run; --no-exec: nor can the kernel start its programs."""
+import argparse
 import collections
 import os
 import pathlib
@@ -64,13 +66,35 @@ def report(cases):
     print(f"{total['passed']} passed, {total['failed']} failed, {total['skipped']} skipped", flush=True)
 
 
+def left_out(file, no_exec):
+    """Rows of FILE that hold here: (regular expression, reason)."""
+    rows = []
+    for line in pathlib.Path(file).read_text().splitlines() if file else []:
+        if line.startswith("#") or not line.strip():
+            continue
+        pattern, reason_text = line.split(maxsplit=1)
+        if pattern.startswith("exec:"):
+            pattern = pattern.removeprefix("exec:") if no_exec else None
+        if pattern:
+            rows.append((pattern, reason_text))
+    return rows
+
+
 def main():
-    if len(sys.argv) < 2:
-        sys.exit(__doc__)
-    results = pathlib.Path(sys.argv[1]) / "test_results.xml"
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--left-out")
+    parser.add_argument("--no-exec", action="store_true")
+    parser.add_argument("build", type=pathlib.Path)
+    args, options = parser.parse_known_args()
+    rows = left_out(args.left_out, args.no_exec)
+    if rows:
+        options += ["-E", "|".join(pattern for pattern, _ in rows)]
+    results = args.build / "test_results.xml"
     results.unlink(missing_ok=True)
-    code = run(["ctest", "--test-dir", sys.argv[1], "-j", str(len(os.sched_getaffinity(0))), "--no-tests=error",
-                "--test-output-size-failed", "1000000", "--output-junit", str(results.resolve()), *sys.argv[2:]])
+    code = run(["ctest", "--test-dir", str(args.build), "-j", str(len(os.sched_getaffinity(0))), "--no-tests=error",
+                "--test-output-size-failed", "1000000", "--output-junit", str(results.resolve()), *options])
+    for pattern, reason_text in rows:
+        print(f"left out: {pattern}: {reason_text}")
     if results.exists():
         report(xml.etree.ElementTree.parse(results).getroot().findall("testcase"))
     return code
