@@ -94,6 +94,10 @@ private:
     DiagMutex mutex_;
 };
 
+// Makes the manager's mutex and marks usable in the child of a fork, and clears the mark of a thread that ends in a
+// look-up. Called when the manager is made; a second call does nothing.
+void diag_watch_forks_and_ends();
+
 } // namespace orva
 
 #endif

@@ -1,5 +1,5 @@
-// The diagnostic manager: its start, its nodes and items, and the decision whether a record is let through. Knows
-// nothing of what a record means, and nothing of the clock.
+// The diagnostic manager's nodes and items, and the decision whether a record is let through. Knows nothing of what a
+// record means, and nothing of the clock.
 //
 // The trees are the platform's. They are changed with the mutex held and read without it; docs/decisions-diag.md says
 // why that is safe.
@@ -43,10 +43,7 @@ constexpr std::uint32_t kItemLine = 81;
 constexpr std::uint32_t kDuplicateItemLine = 89;
 constexpr std::uint32_t kNodeLine = 111;
 constexpr std::uint32_t kFileNameLine = 120;
-constexpr std::uint32_t kWrapLine = 346;
-constexpr std::uint32_t kSizeLine = 347;
 
-constexpr std::uint32_t kThreadParam = 0x10000;
 constexpr std::uint32_t kLastZone = ORVA_DIAG_ZONES - 1;
 
 void count_failure(OrvaDiagMgr *manager, std::uint32_t line) {
@@ -280,6 +277,9 @@ Place look_up(OrvaDiagMgr &manager, std::uint32_t diagId, std::uint32_t keyId, c
     OrvaDiagNode *node = place == nullptr ? nullptr : *place;
     const std::uint32_t zone = manager.curZone;
     if (node == nullptr || relaxed_load(&node->itemCount) == 0) [[unlikely]] {
+        if (node == nullptr && is_reading()) {
+            return {nullptr, nullptr, zone}; // in a signal handler, where nothing is allocated
+        }
         const orva::CancelHold cancelHold;
         return {ORVA_DiagMgrGetNode(diagId, file, line), nullptr, zone};
     }
@@ -360,18 +360,12 @@ uint32_t ORVA_DiagMgrNeedRestrain(uint32_t diagId, uint32_t keyId, const char *f
     return 1;
 }
 
-// ---- Start
-
-namespace {
-
-std::size_t manager_size(std::uint32_t count) {
-    return sizeof(OrvaDiagMgr) + std::size_t{count} * sizeof(OrvaDiagNode *);
-}
-
 // ---- Fork
 //
 // The forking thread takes the mutex first, so that no tree is in change while the process is copied. The child
 // starts with the mutex made anew and without marks: the threads that held them are not in it.
+
+namespace {
 
 // What before_fork() did in the forking thread, for the two handlers after it.
 struct ForkState {
@@ -404,102 +398,12 @@ void after_fork_in_child() {
     pthread_setcancelstate(t_fork.cancelState, nullptr);
 }
 
-void watch_forks_and_ends() {
+} // namespace
+
+void orva::diag_watch_forks_and_ends() {
     static bool isWatching = false;
     if (!__atomic_exchange_n(&isWatching, true, __ATOMIC_RELAXED)) {
         g_hasEndKey = pthread_key_create(&g_endKey, clear_mark_at_end) == 0;
         pthread_atfork(before_fork, after_fork_in_parent, after_fork_in_child);
-    }
-}
-
-// ---- The manager's record
-
-// Makes the manager, switched off.
-std::uint32_t make_manager(std::uint32_t count, std::uint32_t baseDiagId, std::uint32_t noMemory,
-                           std::uint32_t noMutex) {
-    auto *manager = static_cast<OrvaDiagMgr *>(orva::partition_allocate(kArea, manager_size(count)));
-    if (manager == nullptr) {
-        return noMemory;
-    }
-    manager->nodeCount = count;
-    manager->baseDiagId = baseDiagId;
-    if (ORVA_CreatMutex(ORVA_DIAG_MUTEX_TAG, &manager->mutex) != ORVA_OK) {
-        orva::partition_free(kArea, manager);
-        return noMutex;
-    }
-    g_orvaDiagMgr = manager;
-    watch_forks_and_ends();
-    return ORVA_OK;
-}
-
-// The mutex leaves the table of synchronisation objects too: its memory is used for something else afterwards.
-void unmake_manager() {
-    OrvaDiagMgr *manager = g_orvaDiagMgr;
-    g_orvaDiagMgr = nullptr;
-    OrvaSemEntry *entry = ORVA_FindSemById(reinterpret_cast<std::uintptr_t>(manager->mutex));
-    if (entry != nullptr) {
-        *entry = {};
-    }
-    pthread_mutex_destroy(static_cast<pthread_mutex_t *>(manager->mutex));
-    orva::partition_free(kArea, manager->mutex);
-    orva::partition_free(kArea, manager);
-}
-
-void timer_task(void *) {
-    ORVA_DiagMgrTimerThread();
-}
-
-} // namespace
-
-uint32_t ORVA_DiagMgrInit(uint32_t count, uint32_t baseDiagId) {
-    if (g_orvaDiagMgr != nullptr) {
-        return ORVA_OK;
-    }
-    const bool single = ORVA_GetSingleProcess() != 0;
-    const std::uint32_t covered = single && count < ORVA_DIAG_MAX_NODES ? count : ORVA_DIAG_MAX_NODES;
-    const std::uint32_t result =
-        make_manager(covered, single ? baseDiagId : 0, ORVA_ERR_DIAG_MGR_MEMORY, ORVA_ERR_DIAG_MGR_MUTEX);
-    if (result != ORVA_OK) {
-        return result;
-    }
-    std::uint32_t taskId = 0;
-    if (ORVA_CreatThreadNew(timer_task, nullptr, "OrvaDiagThread", kThreadParam, &taskId) != 0) {
-        unmake_manager();
-        return ORVA_ERR_DIAG_MGR_THREAD;
-    }
-    ORVA_DiagMgrSwitchOn();
-    return ORVA_OK;
-}
-
-uint32_t ORVA_DiagInit(uint32_t count, uint32_t baseDiagId) {
-    if (g_orvaDiagMgr != nullptr) {
-        return ORVA_OK;
-    }
-    // Compat: callers' code. The test for a wrapped size is made in 32 bits, the next one in 64.
-    constexpr auto kHead = static_cast<std::uint32_t>(sizeof(OrvaDiagMgr));
-    if (count * static_cast<std::uint32_t>(sizeof(OrvaDiagNode *)) == UINT32_MAX - kHead + 1) {
-        orva::log_check_true_error(kWrapLine);
-        return ORVA_ERR_DIAG_INIT_WRAP;
-    }
-    if (manager_size(count) > ORVA_DIAG_MAX_SIZE) {
-        orva::log_check_true_error(kSizeLine);
-        return ORVA_ERR_DIAG_INIT_SIZE;
-    }
-    const std::uint32_t result = make_manager(count, baseDiagId, ORVA_ERR_DIAG_INIT_MEMORY, ORVA_ERR_DIAG_INIT_MUTEX);
-    if (result == ORVA_OK) {
-        ORVA_DiagMgrSwitchOn();
-    }
-    return result;
-}
-
-void ORVA_DiagMgrSwitchOn(void) {
-    if (g_orvaDiagMgr != nullptr) {
-        relaxed_store(&g_orvaDiagMgr->uiSwitch, 1);
-    }
-}
-
-void ORVA_DiagMgrSwitchOff(void) {
-    if (g_orvaDiagMgr != nullptr) {
-        relaxed_store(&g_orvaDiagMgr->uiSwitch, 0);
     }
 }

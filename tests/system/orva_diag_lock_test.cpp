@@ -245,8 +245,9 @@ TEST_F(DiagLock, Handler_OfAReadersThreadCountsKnownKeysAndLetsNewOnesThrough) {
     expect_failures(1, ORVA_DIAG_ERR_LINE_NO_ITEM);
     ask_with_handler(1, kOtherId, 77);
     expect_failures(2, ORVA_DIAG_ERR_LINE_NO_ITEM);
-    ask_with_handler(1, 9, 77); // an id without a node
-    expect_failures(3, ORVA_DIAG_ERR_LINE_NO_ITEM);
+    ask_with_handler(1, 9, 77); // an id without a node: none is allocated
+    expect_failures(3, ORVA_DIAG_ERR_LINE_NO_NODE);
+    EXPECT_EQ(node_of(9), nullptr);
     EXPECT_EQ(ask(kDiagId, 77), 0u);
     EXPECT_EQ(item_of(kDiagId, 77)->successNum, 1u);
     EXPECT_EQ(item_of(kDiagId, 1)->successNum, 5u);

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <semaphore.h>
 #include <thread>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -960,7 +961,7 @@ void hold_after_three_passes() {
         if (++g_passes == 3) {
             sem_post(&g_passDone);
             for (;;) {
-                std::this_thread::sleep_for(std::chrono::hours(1));
+                ::pause();
             }
         }
         return 0;
