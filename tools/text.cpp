@@ -72,7 +72,7 @@ std::string printable(std::string_view text) {
 }
 
 std::string json_text(const nlohmann::ordered_json &document) {
-    return document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    return document.dump(2, ' ', true, nlohmann::ordered_json::error_handler_t::replace);
 }
 
 void print_json(const nlohmann::ordered_json &document) {

@@ -33,7 +33,8 @@ std::string count_of(std::uint64_t count, const std::string &thing);
 // Text from outside that cannot steer a terminal: everything but printable ASCII as \xNN, a backslash doubled.
 std::string printable(std::string_view text);
 
-// A document as text without a line end. Bytes that are no UTF-8 are replaced.
+// A document as text without a line end, in printable ASCII: everything else is escaped. Bytes that are no UTF-8 are
+// replaced.
 std::string json_text(const nlohmann::ordered_json &document);
 
 void print_json(const nlohmann::ordered_json &document);
