@@ -3,8 +3,8 @@
 #include <span>
 
 #include "fuzz_input.h"
-#include "messages.h"
-#include "transport.h"
+#include "wire/messages.h"
+#include "wire/transport.h"
 
 namespace {
 
