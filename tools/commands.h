@@ -20,6 +20,10 @@ enum class Description { kText, kJson, kMarkdown, kSchema, kLua, kHeader };
 
 enum class Bus { kUdp, kIpmb };
 
+// Every code that the library names, ascending.
+std::vector<std::uint32_t> every_code();
+
+// A code without a name is null in JSON, and the status then is kFailed.
 int inspect_codes(const std::vector<std::uint32_t> &codes, bool json);
 
 // `record` null: tags without names.

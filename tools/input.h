@@ -18,9 +18,9 @@ enum class InputForm { kDetect, kHex, kBinary };
 // longer than `limit` bytes.
 std::optional<Bytes> read_input(const std::string &path, std::size_t limit);
 
-// The bytes that an input stands for. Hexadecimal text: pairs of digits, separated by blanks, line ends, commas or
-// colons or by nothing, each group with or without 0x. Detection takes as text what consists of such characters only.
-// Nothing, after a message, for a text that is none.
+// The bytes that an input stands for. What xxd and hexdump -C print is read as such. Other hexadecimal text: pairs of
+// digits, separated by blanks, line ends, commas or colons or by nothing, each group with or without 0x. Detection
+// takes as text what consists of such characters only. Nothing, after a message, for anything else.
 std::optional<Bytes> bytes_of(Bytes input, InputForm form);
 
 } // namespace inspect

@@ -3,6 +3,7 @@
 #include "commands.h"
 #include "text.h"
 
+#include <algorithm>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -85,12 +86,26 @@ void print(const Code &code) {
 
 } // namespace
 
+std::vector<std::uint32_t> every_code() {
+    std::vector<std::uint32_t> codes;
+    for (const CodeName &row : code_names()) {
+        codes.push_back(row.code);
+    }
+    std::ranges::sort(codes);
+    const auto repeated = std::ranges::unique(codes);
+    codes.erase(repeated.begin(), repeated.end());
+    return codes;
+}
+
 int inspect_codes(const std::vector<std::uint32_t> &codes, bool json) {
     Json document = Json::array();
+    int status = kDone;
     for (const std::uint32_t number : codes) {
         const Code code = take_apart(number);
+        const bool known = !code.names.empty();
+        status = known ? status : kFailed;
         if (json) {
-            document.push_back(json_of(code));
+            document.push_back(known ? json_of(code) : Json());
         } else {
             print(code);
         }
@@ -98,7 +113,7 @@ int inspect_codes(const std::vector<std::uint32_t> &codes, bool json) {
     if (json) {
         print_json(document);
     }
-    return kDone;
+    return status;
 }
 
 } // namespace inspect

@@ -4,11 +4,11 @@
 #include "tlv_block.h"
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
-#include <cstdlib>
-#include <exception>
 #include <functional>
 #include <iostream>
+#include <optional>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -17,6 +17,7 @@ using namespace inspect;
 struct Options {
     bool json = false;
     bool hex = false;
+    bool list = false;
     bool binary = false;
     std::string path = "-";
     std::string record;
@@ -30,7 +31,7 @@ CLI::Validator number_up_to(std::uint32_t limit) {
         const auto number = number_of(text);
         return number && *number <= limit
                    ? std::string()
-                   : printable(text) + " is no number from 0 to " + std::to_string(limit) + ", decimal or with 0x";
+                   : printable(text) + " is not a number from 0 to " + std::to_string(limit) + ", decimal or with 0x";
     };
     return CLI::Validator(check, "NUMBER");
 }
@@ -64,8 +65,7 @@ public:
         app_.set_version_flag("--version", ORVA_INSPECT_VERSION);
         app_.add_flag("--json", options_.json, "Write JSON");
         app_.require_subcommand(1);
-        add_numbers("code", "Result codes: site, reason and names", UINT32_MAX,
-                    [this] { return inspect_codes(numbers_of(options_), options_.json); });
+        add_code();
         add_tlv();
         add_packet();
         add_describe();
@@ -85,8 +85,11 @@ public:
         try {
             app_.parse(argc, argv);
         } catch (const CLI::ParseError &error) {
-            // Asked for help or the version: printed, 0. Everything else is a bad command line.
-            return app_.exit(named_unknown(error)) == 0 ? kDone : kUsage;
+            if (error.get_exit_code() == 0) {
+                return app_.exit(error); // help or the version
+            }
+            fail(unknown_command(error).value_or(error.what()) + "\nRun orva-inspect --help for more information.");
+            return kUsage;
         }
         const int status = command_();
         std::cout.flush();
@@ -94,13 +97,19 @@ public:
     }
 
 private:
-    // Says which word is no sub-command, where the parser would only say that one is required.
-    CLI::ParseError named_unknown(const CLI::ParseError &error) const {
+    // Names the word that is not a sub-command, where the parser only says that one is required.
+    std::optional<std::string> unknown_command(const CLI::ParseError &error) const {
         const std::vector<std::string> words = app_.remaining();
-        if (!app_.get_subcommands().empty() || words.empty() || error.get_exit_code() == 0) {
-            return error;
+        if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success) || words.empty() ||
+            !app_.get_subcommands().empty()) {
+            return std::nullopt;
         }
-        return CLI::ExtrasError("orva-inspect", {printable(words.front())});
+        std::vector<std::string> names;
+        for (const CLI::App *const command : app_.get_subcommands(nullptr)) {
+            names.push_back(command->get_name());
+        }
+        const std::string near = nearest(words.front(), names);
+        return printable(words.front()) + " is not a command" + (near.empty() ? "" : "; did you mean " + near + "?");
     }
 
     CLI::App *add(const std::string &name, const std::string &help, std::function<int()> command) {
@@ -108,6 +117,17 @@ private:
         added->fallthrough();
         added->callback([this, command = std::move(command)] { command_ = command; });
         return added;
+    }
+
+    void add_code() {
+        CLI::App *const code = add("code", "Result codes: site, reason and names", [this] {
+            return inspect_codes(options_.list ? every_code() : numbers_of(options_), options_.json);
+        });
+        CLI::Option *const numbers = code->add_option("NUMBER", options_.words, "Decimal, or hexadecimal with 0x")
+                                         ->check(number_up_to(UINT32_MAX));
+        CLI::Option *const list = code->add_flag("--list", options_.list, "Every code that the library names");
+        list->excludes(numbers);
+        code->require_option(1, 0);
     }
 
     void add_numbers(const std::string &name, const std::string &help, std::uint32_t limit,
@@ -175,17 +195,5 @@ private:
 } // namespace
 
 int main(int argc, char **argv) {
-    // A destructor of the JSON package asks for memory: without any the process ends there, in good order.
-    std::set_terminate([] {
-        std::fputs("orva-inspect: out of memory\n", stderr);
-        std::_Exit(kFailed);
-    });
-    try {
-        return CommandLine().run(argc, argv);
-    } catch (const std::exception &error) {
-        // Memory has run out, or a file cannot be read any further. The message is written without a stream, which
-        // may be what failed.
-        std::fprintf(stderr, "orva-inspect: %s\n", error.what());
-        return kFailed;
-    }
+    return CommandLine().run(argc, argv);
 }

@@ -1,9 +1,13 @@
 #include "text.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <iostream>
 #include <nlohmann/json.hpp>
+#include <numeric>
+#include <utility>
+#include <vector>
 
 namespace inspect {
 
@@ -71,8 +75,40 @@ std::string printable(std::string_view text) {
     return shown;
 }
 
+namespace {
+
+// Letters to insert, remove or replace (Levenshtein distance).
+std::size_t distance(std::string_view one, std::string_view other) {
+    std::vector<std::size_t> row(other.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < one.size(); ++i) {
+        std::size_t diagonal = std::exchange(row[0], i + 1);
+        for (std::size_t j = 0; j < other.size(); ++j) {
+            const std::size_t replaced = diagonal + (one[i] == other[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({replaced, row[j] + 1, diagonal + 1});
+        }
+    }
+    return row.back();
+}
+
+} // namespace
+
+std::string nearest(std::string_view word, std::span<const std::string> candidates) {
+    std::string found;
+    std::size_t least = std::max<std::size_t>(word.size(), 2) / 2 + 1;
+    for (const std::string &candidate : candidates) {
+        const std::size_t changes = distance(word, candidate);
+        if (changes < least) {
+            least = changes;
+            found = candidate;
+        }
+    }
+    return found;
+}
+
 std::string json_text(const nlohmann::ordered_json &document) {
-    return document.dump(2, ' ', true, nlohmann::ordered_json::error_handler_t::replace);
+    return document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
 void print_json(const nlohmann::ordered_json &document) {

@@ -33,8 +33,10 @@ std::string count_of(std::uint64_t count, const std::string &thing);
 // Text from outside that cannot steer a terminal: everything but printable ASCII as \xNN, a backslash doubled.
 std::string printable(std::string_view text);
 
-// A document as text without a line end, in printable ASCII: everything else is escaped. Bytes that are no UTF-8 are
-// replaced.
+// The candidate that the fewest changed letters make of the word; empty when half of its letters would change.
+std::string nearest(std::string_view word, std::span<const std::string> candidates);
+
+// A document as text without a line end. Bytes that are no UTF-8 are replaced.
 std::string json_text(const nlohmann::ordered_json &document);
 
 void print_json(const nlohmann::ordered_json &document);

@@ -29,9 +29,10 @@ bool holds_only(std::span<const std::uint8_t> bytes, std::uint8_t value) {
 }
 
 // A stored member has the sender's bytes as far as the receiver takes them; everything else is as it was.
-bool member_is_right(const Member &member, std::span<const std::uint8_t> sent,
+bool member_is_right(const SyncRecord &record, const Member &member, std::span<const std::uint8_t> sent,
                      std::span<const std::uint8_t> received) {
-    const std::size_t taken = member.taken(sent);
+    const std::size_t all = member.stored ? member.size : 0;
+    const std::size_t taken = member.stored && record.taken != nullptr ? record.taken(sent.data(), member) : all;
     const auto own = received.subspan(member.offset, member.size);
     return std::memcmp(own.data(), sent.data() + member.offset, taken) == 0 && holds_only(own.subspan(taken), kUnset);
 }
@@ -43,11 +44,11 @@ Comparison compare(const SyncRecord &record, std::span<const std::uint8_t> sent,
     std::string sent_only;
     for (const Member &member : record.members) {
         result.stored += member.stored ? 1U : 0U;
-        if (!member_is_right(member, sent, received)) {
+        if (!member_is_right(record, member, sent, received)) {
             ++result.differing;
-            wrong += " " + member.name;
+            wrong += std::string(" ") + member.name;
         } else if (!member.stored) {
-            sent_only += " " + member.name;
+            sent_only += std::string(" ") + member.name;
         }
     }
     result.text = wrong.empty() ? "in step" : "NOT in step:" + wrong;

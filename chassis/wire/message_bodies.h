@@ -3,7 +3,6 @@
 #define CHASSIS_WIRE_MESSAGE_BODIES_H
 
 #include "orva_simulate_comm.h"
-#include "orva_wire.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -58,7 +57,7 @@ struct Prefix {
     std::uint16_t sequence; // a reply repeats its request's
     std::uint8_t reserved[6];
 };
-static_assert(sizeof(Prefix) == kPrefixBytes && sizeof(Prefix) == sizeof(OrvaWirePrefix));
+static_assert(sizeof(Prefix) == kPrefixBytes);
 
 struct Header {
     std::uint32_t kind;
@@ -66,10 +65,7 @@ struct Header {
     std::uint32_t dest_slot;
     std::uint32_t word;
 };
-static_assert(sizeof(Header) == sizeof(OrvaWireHeader));
-static_assert(offsetof(Header, source_slot) == offsetof(OrvaWireHeader, src_slot));
-static_assert(offsetof(Header, dest_slot) == offsetof(OrvaWireHeader, dest_slot));
-static_assert(offsetof(Header, word) == offsetof(OrvaWireHeader, word_12));
+static_assert(sizeof(Header) == 16);
 
 struct RequestBody {
     Header header;
@@ -80,9 +76,7 @@ struct AddressBody {
     Header header;
     std::uint32_t address; // IPv4
 };
-static_assert(sizeof(AddressBody) == sizeof(OrvaWireAddrReg) && sizeof(AddressBody) == sizeof(OrvaWireAddrAck) &&
-              sizeof(AddressBody) == sizeof(OrvaWireSwitchOver));
-static_assert(offsetof(AddressBody, address) == offsetof(OrvaWireAddrReg, word_16));
+static_assert(sizeof(AddressBody) == 20);
 
 // Where a reading comes from. An overridden sensor has two readings: the override, and what the hardware says.
 enum class Source : std::uint8_t { kHardware, kStub, kSimulated, kBesideOverride };
@@ -94,7 +88,7 @@ struct Reading {
     Source source;
     std::uint8_t reserved;
 };
-static_assert(sizeof(Reading) == sizeof(OrvaWireTempInfoReadingsEntry));
+static_assert(sizeof(Reading) == 8);
 
 template <std::size_t kReadings>
 struct ReadingsBody {
@@ -106,9 +100,7 @@ struct ReadingsBody {
 };
 using TemperatureBody = ReadingsBody<68>;
 using VoltageBody = ReadingsBody<168>;
-static_assert(offsetof(TemperatureBody, count) == offsetof(OrvaWireTempInfo, count));
-static_assert(offsetof(TemperatureBody, readings) == offsetof(OrvaWireTempInfo, readings));
-static_assert(sizeof(TemperatureBody) == sizeof(OrvaWireTempInfo) && sizeof(VoltageBody) == sizeof(OrvaWireVltInfo));
+static_assert(offsetof(TemperatureBody, count) == 19 && offsetof(TemperatureBody, readings) == 24);
 static_assert(sizeof(VoltageBody) == kMaxBodyBytes);
 
 struct HeartBeatBody {
@@ -124,11 +116,8 @@ struct HeartBeatBody {
     std::uint32_t queue_refusals;
     std::uint32_t start_mode;
 };
-static_assert(offsetof(HeartBeatBody, refused) == offsetof(OrvaWireHeartBeat, word_28));
-static_assert(offsetof(HeartBeatBody, online) == offsetof(OrvaWireHeartBeat, reserved_32));
-static_assert(offsetof(HeartBeatBody, queue_refusals) == offsetof(OrvaWireHeartBeat, word_36));
-static_assert(offsetof(HeartBeatBody, start_mode) == offsetof(OrvaWireHeartBeat, word_40));
-static_assert(sizeof(HeartBeatBody) == sizeof(OrvaWireHeartBeat));
+static_assert(offsetof(HeartBeatBody, refused) == 28 && offsetof(HeartBeatBody, online) == 32);
+static_assert(sizeof(HeartBeatBody) == 44);
 
 struct StatisticsBody {
     Header header;
@@ -144,7 +133,7 @@ struct SimulateBody {
     std::uint32_t count;
     OrvaStubItem stubs[ORVA_SIMULATE_STUBS];
 };
-static_assert(sizeof(SimulateBody) == sizeof(OrvaWireSimulate));
+static_assert(sizeof(SimulateBody) == 1284);
 
 // header.word: 1 sets the sensor, 0 removes it.
 struct SetSensorBody {

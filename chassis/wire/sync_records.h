@@ -6,34 +6,31 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <span>
-#include <string>
 #include <vector>
 
 namespace chassis {
 
 struct Member {
-    std::string name; // with its structure's name when it is nested
+    const char *name;
     std::size_t offset;
     std::size_t size;
     bool stored; // false: sent, and left alone by the receiver, by design
-    // Of a list, where the number of bytes that count is in the record.
-    std::optional<std::size_t> count_at;
-
-    // How many bytes of the member the receiver takes from a record.
-    std::size_t taken(std::span<const std::uint8_t> record) const;
 };
 
 struct SyncRecord {
-    std::string key; // in commands
+    const char *key; // in commands
     const char *name;
     std::size_t size;
     const OrvaTlvDes *table;
     std::uint32_t rows;
     std::uint32_t (*encode)(const void *record, void *block);
     std::uint32_t (*decode)(const void *block, void *record);
-    std::vector<Member> members; // those that travel
+    // Makes a record's counts valid; null: it has none.
+    void (*finish)(void *record);
+    // How many bytes of the member the receiver takes; null: all of each.
+    std::size_t (*taken)(const void *record, const Member &member);
+    std::span<const Member> members; // those that travel
 };
 
 std::span<const SyncRecord> sync_records();

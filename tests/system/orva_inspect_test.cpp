@@ -131,18 +131,20 @@ TEST_F(Inspect, CommandLine_BadOnesSayWhyAndEndWith2) {
         const char *message;
     } cases[] = {
         {"nothing", {}, "A subcommand is required"},
-        {"an unknown command", {"frobnicate"}, "frobnicate"},
+        {"an unknown command", {"frobnicate"}, "orva-inspect: frobnicate is not a command\n"},
+        {"a misspelt command", {"pakcet"}, "orva-inspect: pakcet is not a command; did you mean packet?\n"},
         {"an unknown option", {"crc", "--fast", "x"}, "--fast"},
-        {"no code", {"code"}, "NUMBER is required"},
-        {"a code of letters", {"code", "D6005D"}, "D6005D is no number from 0 to 4294967295, decimal or with 0x"},
-        {"a code of 33 bits", {"code", "0x100000000"}, "0x100000000 is no number"},
-        {"a code with a tail", {"code", "12z"}, "12z is no number"},
-        {"an empty code", {"code", ""}, " is no number"},
-        {"a bare prefix", {"code", "0x"}, "0x is no number"},
-        {"a signed prefix", {"code", "0x-1"}, "0x-1 is no number"},
+        {"no code", {"code"}, "orva-inspect: "},
+        {"codes and the list", {"code", "--list", "1"}, "excludes"},
+        {"a code of letters", {"code", "D6005D"}, "D6005D is not a number from 0 to 4294967295, decimal or with 0x"},
+        {"a code of 33 bits", {"code", "0x100000000"}, "0x100000000 is not a number"},
+        {"a code with a tail", {"code", "12z"}, "12z is not a number"},
+        {"an empty code", {"code", ""}, " is not a number"},
+        {"a bare prefix", {"code", "0x"}, "0x is not a number"},
+        {"a signed prefix", {"code", "0x-1"}, "0x-1 is not a number"},
         {"no board type", {"port"}, "NUMBER is required"},
         {"no stub", {"stub"}, "NAME|NUMBER is required"},
-        {"a sensor type of 9 bits", {"sensor-type", "256"}, "256 is no number from 0 to 255"},
+        {"a sensor type of 9 bits", {"sensor-type", "256"}, "256 is not a number from 0 to 255"},
         {"no file to sum", {"crc"}, "FILE is required"},
         {"an unknown record",
          {"tlv", "--record", "fan", "-"},
@@ -155,6 +157,7 @@ TEST_F(Inspect, CommandLine_BadOnesSayWhyAndEndWith2) {
         const ProgramResult result = run(one.arguments);
         EXPECT_EQ(result.status, 2);
         EXPECT_NE(result.output.find(one.message), std::string::npos) << result.output;
+        EXPECT_TRUE(result.output.starts_with("orva-inspect: ")) << result.output;
     }
 }
 
@@ -211,6 +214,10 @@ std::vector<HeaderMacro> header_macros(const std::string &prefix,
     for (const auto &entry : std::filesystem::directory_iterator(std::string(ORVA_TEST_SOURCE_DIR) + "/include")) {
         std::istringstream lines(read_file(entry.path()));
         for (std::string line; std::getline(lines, line);) {
+            for (std::string more; line.ends_with('\\') && std::getline(lines, more);) {
+                line.back() = ' ';
+                line += more;
+            }
             std::smatch macro;
             if (!std::regex_search(line, macro, define)) {
                 continue;
@@ -258,9 +265,8 @@ TEST_F(Inspect, Code_EveryNamedCodeOfTheHeadersIsListed) {
 
 TEST_F(Inspect, Code_EveryReasonOfTheHeadersIsNamed) {
     for (const HeaderMacro &macro : header_macros("ORVA_REASON_", {})) {
-        const json codes = document({"code", std::to_string(0x10000 | macro.value)});
-        EXPECT_EQ(codes[0]["reasonName"], macro.name);
-        EXPECT_FALSE(codes[0]["reasonText"].get<std::string>().empty());
+        const ProgramResult result = run({"code", std::to_string(0x10000 | macro.value)});
+        EXPECT_NE(result.output.find(' ' + macro.name + ": "), std::string::npos) << result.output;
     }
 }
 
@@ -291,7 +297,7 @@ TEST_F(Inspect, Code_FunctionsNamedAreExportedAndDocumentTheCode) {
 }
 
 TEST_F(Inspect, Code_ShowsSiteReasonAndNames) {
-    expect_result(run({"code", "0xD6005D", "13959169", "0xFFFF1234", "22", "1", "0"}), 0,
+    expect_result(run({"code", "0xD6005D", "13959169", "0xFFFF1234", "22", "1", "0"}), 1,
                   "0x00d6005d  site 0xd6, reason 0x5d ORVA_REASON_ARGUMENT: invalid argument\n"
                   "  ORVA_ERR_QUEUE_WRITE_ARGUMENT (orva_comm.h), returned by ORVA_QueueWrite, ORVA_QueueSynWrite, "
                   "ORVA_QueueAsyWrite, ORVA_AGENT_WriteQueue\n"
@@ -307,7 +313,85 @@ TEST_F(Inspect, Code_ShowsSiteReasonAndNames) {
                   "  ORVA_OK (orva_types.h)\n");
 }
 
+TEST_F(Inspect, Code_WithoutANameIsNull) {
+    const ProgramResult result = run({"code", "--json", "0xFFFF1234", "1"});
+    EXPECT_EQ(result.status, 1);
+    const json codes = json::parse(result.output);
+    ASSERT_EQ(codes.size(), 2u);
+    EXPECT_TRUE(codes[0].is_null());
+    EXPECT_EQ(codes[1]["names"][0]["name"], "ORVA_FAILED");
+}
+
+TEST_F(Inspect, Code_ListHoldsEveryNamedCodeOnce) {
+    const json codes = document({"code", "--list"});
+    std::set<std::uint32_t> listed;
+    for (const json &code : codes) {
+        EXPECT_TRUE(listed.insert(code["code"].get<std::uint32_t>()).second) << code;
+        EXPECT_FALSE(code["names"].empty()) << code;
+    }
+    std::map<std::string, std::uint32_t> reasons;
+    for (const HeaderMacro &macro : header_macros("ORVA_REASON_", {})) {
+        reasons[macro.name] = macro.value;
+    }
+    for (const HeaderMacro &macro : header_macros("ORVA_ERR_", reasons)) {
+        EXPECT_EQ(listed.count(macro.value), 1u) << macro.name;
+    }
+}
+
 // ---- TLV blocks
+
+// What xxd and hexdump -C print of bytes; a row like the one before becomes a star in the latter.
+std::string as_dump(const std::string &bytes, bool bars) {
+    std::string text;
+    std::string last;
+    bool starred = false;
+    for (std::size_t at = 0; at < bytes.size(); at += 16) {
+        const std::string row = bytes.substr(at, 16);
+        if (bars && row == last) {
+            text += starred ? "" : "*\n";
+            starred = true;
+            continue;
+        }
+        starred = false;
+        last = row;
+        char offset[24];
+        std::snprintf(offset, sizeof offset, "%08zx", at);
+        std::string shown;
+        for (const char byte : row) {
+            shown += byte > ' ' && byte < 0x7F ? byte : '.';
+        }
+        text += offset + (bars ? "  " + as_hex(row, " ") + "  |" + shown + "|\n"
+                               : ": " + as_hex(row, " ") + "  " + shown + "\n");
+    }
+    char end[24];
+    std::snprintf(end, sizeof end, "%08zx\n", bytes.size());
+    return bars ? text + end : text;
+}
+
+TEST_F(Inspect, Tlv_DumpsAreReadAsTheirBytes) {
+    const std::string blocks[] = {board_block(), block({item(1, std::string(100, 'a')), item(2, "fe|20  ")})};
+    for (const std::string &bytes : blocks) {
+        const ProgramResult binary = run_on(bytes, {"tlv", "--binary"});
+        for (const bool bars : {false, true}) {
+            expect_result(run_on(as_dump(bytes, bars), {"tlv"}), binary.status, binary.output);
+            expect_result(run_on(as_dump(bytes, bars), {"tlv", "--hex"}), binary.status, binary.output);
+        }
+    }
+}
+
+TEST_F(Inspect, Tlv_DumpsThatAreNotWholeAreRefusedWithTheirLine) {
+    const std::string first = "00000000: 0000 0002  ....\n";
+    expect_result(run_on(first + "00000008: 00  .\n", {"tlv"}), 1,
+                  "orva-inspect: not a hexadecimal dump: line 2: offset 8 after 4 bytes\n");
+    expect_result(run_on(first + "hello\n", {"tlv"}), 1, "orva-inspect: not a hexadecimal dump: line 2: no offset\n");
+    expect_result(run_on(first + "*\n00000020: 00  .\n", {"tlv"}), 1,
+                  "orva-inspect: not a hexadecimal dump: line 3: the lines before it cannot be repeated up to this "
+                  "offset\n");
+    expect_result(run_on("00000000: 0000 000g  ....\n", {"tlv"}), 1,
+                  "orva-inspect: not hexadecimal text: no pair of digits at character 8\n");
+    expect_result(run_on(first + "*\n", {"tlv"}), 1,
+                  "orva-inspect: not a hexadecimal dump: line 2: a star at the end\n");
+}
 
 TEST_F(Inspect, Tlv_EveryFormOfOneBlockReadsTheSame) {
     const std::string bytes = board_block();
@@ -355,12 +439,12 @@ TEST_F(Inspect, Tlv_AnEmptyBlockIsAHeader) {
 
 TEST_F(Inspect, Tlv_TextThatIsNoHexSaysWhere) {
     expect_result(run_on("00 0g", {"tlv", "--hex"}), 1,
-                  "orva-inspect: no hexadecimal text: no pair of digits at character 4\n");
+                  "orva-inspect: not hexadecimal text: no pair of digits at character 4\n");
     expect_result(run_on("00 001", {"tlv"}), 1,
-                  "orva-inspect: no hexadecimal text: no pair of digits at character 6\n");
+                  "orva-inspect: not hexadecimal text: no pair of digits at character 6\n");
     expect_result(run_on("000x00", {"tlv"}), 1,
-                  "orva-inspect: no hexadecimal text: no pair of digits at character 3\n");
-    expect_result(run_on("0x", {"tlv"}), 1, "orva-inspect: no hexadecimal text: no pair of digits at character 1\n");
+                  "orva-inspect: not hexadecimal text: no pair of digits at character 3\n");
+    expect_result(run_on("0x", {"tlv"}), 1, "orva-inspect: not hexadecimal text: no pair of digits at character 1\n");
 }
 
 struct RecordCase {
@@ -576,7 +660,7 @@ TEST_F(Inspect, Packet_MissingPiecesAreSaidAndKeepTheOffsets) {
             [] {
                 std::string text;
                 for (std::size_t at = 0; at < 662; at += 16) {
-                    char offset[16];
+                    char offset[24];
                     std::snprintf(offset, sizeof offset, "  %06zx ", 662 + at);
                     text += offset + dump_bytes(at, std::min<std::size_t>(16, 662 - at)) + "\n";
                 }

@@ -17,8 +17,7 @@
 #ifndef TOML_ASSERT
 #define TOML_ASSERT(condition) static_cast<void>(0)
 #endif
-// Without them the parser ends the process when memory has run out.
-#define TOML_EXCEPTIONS 1
+#define TOML_EXCEPTIONS 0
 // The reader calls itself for each value inside a value, and a query may run on a small stack.
 #define TOML_MAX_NESTED_VALUES 8
 #include <toml++/toml.h>
@@ -354,12 +353,13 @@ std::optional<BoardDescription> parse_board(std::string_view text, const std::st
     if (!only_ascii(reading, text) || !only_short_keys(reading, text)) {
         return std::nullopt;
     }
-    try {
-        if (!read_description_tables(reading, toml::parse(text, name))) {
-            return std::nullopt;
-        }
-    } catch (const toml::parse_error &found) {
+    const toml::parse_result parsed = toml::parse(text, name);
+    if (!parsed) {
+        const toml::parse_error &found = parsed.error();
         reading.fault(found.source(), "", key_on_line(text, found.source().begin.line), found.description());
+        return std::nullopt;
+    }
+    if (!read_description_tables(reading, parsed.table())) {
         return std::nullopt;
     }
     return std::move(reading.board);
