@@ -125,7 +125,7 @@ private:
         std::uint32_t type = 0;
         ORVA_DRVADP_GetBoardType(&type);
         send(make_frame(kNetFnAgent, kCmdAddress, 0,
-                        AddressBody{{ORVA_AGENT_REQUEST, slot_, kMainSlot, type}, address}));
+                        OrvaWireAddrReg{{ORVA_AGENT_REQUEST, slot_, kMainSlot, type}, address}));
     }
 
     void handle_waiting() {

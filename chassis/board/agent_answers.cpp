@@ -7,8 +7,10 @@
 #include "orva_imlib.h"
 
 #include <array>
+#include <bit>
 #include <fstream>
 #include <iterator>
+#include <type_traits>
 
 namespace chassis {
 
@@ -17,12 +19,15 @@ namespace {
 // A request for more is a mistake: the summary comes after one hour.
 constexpr std::uint32_t kMaxAdvance = 2 * ORVA_DIAG_HOUR_SECONDS;
 
-Reading reading(const Sensor &sensor, std::int32_t value, Source source) {
-    return {value, sensor.number, static_cast<std::uint8_t>(judge(sensor, value)), source, 0};
+template <typename Entry>
+Entry reading(const Sensor &sensor, std::int32_t value, Source source) {
+    return std::bit_cast<Entry>(
+        Reading{value, sensor.number, static_cast<std::uint8_t>(judge(sensor, value)), source, 0});
 }
 
 template <typename Body>
 Frame readings(const Frame &request, BoardContext &board, SensorKind kind) {
+    using Entry = std::remove_extent_t<decltype(Body::readings)>;
     Body body{};
     body.header = reply_header(board, ORVA_OK);
     for (const Sensor &sensor : board.hardware.sensors) {
@@ -32,39 +37,39 @@ Frame readings(const Frame &request, BoardContext &board, SensorKind kind) {
         const std::int32_t hardware =
             read_sensor(sensor, board.fault(sensor), board.clock.now(), board.hardware.seed);
         if (const auto set = board.simulation.find(sensor, board.slot)) {
-            body.readings[body.count++] = reading(sensor, set->value, set->source);
-            body.readings[body.count++] = reading(sensor, hardware, Source::kBesideOverride);
+            body.readings[body.count++] = reading<Entry>(sensor, set->value, set->source);
+            body.readings[body.count++] = reading<Entry>(sensor, hardware, Source::kBesideOverride);
         } else {
-            body.readings[body.count++] = reading(sensor, hardware, Source::kHardware);
+            body.readings[body.count++] = reading<Entry>(sensor, hardware, Source::kHardware);
         }
     }
     return make_frame(kNetFnAgentReply, request.type->command, request.sequence(), body,
-                      offsetof(Body, readings) + body.count * sizeof(Reading));
+                      offsetof(Body, readings) + body.count * sizeof(Entry));
 }
 
 Frame temperatures(const Frame &request, BoardContext &board) {
-    return readings<TemperatureBody>(request, board, SensorKind::kTemperature);
+    return readings<OrvaWireTempInfo>(request, board, SensorKind::kTemperature);
 }
 
 Frame voltages(const Frame &request, BoardContext &board) {
-    return readings<VoltageBody>(request, board, SensorKind::kVoltage);
+    return readings<OrvaWireVltInfo>(request, board, SensorKind::kVoltage);
 }
 
 Frame heart_beat(const Frame &request, BoardContext &board) {
     const auto pair = board.simulation.online(board.slot);
-    HeartBeatBody body{};
-    body.header = reply_header(board, ORVA_OK);
-    body.beat = ++board.counters.beats;
-    body.uptime_seconds = board.uptime_seconds();
-    body.requests = board.counters.handled;
-    body.refused = board.counters.refused;
-    body.hardware_online = 1;
-    body.pair_set = pair ? 1 : 0;
-    body.online = pair.value_or(true) ? 1 : 0;
-    body.private_mount = board.private_mount ? 1 : 0;
-    body.queue_refusals = board.counters.queue_refusals;
-    body.start_mode = board.warm_start ? ORVA_START_WARM : ORVA_START_COLD;
-    return make_frame(kNetFnAgentReply, kCmdHeartBeat, request.sequence(), body);
+    HeartBeat beat{};
+    beat.beat = ++board.counters.beats;
+    beat.uptime_seconds = board.uptime_seconds();
+    beat.requests = board.counters.handled;
+    beat.refused = board.counters.refused;
+    beat.hardware_online = true;
+    beat.pair_set = pair.has_value();
+    beat.online = pair.value_or(true);
+    beat.private_mount = board.private_mount;
+    beat.queue_refusals = board.counters.queue_refusals;
+    beat.start_mode = board.warm_start ? ORVA_START_WARM : ORVA_START_COLD;
+    return make_frame(kNetFnAgentReply, kCmdHeartBeat, request.sequence(),
+                      heart_beat_body(reply_header(board, ORVA_OK), beat));
 }
 
 // The interface manager hears of it from the library, which reads the file again and again.
@@ -73,12 +78,12 @@ Frame switch_over(const Frame &request, BoardContext &board) {
         return make_result(board, request.sequence(), kRefusedNoPrivateMount);
     }
     std::ofstream file(ORVA_ACT_MPU_FILE);
-    file << address_text(request.body<AddressBody>().address) << '\n';
+    file << address_text(request.body<OrvaWireSwitchOver>().word_16) << '\n';
     return make_result(board, request.sequence(), file.flush() ? ORVA_OK : kRefusedFile);
 }
 
 Frame clock_advance(const Frame &request, BoardContext &board) {
-    const std::uint32_t seconds = request.header().word;
+    const std::uint32_t seconds = request.header().word_12;
     if (seconds > kMaxAdvance) {
         return make_result(board, request.sequence(), kRefusedArgument);
     }
@@ -111,12 +116,12 @@ std::span<const Answer> board_answers() {
     return kAnswers;
 }
 
-Header reply_header(const BoardContext &board, std::uint32_t word) {
+OrvaWireHeader reply_header(const BoardContext &board, std::uint32_t word) {
     return {ORVA_AGENT_REPLY, board.slot, kMainSlot, word};
 }
 
 Frame make_result(const BoardContext &board, std::uint16_t sequence, std::uint32_t code) {
-    return make_frame(kNetFnAgentReply, kCmdResult, sequence, RequestBody{reply_header(board, code)});
+    return make_frame(kNetFnAgentReply, kCmdResult, sequence, OrvaWireReq{reply_header(board, code)});
 }
 
 Frame answer(const Frame &request, BoardContext &board) {

@@ -61,7 +61,7 @@ std::span<const Answer> service_answers();
 std::span<const Answer> fault_answers();
 std::span<const Answer> backup_answers();
 
-Header reply_header(const BoardContext &board, std::uint32_t word);
+OrvaWireHeader reply_header(const BoardContext &board, std::uint32_t word);
 
 // The reply that carries a code only.
 Frame make_result(const BoardContext &board, std::uint16_t sequence, std::uint32_t code);

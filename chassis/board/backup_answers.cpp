@@ -31,9 +31,8 @@ bool holds_only(std::span<const std::uint8_t> bytes, std::uint8_t value) {
 // A stored member has the sender's bytes as far as the receiver takes them; everything else is as it was.
 bool member_is_right(const SyncRecord &record, const Member &member, std::span<const std::uint8_t> sent,
                      std::span<const std::uint8_t> received) {
-    const std::size_t all = member.stored ? member.size : 0;
-    const std::size_t taken = member.stored && record.taken != nullptr ? record.taken(sent.data(), member) : all;
-    const auto own = received.subspan(member.offset, member.size);
+    const std::size_t taken = taken_bytes(record, member, sent);
+    const auto own = received.subspan(member.offset, member.bytes);
     return std::memcmp(own.data(), sent.data() + member.offset, taken) == 0 && holds_only(own.subspan(taken), kUnset);
 }
 
@@ -43,11 +42,12 @@ Comparison compare(const SyncRecord &record, std::span<const std::uint8_t> sent,
     std::string wrong;
     std::string sent_only;
     for (const Member &member : record.members) {
-        result.stored += member.stored ? 1U : 0U;
+        const bool stored = member.kept != orva::wire::Kept::kSent;
+        result.stored += stored ? 1U : 0U;
         if (!member_is_right(record, member, sent, received)) {
             ++result.differing;
             wrong += std::string(" ") + member.name;
-        } else if (!member.stored) {
+        } else if (!stored) {
             sent_only += std::string(" ") + member.name;
         }
     }
@@ -60,15 +60,17 @@ Comparison compare(const SyncRecord &record, std::span<const std::uint8_t> sent,
 Frame sync(const Frame &request, BoardContext &board) {
     const auto body = request.body<SyncBody>();
     const auto records = sync_records();
-    if (body.header.word >= records.size() || body.length > sizeof body.block) {
+    if (body.header.word_12 >= records.size() || body.length > sizeof body.block) {
         return make_result(board, request.sequence(), kRefusedArgument);
     }
-    const SyncRecord &record = records[body.header.word];
-    if (orva_tlv_block_is_whole(body.block, body.length, record.table, record.rows) == 0) {
+    const SyncRecord &record = records[body.header.word_12];
+    const Record &row = *record.row;
+    if (orva_tlv_block_is_whole(body.block, body.length, row.table, static_cast<std::uint32_t>(row.members.size())) ==
+        0) {
         return make_result(board, request.sequence(), kRefusedBlock);
     }
-    std::vector<std::uint8_t> received(record.size, kUnset);
-    const bool decoded = record.decode(body.block, received.data()) == ORVA_OK;
+    std::vector<std::uint8_t> received(row.size, kUnset);
+    const bool decoded = row.decode(body.block, received.data()) == ORVA_OK;
     const Comparison result = compare(record, make_record(record, body.seed), received);
     SyncReportBody report{};
     report.header = reply_header(board, decoded && result.differing == 0 ? ORVA_OK : ORVA_FAILED);

@@ -29,7 +29,7 @@ Frame black_box(const Frame &request, BoardContext &board) {
     for (std::size_t i = 0; i < box.size(); ++i) {
         box[i] = static_cast<std::uint8_t>(i);
     }
-    ORVA_PmbusBBoxHexToStringAndDlog(board.slot, request.header().word, box.data(), box.size(), box.size());
+    ORVA_PmbusBBoxHexToStringAndDlog(board.slot, request.header().word_12, box.data(), box.size(), box.size());
     return make_result(board, request.sequence(), ORVA_OK);
 }
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <iterator>
 
 namespace chassis {
@@ -46,19 +47,21 @@ Simulation::~Simulation() {
     ORVA_simulateSetRootForAgent(nullptr);
 }
 
-void Simulation::set_stubs(const SimulateBody &list) {
-    root_.stubCount = std::min(list.count, ORVA_SIMULATE_STUBS);
-    std::ranges::copy(list.stubs, root_.stubs);
+void Simulation::set_stubs(const OrvaWireSimulate &list) {
+    root_.stubCount = std::min(std::uint32_t{list.count}, ORVA_SIMULATE_STUBS);
+    std::ranges::transform(list.stubs, root_.stubs,
+                           [](const auto &entry) { return std::bit_cast<OrvaStubItem>(entry); });
     for (OrvaStubItem &stub : root_.stubs) {
         stub.stubName[ORVA_SIMULATE_STUB_NAME - 1] = '\0';
     }
     ORVA_SimulatePrintLocal(&root_);
 }
 
-SimulateBody Simulation::stubs() const {
-    SimulateBody list{};
+OrvaWireSimulate Simulation::stubs() const {
+    OrvaWireSimulate list{};
     list.count = root_.stubCount;
-    std::ranges::copy(root_.stubs, list.stubs);
+    std::ranges::transform(root_.stubs, list.stubs,
+                           [](const OrvaStubItem &stub) { return std::bit_cast<OrvaWireSimulateStubsEntry>(stub); });
     return list;
 }
 

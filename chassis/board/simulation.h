@@ -25,8 +25,8 @@ public:
     Simulation(const Simulation &) = delete;
     Simulation &operator=(const Simulation &) = delete;
 
-    void set_stubs(const SimulateBody &list);
-    SimulateBody stubs() const;
+    void set_stubs(const OrvaWireSimulate &list);
+    OrvaWireSimulate stubs() const;
 
     void set_sensor(const OrvaSimulateSensorReq &request, std::int32_t value);
     // False when there is none.

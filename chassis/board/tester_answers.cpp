@@ -11,7 +11,7 @@ namespace chassis {
 namespace {
 
 Frame set_stubs(const Frame &request, BoardContext &board) {
-    board.simulation.set_stubs(request.body<SimulateBody>());
+    board.simulation.set_stubs(request.body<OrvaWireSimulate>());
     return make_result(board, request.sequence(), ORVA_OK);
 }
 
@@ -21,7 +21,7 @@ Frame list_stubs(const Frame &request, BoardContext &board) {
 
 Frame set_sensor(const Frame &request, BoardContext &board) {
     const auto body = request.body<SetSensorBody>();
-    if (body.header.word == 0) {
+    if (body.header.word_12 == 0) {
         const bool removed = board.simulation.remove_sensor(body.request);
         return make_result(board, request.sequence(), removed ? ORVA_OK : ORVA_ERR_SIMULATE_NO_SENSOR);
     }

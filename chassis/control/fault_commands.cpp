@@ -78,13 +78,13 @@ std::string restart(Chassis &chassis, const Words &words) {
 
 struct WrongPacket {
     const char *name;
-    void (*spoil)(Header &header);
+    void (*spoil)(OrvaWireHeader &header);
 };
 
 constexpr std::array kWrongPackets = {
-    WrongPacket{"wrong-destination", [](Header &header) { ++header.dest_slot; }},
-    WrongPacket{"reply-flag", [](Header &header) { header.kind = ORVA_AGENT_REPLY; }},
-    WrongPacket{"wrong-source", [](Header &header) { header.source_slot = kStrangeSlot; }},
+    WrongPacket{"wrong-destination", [](OrvaWireHeader &header) { ++header.dest_slot; }},
+    WrongPacket{"reply-flag", [](OrvaWireHeader &header) { header.req_or_reply = ORVA_AGENT_REPLY; }},
+    WrongPacket{"wrong-source", [](OrvaWireHeader &header) { header.src_slot = kStrangeSlot; }},
 };
 constexpr std::array kPackets = {"wrong-destination", "reply-flag", "wrong-source", "long", "short", "sound"};
 
@@ -92,14 +92,14 @@ Frame packet_of(Chassis &chassis, Board &board, const std::string &kind) {
     Frame frame = chassis.links.request_frame(board, kNetFnAgent, kCmdTemperature);
     const auto wrong = std::ranges::find_if(kWrongPackets, [&](const WrongPacket &row) { return kind == row.name; });
     if (wrong != kWrongPackets.end()) {
-        auto body = frame.body<RequestBody>();
+        auto body = frame.body<OrvaWireReq>();
         wrong->spoil(body.header);
         return make_frame(kNetFnAgent, kCmdTemperature, frame.sequence(), body);
     }
     if (kind == "long") {
         frame.length += kExtraBytes;
     } else if (kind == "short") {
-        frame.length = kPrefixBytes + sizeof(Header) - sizeof(std::uint32_t);
+        frame.length = kPrefixBytes + sizeof(OrvaWireHeader) - sizeof(std::uint32_t);
     }
     return frame;
 }

@@ -24,11 +24,11 @@ static_assert(kStageNames.size() == kStages);
 SyncBody encoded(const SyncRecord &record, std::uint32_t number, std::uint32_t seed) {
     SyncBody body{};
     const auto bytes = make_record(record, seed);
-    const std::uint32_t length = ORVA_TLV_CalcTlvBufSize(record.table, record.rows);
-    if (length > sizeof body.block || record.encode(bytes.data(), body.block) != length) {
-        throw std::runtime_error(std::string("the block of the record ") + record.name);
+    const std::uint32_t length = record.row->length;
+    if (length > sizeof body.block || record.row->encode(bytes.data(), body.block) != length) {
+        throw std::runtime_error(std::string("the block of the record ") + record.row->title);
     }
-    body.header.word = number;
+    body.header.word_12 = number;
     body.seed = seed;
     body.length = length;
     return body;
@@ -40,11 +40,13 @@ void note_sync(Chassis &chassis, const SyncRecord &record, std::uint32_t length,
     if (compared) {
         answer = reply->body<SyncReportBody>();
     }
-    const auto members = static_cast<std::uint32_t>(std::ranges::count(record.members, true, &Member::stored));
+    const auto stored =
+        record.members.size() -
+        static_cast<std::size_t>(std::ranges::count(record.members, orva::wire::Kept::kSent, &Member::kept));
     const bool in_step =
-        compared && answer.header.word == ORVA_OK && answer.compared == members && answer.differing == 0;
+        compared && answer.header.word_12 == ORVA_OK && answer.compared == stored && answer.differing == 0;
     chassis.log.add(EventKind::kSync, static_cast<std::int32_t>(kMainSlot),
-                    {text_field("record", record.name), number_field("bytes", length),
+                    {text_field("record", record.row->title), number_field("bytes", length),
                      number_field("stored", answer.compared), number_field("differing", answer.differing),
                      flag_field("in_step", in_step), number_field("code", reply ? result_code(&*reply) : ORVA_FAILED),
                      text_field("text", {answer.text, strnlen(answer.text, sizeof answer.text)})});
@@ -65,7 +67,7 @@ std::string sync_block(Chassis &chassis, const Words &words, bool truncated) {
     std::uint32_t done = 0;
     const auto records = sync_records();
     for (std::uint32_t i = 0; i < records.size(); ++i) {
-        const bool wanted = words.empty() || words[0] == records[i].key;
+        const bool wanted = words.empty() || words[0] == records[i].row->key;
         done += wanted && synchronise(chassis, i, truncated) ? 1U : 0U;
     }
     if (done == 0) {
@@ -85,8 +87,8 @@ std::string sync_truncated(Chassis &chassis, const Words &words) {
 
 std::string switch_over(Chassis &chassis, const Words &words) {
     const std::uint32_t octet = word_or(words, 0, kOtherMainBoard);
-    AddressBody body{};
-    body.address = ORVA_GetAddressFromSlot(kMainSlot, static_cast<std::uint8_t>(octet));
+    OrvaWireSwitchOver body{};
+    body.word_16 = ORVA_GetAddressFromSlot(kMainSlot, static_cast<std::uint8_t>(octet));
     std::uint32_t done = 0;
     for (Board &board : chassis.boards.all()) {
         if (board.state == BoardState::kOnline) {
@@ -94,7 +96,7 @@ std::string switch_over(Chassis &chassis, const Words &words) {
             done += is_done(chassis.links.ask_and_wait(board, frame)) ? 1U : 0U;
         }
     }
-    return "boards that go to " + address_text(body.address) + ": " + std::to_string(done) + "\n";
+    return "boards that go to " + address_text(body.word_16) + ": " + std::to_string(done) + "\n";
 }
 
 std::string tell(Chassis &chassis, const Words &words, std::uint16_t command, std::uint32_t word) {
@@ -155,7 +157,11 @@ std::string round(Chassis &chassis, const Words &) {
     return "boards online: " + std::to_string(chassis.boards.count(BoardState::kOnline)) + "\n";
 }
 
-constexpr std::array kRecords = {"temperature", "voltage", "fmea", "power-supply", "board", "power", "model-control"};
+constexpr auto kRecords = [] {
+    std::array<const char *, kSyncRecords> keys{};
+    std::ranges::transform(kSyncRecordRows, keys.begin(), [](const Record *row) { return row->key; });
+    return keys;
+}();
 constexpr Argument kRecord = {"record", "Name of the record; all without it", ArgumentType::kChoice, false, kRecords};
 constexpr std::array kSync = {kRecord};
 constexpr std::array kSwitchOver = {

@@ -14,24 +14,26 @@ namespace chassis {
 
 namespace {
 
-std::string stub_line(const OrvaStubItem &stub) {
-    return "stub " + std::string(stub.stubName) + " (type " + std::to_string(stub.stubType) +
-           ") = " + std::to_string(stub.stubValue) + "\n";
+using Stub = OrvaWireSimulateStubsEntry;
+
+std::string stub_line(const Stub &stub) {
+    return "stub " + std::string(stub.name) + " (type " + std::to_string(stub.type) +
+           ") = " + std::to_string(static_cast<std::int32_t>(stub.value)) + "\n";
 }
 
-std::span<OrvaStubItem> used(SimulateBody &list) {
-    return std::span<OrvaStubItem>(list.stubs).first(std::min(list.count, ORVA_SIMULATE_STUBS));
+std::span<Stub> used(OrvaWireSimulate &list) {
+    return std::span<Stub>(list.stubs).first(std::min(std::uint32_t{list.count}, ORVA_SIMULATE_STUBS));
 }
 
-void put_stub(SimulateBody &list, const std::string &name, std::int32_t value) {
-    OrvaStubItem item{};
-    if (ORVA_STUB_GetStubType(name.c_str(), &item.stubType) == 0 || name.size() >= ORVA_SIMULATE_STUB_NAME) {
+void put_stub(OrvaWireSimulate &list, const std::string &name, std::int32_t value) {
+    std::uint32_t type = 0;
+    if (ORVA_STUB_GetStubType(name.c_str(), &type) == 0 || name.size() >= ORVA_SIMULATE_STUB_NAME) {
         throw std::runtime_error("there is no stub named " + name);
     }
-    item.stubValue = value;
-    name.copy(item.stubName, ORVA_SIMULATE_STUB_NAME - 1);
+    Stub item{type, static_cast<std::uint32_t>(value), {}};
+    name.copy(item.name, ORVA_SIMULATE_STUB_NAME - 1);
     const auto present = used(list);
-    const auto same = std::ranges::find_if(present, [&](const OrvaStubItem &stub) { return name == stub.stubName; });
+    const auto same = std::ranges::find_if(present, [&](const Stub &stub) { return name == stub.name; });
     if (same != present.end()) {
         *same = item;
         return;
@@ -43,10 +45,10 @@ void put_stub(SimulateBody &list, const std::string &name, std::int32_t value) {
 }
 
 // An empty name takes all.
-void take_stub(SimulateBody &list, const std::string &name) {
-    SimulateBody left{};
-    for (const OrvaStubItem &stub : used(list)) {
-        if (!name.empty() && name != stub.stubName) {
+void take_stub(OrvaWireSimulate &list, const std::string &name) {
+    OrvaWireSimulate left{};
+    for (const Stub &stub : used(list)) {
+        if (!name.empty() && name != stub.name) {
             left.stubs[left.count++] = stub;
         }
     }
@@ -82,26 +84,27 @@ std::string or_none(const std::string &text) {
     return text.empty() ? "none\n" : text;
 }
 
-SimulateBody stubs_of(Chassis &chassis, Board &board) {
-    return ask(chassis, board, chassis.links.request_frame(board, kNetFnChassis, kCmdStubList)).body<SimulateBody>();
+OrvaWireSimulate stubs_of(Chassis &chassis, Board &board) {
+    return ask(chassis, board, chassis.links.request_frame(board, kNetFnChassis, kCmdStubList))
+        .body<OrvaWireSimulate>();
 }
 
-std::string send_stubs(Chassis &chassis, Board &board, const SimulateBody &list) {
+std::string send_stubs(Chassis &chassis, Board &board, const OrvaWireSimulate &list) {
     ask(chassis, board, make_frame(kNetFnAgent, kCmdSimulate, chassis.links.next_sequence(), list));
     return slot_text(board) + ": stubs set: " + std::to_string(list.count) + "\n";
 }
 
 std::string stub_set(Chassis &chassis, const Words &words) {
     Board &board = online_board(chassis, words[0]);
-    SimulateBody list = stubs_of(chassis, board);
+    OrvaWireSimulate list = stubs_of(chassis, board);
     put_stub(list, words[1], stub_value(words[2]).value_or(0));
     return send_stubs(chassis, board, list);
 }
 
 std::string stub_list(Chassis &chassis, const Words &words) {
-    SimulateBody list = stubs_of(chassis, online_board(chassis, words[0]));
+    OrvaWireSimulate list = stubs_of(chassis, online_board(chassis, words[0]));
     std::string text;
-    for (const OrvaStubItem &stub : used(list)) {
+    for (const Stub &stub : used(list)) {
         text += stub_line(stub);
     }
     return or_none(text);
@@ -109,14 +112,14 @@ std::string stub_list(Chassis &chassis, const Words &words) {
 
 std::string stub_clear(Chassis &chassis, const Words &words) {
     Board &board = online_board(chassis, words[0]);
-    SimulateBody list = stubs_of(chassis, board);
+    OrvaWireSimulate list = stubs_of(chassis, board);
     take_stub(list, words.size() > 1 ? words[1] : "");
     return send_stubs(chassis, board, list);
 }
 
 std::string simulate(Chassis &chassis, Board &board, const Sensor &sensor, std::optional<std::int32_t> value) {
     SetSensorBody body{};
-    body.header.word = value ? 1 : 0;
+    body.header.word_12 = value ? 1 : 0;
     body.request.slotId = board.slot;
     body.request.sensorType = static_cast<std::uint32_t>(sensor.kind);
     body.request.sensorNum = sensor.number;

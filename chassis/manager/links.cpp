@@ -17,7 +17,7 @@ constexpr int kReceiveBytes = 4 << 20;
 
 const char *result_of(const Frame &request, const Frame &reply) {
     const bool own_kind = reply.type->command == request.type->command;
-    return own_kind || reply.header().word == ORVA_OK ? "answered" : "refused";
+    return own_kind || reply.header().word_12 == ORVA_OK ? "answered" : "refused";
 }
 
 } // namespace
@@ -44,7 +44,7 @@ std::uint16_t Links::next_sequence() {
 }
 
 Frame Links::request_frame(const Board &board, std::uint8_t net_fn, std::uint16_t command, std::uint32_t word) {
-    HeartBeatBody body{}; // every request of the chassis is a header, or a header and zeros
+    OrvaWireHeartBeat body{}; // every request of the chassis is a header, or a header and zeros
     body.header = {ORVA_AGENT_REQUEST, kMainSlot, board.slot, word};
     const MessageType *type = find_type(net_fn, command);
     return make_frame(net_fn, command, next_sequence(), body, type != nullptr ? type->body_bytes : 0);
@@ -209,13 +209,13 @@ void Links::handle(std::span<const std::uint8_t> datagram, const sockaddr_in &fr
 
 // A board whose process was started again registers from another port.
 void Links::register_board(const Frame &frame, const sockaddr_in &from) {
-    const Header header = frame.header();
+    const OrvaWireHeader header = frame.header();
     if (ORVA_AGENT_CheckReqMsgValidity(kMainSlot, frame.header_words()) != ORVA_OK) {
         return;
     }
-    Board *board = header.source_slot == kMainSlot ? &boards_.backup() : boards_.find(header.source_slot);
+    Board *board = header.src_slot == kMainSlot ? &boards_.backup() : boards_.find(header.src_slot);
     if (board == nullptr && on_stranger_) {
-        board = on_stranger_(header.source_slot);
+        board = on_stranger_(header.src_slot);
     }
     if (board == nullptr || board->state == BoardState::kPulled) {
         return;
@@ -223,15 +223,15 @@ void Links::register_board(const Frame &frame, const sockaddr_in &from) {
     const bool known = board->state == BoardState::kOnline && board->peer.sin_port == from.sin_port;
     board->peer = from;
     if (!known) {
-        board->type = header.word;
-        board->address = frame.body<AddressBody>().address;
+        board->type = header.word_12;
+        board->address = frame.body<OrvaWireAddrReg>().word_16;
         if (on_registration_) {
             on_registration_(*board);
         }
         boards_.set_state(*board, BoardState::kOnline, "it has registered");
     }
     send(*board, make_frame(kNetFnAgentReply, kCmdAddress, frame.sequence(),
-                            AddressBody{{ORVA_AGENT_REPLY, kMainSlot, board->slot, ORVA_OK}, board->address}));
+                            OrvaWireAddrAck{{ORVA_AGENT_REPLY, kMainSlot, board->slot, ORVA_OK}, board->address}));
 }
 
 void Links::take_reply(const Frame &frame, const sockaddr_in &from) {
@@ -245,7 +245,7 @@ void Links::take_reply(const Frame &frame, const sockaddr_in &from) {
     }
     const Waiting &waiting = found->second;
     const bool fits = waiting.board->peer.sin_port == from.sin_port &&
-                      (!headed || waiting.board->slot == frame.header().source_slot) &&
+                      (!headed || waiting.board->slot == frame.header().src_slot) &&
                       (frame.type->command == waiting.frame.type->command || frame.type->command == kCmdResult);
     if (fits) {
         finish(frame.sequence(), &frame, result_of(waiting.frame, frame));
@@ -253,7 +253,7 @@ void Links::take_reply(const Frame &frame, const sockaddr_in &from) {
 }
 
 std::uint32_t result_code(const Frame *reply) {
-    return reply != nullptr && reply->type->command == kCmdResult ? reply->header().word : ORVA_OK;
+    return reply != nullptr && reply->type->command == kCmdResult ? reply->header().word_12 : ORVA_OK;
 }
 
 bool is_done(const std::optional<Frame> &reply) {

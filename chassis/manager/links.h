@@ -57,7 +57,7 @@ public:
     Frame request_frame(const Board &board, std::uint8_t net_fn, std::uint16_t command, std::uint32_t word = 0);
     template <typename Body>
     Frame request_frame(const Board &board, std::uint8_t net_fn, std::uint16_t command, Body body) {
-        body.header = {ORVA_AGENT_REQUEST, kMainSlot, board.slot, body.header.word};
+        body.header = {ORVA_AGENT_REQUEST, kMainSlot, board.slot, body.header.word_12};
         return make_frame(net_fn, command, next_sequence(), body);
     }
     std::uint16_t next_sequence();

@@ -3,6 +3,7 @@
 #include "orva_comm.h"
 
 #include <algorithm>
+#include <bit>
 #include <iterator>
 
 namespace chassis {
@@ -21,7 +22,7 @@ void take_readings(Board &board, std::vector<Measured> &measured, const Frame &r
     const auto body = reply.body<Body>();
     const std::size_t count = std::min<std::size_t>(body.count, std::size(body.readings));
     for (std::size_t i = 0; i < count; ++i) {
-        const Reading &reading = body.readings[i];
+        const auto reading = std::bit_cast<Reading>(body.readings[i]);
         const Sensor *sensor = find_sensor(board.sensors, kind, reading.sensor);
         if (reading.source == Source::kBesideOverride && !measured.empty()) {
             measured.back().hardware = reading.value;
@@ -150,8 +151,8 @@ void Poller::finish(Board &board) {
 }
 
 void Poller::take(Board &board, const Round &round) {
-    auto measured = taken<TemperatureBody>(board, round.replies[0], SensorKind::kTemperature);
-    const auto volts = taken<VoltageBody>(board, round.replies[1], SensorKind::kVoltage);
+    auto measured = taken<OrvaWireTempInfo>(board, round.replies[0], SensorKind::kTemperature);
+    const auto volts = taken<OrvaWireVltInfo>(board, round.replies[1], SensorKind::kVoltage);
     measured.insert(measured.end(), volts.begin(), volts.end());
     const auto before = std::exchange(board.measured, std::move(measured));
     note_readings(board, before);
@@ -159,12 +160,12 @@ void Poller::take(Board &board, const Round &round) {
     if (!round.replies[2]) {
         return;
     }
-    const auto beat = round.replies[2]->body<HeartBeatBody>();
+    const auto beat = heart_beat_of(round.replies[2]->body<OrvaWireHeartBeat>());
     board.beat = beat.beat;
     board.uptime_seconds = beat.uptime_seconds;
-    board.online = beat.online != 0;
-    board.online_pair = beat.pair_set != 0;
-    board.private_mount = beat.private_mount != 0;
+    board.online = beat.online;
+    board.online_pair = beat.pair_set;
+    board.private_mount = beat.private_mount;
     board.warm_start = beat.start_mode == ORVA_START_WARM;
     note_heart_beat(board, beat);
 }
@@ -185,7 +186,7 @@ void Poller::note_readings(const Board &board, const std::vector<Measured> &befo
     }
 }
 
-void Poller::note_heart_beat(const Board &board, const HeartBeatBody &beat) {
+void Poller::note_heart_beat(const Board &board, const HeartBeat &beat) {
     log_.add(EventKind::kHeartBeat, board.number(),
              {number_field("beat", beat.beat), number_field("uptime", beat.uptime_seconds),
               number_field("requests", beat.requests), number_field("refused", beat.refused),

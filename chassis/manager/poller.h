@@ -45,7 +45,7 @@ private:
     void finish(Board &board);
     void take(Board &board, const Round &round);
     void note_readings(const Board &board, const std::vector<Measured> &before);
-    void note_heart_beat(const Board &board, const HeartBeatBody &beat);
+    void note_heart_beat(const Board &board, const HeartBeat &beat);
     void tick();
 
     Loop &loop_;

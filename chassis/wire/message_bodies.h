@@ -1,8 +1,10 @@
-// The records that the chassis's messages carry, in host order, and the numbers that tell the messages apart.
+// What the chassis's messages carry beside the structures of the wire, in host order, and the numbers that tell the
+// messages apart.
 #ifndef CHASSIS_WIRE_MESSAGE_BODIES_H
 #define CHASSIS_WIRE_MESSAGE_BODIES_H
 
 #include "orva_simulate_comm.h"
+#include "orva_wire.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -10,8 +12,8 @@
 namespace chassis {
 
 inline constexpr std::uint32_t kMainSlot = 0;
-inline constexpr std::size_t kPrefixBytes = 8;
-inline constexpr std::size_t kMaxBodyBytes = 1368;
+inline constexpr std::size_t kPrefixBytes = sizeof(OrvaWirePrefix);
+inline constexpr std::size_t kMaxBodyBytes = sizeof(OrvaWireVltInfo);
 inline constexpr std::size_t kMaxFrameBytes = kPrefixBytes + kMaxBodyBytes;
 
 // As in IPMI, a network function is even in a request and the next odd number in its reply.
@@ -53,34 +55,14 @@ inline constexpr std::uint32_t kRefusedNoPrivateMount = 0xC0000004;
 inline constexpr std::uint32_t kRefusedBlock = 0xC0000005; // a sync block that is not whole
 inline constexpr std::uint32_t kRefusedFile = 0xC0000006;  // a file cannot be written
 
-struct Prefix {
-    std::uint16_t sequence; // a reply repeats its request's
-    std::uint8_t reserved[6];
-};
-static_assert(sizeof(Prefix) == kPrefixBytes);
-
-struct Header {
-    std::uint32_t kind;
-    std::uint32_t source_slot;
-    std::uint32_t dest_slot;
-    std::uint32_t word;
-};
-static_assert(sizeof(Header) == 16);
-
-struct RequestBody {
-    Header header;
-};
-
-// header.word: board type in the registration, result in its acknowledgement.
-struct AddressBody {
-    Header header;
-    std::uint32_t address; // IPv4
-};
-static_assert(sizeof(AddressBody) == 20);
+// The families of the wire have their structures in orva_wire.h; the chassis's meanings for their own words follow.
+// The header's fourth word is the board type in a registration, the result in its acknowledgement; the word after it
+// is the IPv4 address in both, and in a switch-over.
 
 // Where a reading comes from. An overridden sensor has two readings: the override, and what the hardware says.
 enum class Source : std::uint8_t { kHardware, kStub, kSimulated, kBesideOverride };
 
+// An entry of the readings, with the chassis's names for its reserved bytes.
 struct Reading {
     std::int32_t value;
     std::uint8_t sensor;
@@ -88,39 +70,26 @@ struct Reading {
     Source source;
     std::uint8_t reserved;
 };
-static_assert(sizeof(Reading) == 8);
+static_assert(sizeof(Reading) == sizeof(OrvaWireTempInfoReadingsEntry));
+static_assert(sizeof(Reading) == sizeof(OrvaWireVltInfoReadingsEntry));
+static_assert(offsetof(Reading, value) == offsetof(OrvaWireTempInfoReadingsEntry, value));
 
-template <std::size_t kReadings>
-struct ReadingsBody {
-    Header header;
-    std::uint8_t reserved16[3];
-    std::uint8_t count;
-    std::uint8_t reserved20[4];
-    Reading readings[kReadings];
-};
-using TemperatureBody = ReadingsBody<68>;
-using VoltageBody = ReadingsBody<168>;
-static_assert(offsetof(TemperatureBody, count) == 19 && offsetof(TemperatureBody, readings) == 24);
-static_assert(sizeof(VoltageBody) == kMaxBodyBytes);
-
-struct HeartBeatBody {
-    Header header;
+// What a heartbeat says.
+struct HeartBeat {
     std::uint32_t beat;
     std::uint32_t uptime_seconds;
     std::uint32_t requests;
-    std::uint32_t refused;        // from here on only the to-host converter knows the words
-    std::uint8_t online;          // 1: online; 0: an online pair says that the board is not
-    std::uint8_t hardware_online; // what the hardware says
-    std::uint8_t pair_set;        // 1: an online pair decides
-    std::uint8_t private_mount;   // 1: the fixed paths are the board's own
+    std::uint32_t refused;
+    bool online;          // false: an online pair says that the board is not
+    bool hardware_online; // what the hardware says
+    bool pair_set;        // an online pair decides
+    bool private_mount;   // the fixed paths are the board's own
     std::uint32_t queue_refusals;
     std::uint32_t start_mode;
 };
-static_assert(offsetof(HeartBeatBody, refused) == 28 && offsetof(HeartBeatBody, online) == 32);
-static_assert(sizeof(HeartBeatBody) == 44);
 
 struct StatisticsBody {
-    Header header;
+    OrvaWireHeader header;
     std::uint32_t received;       // packets that the receiver thread got
     std::uint32_t queue_refusals; // of these, not taken by the queue
     std::uint32_t handled;        // packets that the loop read
@@ -128,16 +97,9 @@ struct StatisticsBody {
 };
 static_assert(sizeof(StatisticsBody) == 32);
 
-// The library's stub list, as it is in a simulation root. No header.
-struct SimulateBody {
-    std::uint32_t count;
-    OrvaStubItem stubs[ORVA_SIMULATE_STUBS];
-};
-static_assert(sizeof(SimulateBody) == 1284);
-
-// header.word: 1 sets the sensor, 0 removes it.
+// header.word_12: 1 sets the sensor, 0 removes it.
 struct SetSensorBody {
-    Header header;
+    OrvaWireHeader header;
     OrvaSimulateSensorReq request;
     std::int32_t value;
 };
@@ -150,7 +112,7 @@ struct ListedSensor {
 };
 
 struct SensorListBody {
-    Header header;
+    OrvaWireHeader header;
     std::uint32_t count;
     ListedSensor sensors[ORVA_SIMULATE_SENSORS];
 };
@@ -158,44 +120,44 @@ static_assert(sizeof(SensorListBody) == 788);
 
 // A board's whole list of online pairs; kNoSlot marks an empty entry. Bytes, nothing to convert.
 struct OnlineBody {
-    Header header;
+    OrvaWireHeader header;
     OrvaBoardOnlinePair pairs[ORVA_SIMULATE_BOARD_PAIRS];
 };
 inline constexpr std::uint8_t kNoSlot = 0xFF;
 
 struct DebugLogBody {
-    Header header;
+    OrvaWireHeader header;
     std::uint32_t on;
     std::uint32_t module_mask;
     std::uint32_t slot;
 };
 
 struct DebugPacketBody {
-    Header header;
+    OrvaWireHeader header;
     std::uint32_t on;
     std::uint32_t type;
     std::uint32_t net_fn;
     std::uint32_t command;
 };
 
-// header.word: the record's number. The seed tells both sides what the record holds.
+// header.word_12: the record's number. The seed tells both sides what the record holds.
 struct SyncBody {
-    Header header;
+    OrvaWireHeader header;
     std::uint32_t seed;
     std::uint32_t length;
     std::uint8_t block[256];
 };
 
-// header.word: 0 when the record is in step.
+// header.word_12: 0 when the record is in step.
 struct SyncReportBody {
-    Header header;
+    OrvaWireHeader header;
     std::uint32_t compared;
     std::uint32_t differing;
     char text[256]; // zero-terminated
 };
 
 struct SensorFaultBody {
-    Header header;
+    OrvaWireHeader header;
     std::uint32_t sensor_kind;
     std::uint32_t sensor_number;
     std::uint32_t fault; // 0: none, the sensor is sound again
@@ -204,7 +166,7 @@ struct SensorFaultBody {
 static_assert(sizeof(SensorFaultBody) == 32);
 
 struct FiguresBody {
-    Header header;
+    OrvaWireHeader header;
     std::uint32_t passed;  // rate-limited records of the last hour, all ids and keys
     std::uint32_t dropped; // since the last summary
     std::uint32_t queue_messages;
@@ -229,7 +191,7 @@ struct TracedStage {
 };
 
 struct TraceBody {
-    Header header;
+    OrvaWireHeader header;
     TracedStage stages[kStages];
 };
 static_assert(sizeof(TraceBody) == 112);

@@ -41,21 +41,21 @@ void frame_converter(std::uint8_t *frame) {
 // The library converts a registration on the receiving side only; the sender's side is this one.
 void address_to_net(std::uint8_t *frame) {
     body_converter<ORVA_AGENT_ChgReqMsgToNet>(frame);
-    swap_word(frame + kPrefixBytes, offsetof(AddressBody, address));
+    swap_word(frame + kPrefixBytes, offsetof(OrvaWireAddrReg, word_16));
 }
 
 // And its acknowledgement on the sending side only.
 void address_to_host(std::uint8_t *frame) {
     body_converter<ORVA_AGENT_ChgReqMsgToHost>(frame);
-    swap_word(frame + kPrefixBytes, offsetof(AddressBody, address));
+    swap_word(frame + kPrefixBytes, offsetof(OrvaWireAddrAck, word_16));
 }
 
 // The heartbeat's to-net converter leaves three words in host order that its to-host converter swaps. Swapped here,
 // so that the receiver's conversion restores them.
 void heart_beat_to_net(std::uint8_t *frame) {
     ORVA_AGENT_ChgHeartBeatMsgToNet(frame);
-    for (const std::size_t offset : {offsetof(HeartBeatBody, refused), offsetof(HeartBeatBody, queue_refusals),
-                                     offsetof(HeartBeatBody, start_mode)}) {
+    for (const std::size_t offset : {offsetof(OrvaWireHeartBeat, word_28), offsetof(OrvaWireHeartBeat, word_36),
+                                     offsetof(OrvaWireHeartBeat, word_40)}) {
         swap_word(frame + kPrefixBytes, offset);
     }
 }
@@ -64,7 +64,7 @@ void heart_beat_to_net(std::uint8_t *frame) {
 template <std::size_t kWords>
 void swap_words(std::uint8_t *frame) {
     for (std::size_t i = 0; i < kWords; ++i) {
-        swap_word(frame + kPrefixBytes, sizeof(Header) + i * sizeof(std::uint32_t));
+        swap_word(frame + kPrefixBytes, sizeof(OrvaWireHeader) + i * sizeof(std::uint32_t));
     }
 }
 
@@ -99,7 +99,7 @@ void sensor_list_to_host(std::uint8_t *frame) {
     swap_sensor_list(frame);
 }
 
-constexpr std::uint32_t kReadingsBytes = offsetof(TemperatureBody, readings);
+constexpr std::uint32_t kReadingsBytes = offsetof(OrvaWireTempInfo, readings);
 
 using FrameConverter = void (*)(std::uint8_t *frame);
 
@@ -110,7 +110,7 @@ constexpr MessageType whole(std::uint8_t net_fn, std::uint16_t command, const ch
 }
 
 constexpr MessageType plain(std::uint8_t net_fn, std::uint16_t command, const char *name) {
-    return whole<RequestBody>(net_fn, command, name, body_converter<ORVA_AGENT_ChgReqMsgToHost>,
+    return whole<OrvaWireReq>(net_fn, command, name, body_converter<ORVA_AGENT_ChgReqMsgToHost>,
                               body_converter<ORVA_AGENT_ChgReqMsgToNet>);
 }
 
@@ -123,31 +123,32 @@ constexpr MessageType stub_list(std::uint8_t net_fn, std::uint16_t command, cons
     return {net_fn,
             command,
             name,
-            sizeof(SimulateBody),
-            sizeof(SimulateBody),
+            sizeof(OrvaWireSimulate),
+            sizeof(OrvaWireSimulate),
             false,
             body_converter<ORVA_AGENT_ChgSimulateMsgToHost>,
             frame_converter<ORVA_AGENT_ChgSimulateMsgToNet>};
 }
 
 constexpr std::array kTypes = {
-    whole<AddressBody>(kNetFnAgent, kCmdAddress, "address registration",
-                       body_converter<ORVA_AGENT_ChgAddrRegMsgToHost>, address_to_net),
-    whole<AddressBody>(kNetFnAgentReply, kCmdAddress, "address acknowledgement", address_to_host,
-                       frame_converter<ORVA_AGENT_ChgAddrAckMsgToNet>),
+    whole<OrvaWireAddrReg>(kNetFnAgent, kCmdAddress, "address registration",
+                           body_converter<ORVA_AGENT_ChgAddrRegMsgToHost>, address_to_net),
+    whole<OrvaWireAddrAck>(kNetFnAgentReply, kCmdAddress, "address acknowledgement", address_to_host,
+                           frame_converter<ORVA_AGENT_ChgAddrAckMsgToNet>),
     plain(kNetFnAgent, kCmdTemperature, "temperature request"),
-    MessageType{kNetFnAgentReply, kCmdTemperature, "temperatures", sizeof(TemperatureBody), kReadingsBytes, true,
+    MessageType{kNetFnAgentReply, kCmdTemperature, "temperatures", sizeof(OrvaWireTempInfo), kReadingsBytes, true,
                 body_converter<ORVA_AGENT_ChgTempInfoMsgToHost>, frame_converter<ORVA_AGENT_ChgTempInfoMsgToNet>},
     plain(kNetFnAgent, kCmdVoltage, "voltage request"),
-    MessageType{kNetFnAgentReply, kCmdVoltage, "voltages", sizeof(VoltageBody), kReadingsBytes, true,
+    MessageType{kNetFnAgentReply, kCmdVoltage, "voltages", sizeof(OrvaWireVltInfo), kReadingsBytes, true,
                 body_converter<ORVA_AGENT_ChgVltInfoMsgToHost>, frame_converter<ORVA_AGENT_ChgVltInfoMsgToNet>},
-    whole<HeartBeatBody>(kNetFnAgent, kCmdHeartBeat, "heartbeat request",
-                         body_converter<ORVA_AGENT_ChgHeartBeatMsgToHost>, heart_beat_to_net),
-    whole<HeartBeatBody>(kNetFnAgentReply, kCmdHeartBeat, "heartbeat",
-                         body_converter<ORVA_AGENT_ChgHeartBeatMsgToHost>, heart_beat_to_net),
+    whole<OrvaWireHeartBeat>(kNetFnAgent, kCmdHeartBeat, "heartbeat request",
+                             body_converter<ORVA_AGENT_ChgHeartBeatMsgToHost>, heart_beat_to_net),
+    whole<OrvaWireHeartBeat>(kNetFnAgentReply, kCmdHeartBeat, "heartbeat",
+                             body_converter<ORVA_AGENT_ChgHeartBeatMsgToHost>, heart_beat_to_net),
     stub_list(kNetFnAgent, kCmdSimulate, "stub list"),
-    whole<AddressBody>(kNetFnAgent, kCmdSwitchOver, "switch-over", body_converter<ORVA_AGENT_ChgSwitchOverMsgToHost>,
-                       frame_converter<ORVA_AGENT_ChgSwitchOverMsgToNet>),
+    whole<OrvaWireSwitchOver>(kNetFnAgent, kCmdSwitchOver, "switch-over",
+                              body_converter<ORVA_AGENT_ChgSwitchOverMsgToHost>,
+                              frame_converter<ORVA_AGENT_ChgSwitchOverMsgToNet>),
     plain(kNetFnAgentReply, kCmdResult, "result"),
     plain(kNetFnChassis, kCmdAdvanceClock, "clock advance"),
     plain(kNetFnChassis, kCmdPrintDiag, "diagnostic dump"),
@@ -175,11 +176,32 @@ constexpr std::array kTypes = {
     plain(kNetFnChassis, kCmdExhaust, "partition exhaustion"),
 };
 static_assert(std::ranges::all_of(kTypes, [](const MessageType &type) {
-    return type.min_body_bytes >= sizeof(Header) && type.min_body_bytes <= type.body_bytes &&
+    return type.min_body_bytes >= sizeof(OrvaWireHeader) && type.min_body_bytes <= type.body_bytes &&
            type.body_bytes <= kMaxBodyBytes;
 }));
 
 } // namespace
+
+OrvaWireHeartBeat heart_beat_body(const OrvaWireHeader &header, const HeartBeat &beat) {
+    OrvaWireHeartBeat body{};
+    body.header = header;
+    body.word_16 = beat.beat;
+    body.word_20 = beat.uptime_seconds;
+    body.word_24 = beat.requests;
+    body.word_28 = beat.refused;
+    const std::array flags = {beat.online, beat.hardware_online, beat.pair_set, beat.private_mount};
+    static_assert(flags.size() == sizeof body.reserved_32);
+    std::ranges::copy(flags, body.reserved_32);
+    body.word_36 = beat.queue_refusals;
+    body.word_40 = beat.start_mode;
+    return body;
+}
+
+HeartBeat heart_beat_of(const OrvaWireHeartBeat &body) {
+    const auto &flags = body.reserved_32;
+    return {body.word_16,  body.word_20,  body.word_24,  body.word_28, flags[0] != 0,
+            flags[1] != 0, flags[2] != 0, flags[3] != 0, body.word_36, body.word_40};
+}
 
 const MessageType *find_type(std::uint8_t net_fn, std::uint16_t command) {
     const auto row = std::ranges::find_if(
@@ -193,8 +215,8 @@ std::uint16_t Frame::sequence() const {
     return sequence;
 }
 
-Header Frame::header() const {
-    return body<Header>();
+OrvaWireHeader Frame::header() const {
+    return body<OrvaWireHeader>();
 }
 
 const std::uint32_t *Frame::header_words() const {

@@ -35,7 +35,7 @@ struct Frame {
     alignas(8) std::array<std::uint8_t, kMaxFrameBytes> bytes{};
 
     std::uint16_t sequence() const;
-    Header header() const;
+    OrvaWireHeader header() const;
     const std::uint32_t *header_words() const;
 
     template <typename Body>
@@ -56,6 +56,9 @@ Frame make_frame(std::uint8_t net_fn, std::uint16_t command, std::uint16_t seque
     static_assert(std::is_trivially_copyable_v<Body> && !std::is_pointer_v<Body>);
     return frame_of_bytes(net_fn, command, sequence, &body, body_bytes);
 }
+
+OrvaWireHeartBeat heart_beat_body(const OrvaWireHeader &header, const HeartBeat &beat);
+HeartBeat heart_beat_of(const OrvaWireHeartBeat &body);
 
 // Takes the bytes of a received frame, at most the layout's length, to host order.
 Frame frame_to_host(const MessageType &type, std::span<const std::uint8_t> bytes);

@@ -1,9 +1,12 @@
-// The configuration records that the two management processes keep in step, and which of their members travel.
+// The configuration records that the two management processes keep in step: those of the wire that travel in a block
+// of their own.
 #ifndef CHASSIS_WIRE_SYNC_RECORDS_H
 #define CHASSIS_WIRE_SYNC_RECORDS_H
 
-#include "orva_tlv_sensor_comm.h"
+#include "wire_record_table.h"
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -11,32 +14,39 @@
 
 namespace chassis {
 
-struct Member {
-    const char *name;
-    std::size_t offset;
-    std::size_t size;
-    bool stored; // false: sent, and left alone by the receiver, by design
-};
+using orva::wire::Member;
+using orva::wire::Record;
+
+constexpr bool has_own_block(const Record &record) {
+    return record.encode != nullptr;
+}
+
+inline constexpr std::size_t kSyncRecords =
+    static_cast<std::size_t>(std::ranges::count_if(orva::wire::kRecords, has_own_block));
+
+inline constexpr std::array<const Record *, kSyncRecords> kSyncRecordRows = [] {
+    std::array<const Record *, kSyncRecords> rows{};
+    std::size_t count = 0;
+    for (const Record &record : orva::wire::kRecords) {
+        if (has_own_block(record)) {
+            rows[count++] = &record;
+        }
+    }
+    return rows;
+}();
 
 struct SyncRecord {
-    const char *key; // in commands
-    const char *name;
-    std::size_t size;
-    const OrvaTlvDes *table;
-    std::uint32_t rows;
-    std::uint32_t (*encode)(const void *record, void *block);
-    std::uint32_t (*decode)(const void *block, void *record);
-    // Makes a record's counts valid; null: it has none.
-    void (*finish)(void *record);
-    // How many bytes of the member the receiver takes; null: all of each.
-    std::size_t (*taken)(const void *record, const Member &member);
-    std::span<const Member> members; // those that travel
+    const Record *row;
+    std::vector<Member> members; // with a nested record's own in the place of the member that holds it
 };
 
 std::span<const SyncRecord> sync_records();
 
 // What the configuration of this seed holds. Both management processes have it from the same source.
 std::vector<std::uint8_t> make_record(const SyncRecord &record, std::uint32_t seed);
+
+// How many of the member's bytes a receiver takes.
+std::size_t taken_bytes(const SyncRecord &record, const Member &member, std::span<const std::uint8_t> sent);
 
 } // namespace chassis
 
