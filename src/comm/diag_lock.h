@@ -23,14 +23,15 @@ enum class DiagPlace : std::uint8_t { kOutside, kInside };
 extern constinit thread_local DiagPlace t_diagPlace;
 
 [[nodiscard]] inline DiagPlace diag_place() {
-    const DiagPlace place = __atomic_load_n(&t_diagPlace, __ATOMIC_RELAXED);
+    DiagPlace place;
+    __atomic_load(&t_diagPlace, &place, __ATOMIC_RELAXED);
     __atomic_signal_fence(__ATOMIC_SEQ_CST);
     return place;
 }
 
 inline void set_diag_place(DiagPlace place) {
     __atomic_signal_fence(__ATOMIC_SEQ_CST);
-    __atomic_store_n(&t_diagPlace, place, __ATOMIC_RELAXED);
+    __atomic_store(&t_diagPlace, &place, __ATOMIC_RELAXED);
     __atomic_signal_fence(__ATOMIC_SEQ_CST);
 }
 
