@@ -4,6 +4,7 @@
 #include "tlv_block.h"
 
 #include <CLI/CLI.hpp>
+#include <cstdlib>
 #include <functional>
 #include <iostream>
 #include <optional>
@@ -195,5 +196,7 @@ private:
 } // namespace
 
 int main(int argc, char **argv) {
+    // The tool says itself what is wrong; the library's records would be in between.
+    setenv("ORVA_HOST_LOG_CONSOLE", "0", 0);
     return CommandLine().run(argc, argv);
 }

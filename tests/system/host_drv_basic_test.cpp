@@ -400,7 +400,7 @@ TEST_F(HostDrvBasic, SyntaxErrors_AreReportedWithFileLineAndKey) {
         {"a key of too many parts", many("[board]\nb", ".a", 500000) + " = 1",
          "b.toml:2: b.a.a.a.a.a.a.a.a.a.a.a.a.a.a.a.a.a.a.a.: more than 100 dots on a line"},
         {"a header of too many parts", many("[a", ".a", 101), "b.toml:1: more than 100 dots on a line"},
-        {"a byte outside ASCII", "[board]\nslot = 1 # \xff\n",
+        {"a byte outside ASCII", "[board]\nslot = \"\xff\"\n",
          "b.toml:2: slot: a byte outside ASCII; a text holds such a character as an escape"},
         {"a letter outside ASCII for a key", "[board]\na \xc3\x9f\n", "b.toml:2: a byte outside ASCII"},
         {"a zero byte", std::string("[board]\n\0slot = 1\n", 18), "b.toml:2: "},

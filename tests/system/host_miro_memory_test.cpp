@@ -3,14 +3,18 @@
 #include "miro_host.h"
 #include "system_support.h"
 
+#include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <map>
 #include <set>
 #include <string>
+#include <sys/ipc.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -72,7 +76,8 @@ TEST_F(HostMiroMemory, HostStart_HandsOutOneHandleThatIsNotZero) {
     uint32_t first = 0;
     uint32_t second = 0;
     EXPECT_EQ(MIRO_HostStart(nullptr, &first), MIRO_HOST_OK);
-    const MIRO_HOST_CONFIG config{.leakReportAtExit = 0, .deadLoopLimitMs = 100};
+    MIRO_HOST_CONFIG config{};
+    config.deadLoopLimitMs = 100;
     EXPECT_EQ(MIRO_HostStart(&config, &second), MIRO_HOST_OK);
     EXPECT_NE(first, 0u);
     EXPECT_EQ(first, second);
@@ -367,6 +372,72 @@ TEST_F(HostMiroMemory, LeakReport_NamesTheLargestFirstAndTheSum) {
     EXPECT_EQ(MIRO_HostLeakReport([](const char *, void *) {}, nullptr), 3u);
 }
 
+TEST_F(HostMiroMemory, LeakReport_LeavesOutWhatTheDiagnosticManagerKeepsAndSaysSo) {
+    const uint8_t number = create(1000, "pt");
+    void *mutex = MIRO_MemAlloc_F(kAnyHandle, number, 40, "src/comm/orva_comm", 7);
+    auto **manager = static_cast<void **>(MIRO_MemAlloc_F(kAnyHandle, number, 56, "src/comm/orva_diag", 1));
+    std::fill_n(manager, 7, nullptr);
+    manager[4] = mutex;
+    EXPECT_EQ(leak_report(), (std::vector<std::string>{
+                                 "leak report: every block was freed",
+                                 "leak report: left out: 2 blocks, 96 bytes, which src/comm/orva_diag keeps for the "
+                                 "life of the process"}));
+    void *leaked = MIRO_MemAlloc_F(kAnyHandle, number, 40, "src/comm/orva_comm", 7);
+    EXPECT_EQ(leak_report().at(0),
+              "leak: partition " + std::to_string(number) + " \"pt\": src/comm/orva_comm:7: 1 block, 40 bytes");
+    EXPECT_EQ(MIRO_HostLeakReport([](const char *, void *) {}, nullptr), 1u);
+    for (void *block : {leaked, mutex, static_cast<void *>(manager)}) {
+        EXPECT_EQ(release(block), MIRO_HOST_OK);
+    }
+}
+
+// Every size has its place, and no live block is another's, whatever was freed before.
+TEST_F(HostMiroMemory, Blocks_OfAllSizesAreAlignedAndTheirOwn) {
+    const uint8_t number = create(1);
+    ASSERT_EQ(MIRO_MemPtAutoFlexSetEx(number, 1, 0, nullptr, nullptr, nullptr), MIRO_HOST_OK);
+    std::map<unsigned char *, size_t> live;
+    for (int pass = 0; pass < 3; ++pass) {
+        for (size_t size = 0; size <= 9000; size += size < 600 ? 1 : 61) {
+            auto *block = static_cast<unsigned char *>(allocate(number, size));
+            ASSERT_NE(block, nullptr) << size;
+            ASSERT_EQ(reinterpret_cast<uintptr_t>(block) % 16, 0u) << size;
+            std::memset(block, static_cast<int>(size), size);
+            ASSERT_TRUE(live.emplace(block, size).second);
+        }
+        for (auto at = live.begin(); at != live.end();) {
+            const auto next = std::next(at);
+            ASSERT_TRUE(next == live.end() || at->first + at->second <= next->first) << "blocks overlap";
+            for (size_t i = 0; i < at->second; ++i) {
+                ASSERT_EQ(at->first[i], static_cast<unsigned char>(at->second)) << at->second;
+            }
+            if (at->second % 3 != 0) {
+                ASSERT_EQ(release(at->first), MIRO_HOST_OK);
+                ASSERT_EQ(release(at->first), MIRO_HOST_ERR_UNKNOWN_BLOCK);
+                at = live.erase(at);
+            } else {
+                ++at;
+            }
+        }
+        lines.clear();
+    }
+    EXPECT_EQ(MIRO_HostLeakReport([](const char *, void *) {}, nullptr), live.size());
+    EXPECT_EQ(MIRO_MemPtDelete(number), MIRO_HOST_OK);
+    EXPECT_EQ(MIRO_HostLeakReport([](const char *, void *) {}, nullptr), 0u);
+}
+
+TEST_F(HostMiroMemory, KeyFile_ThatIsMissingIsNamedOnce) {
+    for (int i = 0; i < 3; ++i) {
+        errno = 0;
+        EXPECT_EQ(ftok("/missing/key", i), -1);
+        EXPECT_EQ(errno, ENOENT);
+    }
+    EXPECT_EQ(lines,
+              (std::vector<std::string>{"the key file \"/missing/key\" of a message queue cannot be used: No such "
+                                        "file or directory"}));
+    EXPECT_NE(ftok("/", 1), -1);
+    EXPECT_EQ(lines.size(), 1u);
+}
+
 TEST_F(HostMiroMemory, Reporter_MayUseThePlatformItself) {
     struct Context {
         uint8_t number;
@@ -449,7 +520,8 @@ void leak_and_exit() {
 }
 
 void ask_at_start() {
-    const MIRO_HOST_CONFIG config{.leakReportAtExit = 1, .deadLoopLimitMs = 0};
+    MIRO_HOST_CONFIG config{};
+    config.leakReportAtExit = 1;
     uint32_t handle = 0;
     MIRO_HostStart(&config, &handle);
 }

@@ -610,7 +610,8 @@ TEST_F(HostMiroDeadLoop, AChildProcess_IsWatchedByAMonitorOfItsOwn) {
 }
 
 TEST_F(HostMiroDeadLoop, HostStart_SetsTheLimit) {
-    const MIRO_HOST_CONFIG config{.leakReportAtExit = 0, .deadLoopLimitMs = 30};
+    MIRO_HOST_CONFIG config{};
+    config.deadLoopLimitMs = 30;
     uint32_t handle = 0;
     ASSERT_EQ(MIRO_HostStart(&config, &handle), MIRO_HOST_OK);
     MIRO_DeadLoopTaskCheckBegin();

@@ -130,9 +130,93 @@ TEST_F(HostMiroUnzip, Unzip_UnpacksFilesAndFolders) {
     EXPECT_TRUE(lines.empty());
 }
 
-TEST_F(HostMiroUnzip, Unzip_RefusesAnArchiveWithoutEntries) {
-    EXPECT_EQ(unzip({}), MIRO_HOST_ERR_ARCHIVE);
+TEST_F(HostMiroUnzip, Unzip_OfAnArchiveWithoutEntriesMakesTheFolderAlone) {
+    EXPECT_EQ(unzip({}), MIRO_HOST_OK);
+    EXPECT_TRUE(std::filesystem::is_empty(out));
+    const std::string comment = "made by nobody";
+    EXPECT_EQ(unzip_bytes("PK\x05\x06" + std::string(16, '\0') + little(comment.size(), 2) + comment), MIRO_HOST_OK);
+    EXPECT_EQ(unzip_bytes("PK\x05\x06" + std::string(17, '\0')), MIRO_HOST_ERR_ARCHIVE) << "one byte is missing";
+    EXPECT_EQ(unzip_bytes(zip_of({}) + "x"), MIRO_HOST_ERR_ARCHIVE) << "one byte too many";
+}
+
+// The start record with one limit set. The settings stay for the process, which has this one case.
+void set_limits(std::uint64_t bytes, std::uint32_t entries, std::uint32_t ratio, std::uint32_t depth) {
+    MIRO_HOST_CONFIG config{};
+    config.unzipMaxBytes = bytes;
+    config.unzipMaxEntries = entries;
+    config.unzipMaxRatio = ratio;
+    config.unzipMaxDepth = depth;
+    std::uint32_t handle = 0;
+    ASSERT_EQ(MIRO_HostStart(&config, &handle), MIRO_HOST_OK);
+}
+
+TEST_F(HostMiroUnzip, Limits_OnSizeAreForAllEntriesTogether) {
+    set_limits(1000, 0, 0, 0);
+    EXPECT_EQ(
+        unzip({{.name = "a", .content = std::string(500, 'a')}, {.name = "b", .content = std::string(500, 'b')}}),
+        MIRO_HOST_OK);
+    std::filesystem::remove_all(out);
+    EXPECT_EQ(
+        unzip({{.name = "a", .content = std::string(500, 'a')}, {.name = "b", .content = std::string(501, 'b')}}),
+        MIRO_HOST_ERR_LIMIT);
+    EXPECT_FALSE(exists(out)) << "nothing is written";
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_TRUE(lines[0].ends_with("b: more than 1000 bytes in all")) << lines[0];
+}
+
+TEST_F(HostMiroUnzip, Limits_HoldAlsoWhereTheArchiveLiesAboutItsSize) {
+    set_limits(1000, 0, 0, 0);
+    std::string bytes = zip_of({{.name = "a", .content = std::string(5000, 'a'), .deflated = true}});
+    // The uncompressed size in the local header and in the directory.
+    const std::string size = little(5000, 4);
+    for (std::size_t at = bytes.find(size); at != std::string::npos; at = bytes.find(size, at + 4)) {
+        bytes.replace(at, 4, little(10, 4));
+    }
+    const std::uint32_t code = unzip_bytes(bytes);
+    EXPECT_TRUE(code == MIRO_HOST_ERR_LIMIT || code == MIRO_HOST_ERR_ARCHIVE) << code;
+    EXPECT_FALSE(exists(out + "/a"));
+}
+
+TEST_F(HostMiroUnzip, Limits_OnEntriesAndDepth) {
+    set_limits(0, 3, 0, 2);
+    EXPECT_EQ(unzip({{.name = "a", .content = ""}, {.name = "b/c", .content = ""}, folder("d")}), MIRO_HOST_OK);
+    EXPECT_EQ(unzip({{.name = "a", .content = ""},
+                     {.name = "b", .content = ""},
+                     {.name = "c", .content = ""},
+                     {.name = "d", .content = ""}}),
+              MIRO_HOST_ERR_LIMIT);
+    EXPECT_EQ(unzip({{.name = "a/b/c", .content = ""}}), MIRO_HOST_ERR_LIMIT);
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_TRUE(lines[0].ends_with("d: more than 3 entries")) << lines[0];
+    EXPECT_TRUE(lines[1].ends_with("a/b/c: more than 2 parts in a name")) << lines[1];
+}
+
+// 64 MiB of zeros in one deflated entry, a thousand of them to a byte.
+std::string bomb_of_zeros() {
+    return orva_test::read_file(ORVA_TEST_SOURCE_DIR "/tests/system/data/zeros.zip");
+}
+
+TEST_F(HostMiroUnzip, Limits_OnTheRatioStopABombBeforeItIsWritten) {
+    const std::string bomb = bomb_of_zeros();
+    ASSERT_LT(bomb.size(), 100'000u);
+    EXPECT_EQ(unzip_bytes(bomb), MIRO_HOST_ERR_LIMIT);
     EXPECT_FALSE(exists(out));
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_TRUE(lines[0].ends_with("zeros: more than 200 bytes for each byte of the archive")) << lines[0];
+    set_limits(0, 0, 2000, 0);
+    EXPECT_EQ(unzip_bytes(bomb), MIRO_HOST_OK);
+    EXPECT_EQ(std::filesystem::file_size(out + "/zeros"), 64u * 1024 * 1024);
+}
+
+TEST_F(HostMiroUnzip, Unzip_RefusesMethodsThatAskForMemory) {
+    for (const int method : {6, 9, 12, 14, 95, 98}) {
+        std::string bytes = zip_of({{.name = "a", .content = "text", .deflated = true}});
+        bytes.replace(8, 2, little(static_cast<unsigned>(method), 2));
+        const std::size_t directory = bytes.find("PK\x01\x02");
+        bytes.replace(directory + 10, 2, little(static_cast<unsigned>(method), 2));
+        EXPECT_EQ(unzip_bytes(bytes), MIRO_HOST_ERR_ARCHIVE) << method;
+        EXPECT_FALSE(exists(out));
+    }
 }
 
 TEST_F(HostMiroUnzip, Unzip_MakesMissingFoldersOfTheDestination) {

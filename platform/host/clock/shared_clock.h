@@ -94,7 +94,7 @@ void come_back();
 std::int64_t now_ns();
 std::int64_t start_seconds();
 
-// Hands over until one of the keys is touched or the deadline has come. `last`: behind all others of that time.
+// Hands over until one of the keys is touched or the deadline has come. `last`: after all others of that time.
 Woken block(const Keys &keys, std::int64_t deadline_ns, bool last = false);
 
 // Waits until `probe` is true; `probe` runs only while this thread may run.

@@ -3,6 +3,7 @@
 #include "deadloop.h"
 
 #include "deadloop_host.h"
+#include "fork_guard.h"
 #include "line_text.h"
 
 #include <array>
@@ -25,7 +26,8 @@ constinit Monitor g_monitor;
 constinit host::LineLog g_log{"ORVA_HOST_DEADLOOP_LOG"};
 
 [[gnu::constructor]] void keep_locks_usable_after_fork() {
-    g_log.keep_usable_after_fork(g_monitor.mutex);
+    host::keep_usable_after_fork(g_monitor.mutex);
+    host::keep_usable_after_fork(g_log.lock());
 }
 
 // The log is a convenience: a line that cannot be written changes no result.

@@ -3,6 +3,7 @@
 #include "deadloop.h"
 
 #include "deadloop_host.h"
+#include "fork_guard.h"
 #include "line_text.h"
 
 #include <climits>
@@ -18,7 +19,8 @@ constinit std::optional<OrvaDeadLoopHook> g_hook;
 constinit host::LineLog g_log{"ORVA_HOST_DEADLOOP_LOG"};
 
 [[gnu::constructor]] void keep_locks_usable_after_fork() {
-    g_log.keep_usable_after_fork(g_mutex);
+    host::keep_usable_after_fork(g_mutex);
+    host::keep_usable_after_fork(g_log.lock());
 }
 
 // The log is a convenience: a line that cannot be written changes no result.

@@ -1,5 +1,5 @@
-// Reading a board description: TOML into the record, every name and type checked, the first fault reported with its
-// file, line and key.
+// Reading a board description: TOML into the record, every name and type checked, every fault reported with its file,
+// line and key.
 #include "board_description.h"
 
 #include <algorithm>
@@ -28,24 +28,26 @@ namespace {
 
 constexpr std::int64_t kMaxWord = 0xFFFFFFFF;
 constexpr std::size_t kShownKeyBytes = 40; // of a key with too many parts
+constexpr std::size_t kMaxFaults = 1000;
 
-// One reading; the first fault stays.
+// One reading. A reader goes on after a fault, to find the others.
 struct Reading {
     const std::string &name;
-    std::string &error;
+    std::vector<Fault> &faults;
     BoardDescription board;
 
     bool fault(const toml::source_region &where, std::string_view table, std::string_view key,
                std::string_view reason) {
-        if (error.empty()) {
-            error = name + ":" + std::to_string(where.begin.line) + ": ";
-            if (!table.empty()) {
-                error.append("[").append(table).append("] ");
-            }
-            if (!key.empty()) {
-                error.append(key).append(": ");
-            }
-            error.append(reason);
+        std::string text = name + ":" + std::to_string(where.begin.line) + ": ";
+        if (!table.empty()) {
+            text.append("[").append(table).append("] ");
+        }
+        if (!key.empty()) {
+            text.append(key).append(": ");
+        }
+        text.append(reason);
+        if (faults.size() < kMaxFaults) {
+            faults.push_back({where.begin.line, std::move(text)});
         }
         return false;
     }
@@ -78,12 +80,13 @@ bool wrong_type(Reading &reading, const toml::node &node, std::string_view table
 
 bool only_known_keys(Reading &reading, const toml::table &table, std::string_view name,
                      std::span<const std::string_view> known) {
+    bool known_all = true;
     for (const auto &[key, node] : table) {
         if (std::find(known.begin(), known.end(), key.str()) == known.end()) {
-            return reading.fault(key.source(), name, key.str(), "unknown key");
+            known_all = reading.fault(key.source(), name, key.str(), "unknown key");
         }
     }
-    return true;
+    return known_all;
 }
 
 // A number from `low` to `high`; `value` stays as it was when the key is absent and not required.
@@ -113,45 +116,45 @@ bool has_control_character(std::string_view text) {
 bool read_board_table(Reading &reading, const toml::table &table) {
     constexpr std::array<std::string_view, 2> kKeys = {"slot", "type"};
     constexpr std::string_view kName = "board";
-    if (!only_known_keys(reading, table, kName, kKeys)) {
-        return false;
-    }
+    bool good = only_known_keys(reading, table, kName, kKeys);
     const toml::node *slot = table.get("slot");
     if (slot != nullptr && slot->is_string()) {
         if (slot->as_string()->get() != "none") {
-            return reading.fault(slot->source(), kName, "slot", "must be a number or \"none\"");
+            good = reading.fault(slot->source(), kName, "slot", "must be a number or \"none\"");
         }
     } else {
         std::uint32_t number = 0;
-        if (!read_word(reading, table, kName, "slot", 0, kMaxSlot, true, number)) {
-            return false;
+        if (read_word(reading, table, kName, "slot", 0, kMaxSlot, true, number)) {
+            reading.board.slot = number;
+        } else {
+            good = false;
         }
-        reading.board.slot = number;
     }
-    return read_word(reading, table, kName, "type", 0, kMaxWord, true, reading.board.type);
+    return read_word(reading, table, kName, "type", 0, kMaxWord, true, reading.board.type) && good;
 }
 
 bool read_chassis_table(Reading &reading, const toml::table &table) {
     constexpr std::array<std::string_view, 1> kKeys = {"type"};
-    return only_known_keys(reading, table, "chassis", kKeys) &&
-           read_word(reading, table, "chassis", "type", 0, kMaxWord, true, reading.board.chassis_type);
+    const bool known = only_known_keys(reading, table, "chassis", kKeys);
+    return read_word(reading, table, "chassis", "type", 0, kMaxWord, true, reading.board.chassis_type) && known;
 }
 
 bool read_environment_table(Reading &reading, const toml::table &table) {
     constexpr std::string_view kName = "environment";
+    bool good = true;
     for (const auto &[key, node] : table) {
         if (const auto *number = node.as_integer()) {
             reading.board.environment.emplace(key.str(), std::to_string(number->get()));
         } else if (const auto *text = node.as_string()) {
             if (has_control_character(text->get())) {
-                return reading.fault(node.source(), kName, key.str(), "holds a control character");
+                good = reading.fault(node.source(), kName, key.str(), "holds a control character");
             }
             reading.board.environment.emplace(key.str(), text->get());
         } else {
-            return wrong_type(reading, node, kName, key.str(), "a string or an integer");
+            good = wrong_type(reading, node, kName, key.str(), "a string or an integer");
         }
     }
-    return true;
+    return good;
 }
 
 bool read_fail_table(Reading &reading, const toml::table &table) {
@@ -160,15 +163,11 @@ bool read_fail_table(Reading &reading, const toml::table &table) {
     ForcedFailures &fail = reading.board.fail;
     const std::array<std::uint32_t *, 5> codes = {&fail.slot, &fail.board_type, &fail.backplane_type,
                                                   &fail.environment, &fail.elabel};
-    if (!only_known_keys(reading, table, "fail", kKeys)) {
-        return false;
-    }
+    bool good = only_known_keys(reading, table, "fail", kKeys);
     for (std::size_t i = 0; i < kKeys.size(); ++i) {
-        if (!read_word(reading, table, "fail", kKeys[i], 1, kMaxWord, false, *codes[i])) {
-            return false;
-        }
+        good = read_word(reading, table, "fail", kKeys[i], 1, kMaxWord, false, *codes[i]) && good;
     }
-    return true;
+    return good;
 }
 
 bool read_other_board(Reading &reading, const toml::table &table) {
@@ -176,9 +175,9 @@ bool read_other_board(Reading &reading, const toml::table &table) {
     constexpr std::string_view kName = "other_board";
     std::uint32_t slot = 0;
     std::uint32_t type = 0;
-    if (!only_known_keys(reading, table, kName, kKeys) ||
-        !read_word(reading, table, kName, "slot", 0, kMaxSlot, true, slot) ||
-        !read_word(reading, table, kName, "type", 0, kMaxWord, true, type)) {
+    const bool known = only_known_keys(reading, table, kName, kKeys);
+    const bool has_slot = read_word(reading, table, kName, "slot", 0, kMaxSlot, true, slot);
+    if (!read_word(reading, table, kName, "type", 0, kMaxWord, true, type) || !has_slot || !known) {
         return false;
     }
     if (reading.board.slot == slot) {
@@ -223,12 +222,11 @@ bool read_elabel(Reading &reading, const toml::table &table) {
     std::uint32_t slot = kOwnBoard;
     std::uint32_t index = 0;
     std::string_view line_end = "\n";
-    if (!only_known_keys(reading, table, kName, kKeys) ||
-        !read_word(reading, table, kName, "slot", 0, kMaxSlot, false, slot) ||
-        !read_word(reading, table, kName, "index", 0, kMaxWord, false, index) ||
-        !read_line_end(reading, table, line_end)) {
-        return false;
-    }
+    const std::size_t faults_before = reading.faults.size();
+    only_known_keys(reading, table, kName, kKeys);
+    read_word(reading, table, kName, "slot", 0, kMaxSlot, false, slot);
+    read_word(reading, table, kName, "index", 0, kMaxWord, false, index);
+    read_line_end(reading, table, line_end);
     const toml::node *lines = table.get("lines");
     if (lines == nullptr) {
         return reading.fault(table.source(), kName, "lines", "missing");
@@ -238,9 +236,10 @@ bool read_elabel(Reading &reading, const toml::table &table) {
     }
     std::string text;
     for (const toml::node &line : *lines->as_array()) {
-        if (!append_label_line(reading, line, line_end, text)) {
-            return false;
-        }
+        append_label_line(reading, line, line_end, text);
+    }
+    if (reading.faults.size() != faults_before) {
+        return false;
     }
     // The own board's labels are found under one number, however they are described.
     const std::uint32_t place = reading.board.slot == slot ? kOwnBoard : slot;
@@ -268,28 +267,24 @@ bool read_tables(Reading &reading, const toml::table &root, std::string_view nam
     if (array == nullptr) {
         return wrong_type(reading, *node, "", name, "an array of tables");
     }
+    bool good = true;
     for (const toml::node &element : *array) {
         const toml::table *table = element.as_table();
-        if (table == nullptr) {
-            return wrong_type(reading, element, "", name, "a table");
-        }
-        if (!read(reading, *table)) {
-            return false;
-        }
+        good = (table != nullptr ? read(reading, *table) : wrong_type(reading, element, "", name, "a table")) && good;
     }
-    return true;
+    return good;
 }
 
-bool read_description_tables(Reading &reading, const toml::table &root) {
+void read_description_tables(Reading &reading, const toml::table &root) {
     constexpr std::array<std::string_view, 6> kTables = {"board", "chassis", "environment",
                                                          "fail",  "elabel",  "other_board"};
-    return only_known_keys(reading, root, "", kTables) &&
-           read_table(reading, root, "board", true, read_board_table) &&
-           read_table(reading, root, "chassis", true, read_chassis_table) &&
-           read_table(reading, root, "environment", false, read_environment_table) &&
-           read_table(reading, root, "fail", false, read_fail_table) &&
-           read_tables(reading, root, "other_board", read_other_board) &&
-           read_tables(reading, root, "elabel", read_elabel);
+    only_known_keys(reading, root, "", kTables);
+    read_table(reading, root, "board", true, read_board_table);
+    read_table(reading, root, "chassis", true, read_chassis_table);
+    read_table(reading, root, "environment", false, read_environment_table);
+    read_table(reading, root, "fail", false, read_fail_table);
+    read_tables(reading, root, "other_board", read_other_board);
+    read_tables(reading, root, "elabel", read_elabel);
 }
 
 std::string_view trimmed(std::string_view text) {
@@ -312,6 +307,61 @@ std::string_view key_on_line(std::string_view text, std::size_t line) {
     text = text.substr(0, text.find('\n'));
     const std::size_t equals = text.find('=');
     return equals == std::string_view::npos ? std::string_view{} : trimmed(text.substr(0, equals));
+}
+
+// Where a scan of the text is: comments may hold anything, and a number sign in a text begins none.
+enum class Place { kPlain, kComment, kText, kLiteral, kLongText, kLongLiteral };
+
+Place after_quote(std::string_view rest, char quote) {
+    const bool is_long = rest.size() >= 3 && rest[1] == quote && rest[2] == quote;
+    if (quote == '"') {
+        return is_long ? Place::kLongText : Place::kText;
+    }
+    return is_long ? Place::kLongLiteral : Place::kLiteral;
+}
+
+// How many characters end the place that `rest` is in; 0: none do.
+std::size_t end_length(Place place, std::string_view rest) {
+    switch (place) {
+    case Place::kComment:
+        return rest[0] == '\n' ? 1 : 0;
+    case Place::kText:
+        return rest[0] == '"' || rest[0] == '\n' ? 1 : 0;
+    case Place::kLiteral:
+        return rest[0] == '\'' || rest[0] == '\n' ? 1 : 0;
+    case Place::kLongText:
+        return rest.starts_with("\"\"\"") ? 3 : 0;
+    case Place::kLongLiteral:
+        return rest.starts_with("'''") ? 3 : 0;
+    default:
+        return 0;
+    }
+}
+
+// The text without a byte-order mark, and with a question mark for each byte outside ASCII in a comment.
+std::string with_plain_comments(std::string_view text) {
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    if (text.starts_with(kByteOrderMark)) {
+        text.remove_prefix(kByteOrderMark.size());
+    }
+    std::string plain(text);
+    Place place = Place::kPlain;
+    for (std::size_t at = 0; at < plain.size(); ++at) {
+        const std::string_view rest = std::string_view(plain).substr(at);
+        if (place == Place::kPlain) {
+            const char c = rest[0];
+            place = c == '#' ? Place::kComment : c == '"' || c == '\'' ? after_quote(rest, c) : Place::kPlain;
+            at += place == Place::kLongText || place == Place::kLongLiteral ? 2 : 0;
+        } else if (const std::size_t length = end_length(place, rest); length != 0) {
+            place = Place::kPlain;
+            at += length - 1;
+        } else if (place == Place::kComment) {
+            plain[at] = static_cast<unsigned char>(plain[at]) >= 0x80 ? '?' : plain[at];
+        } else if (rest[0] == '\\' && (place == Place::kText || place == Place::kLongText)) {
+            ++at;
+        }
+    }
+    return plain;
 }
 
 // The reader's behaviour is undefined for some characters outside ASCII where a key is expected, so none reaches it;
@@ -347,9 +397,11 @@ bool only_short_keys(Reading &reading, std::string_view text) {
 
 } // namespace
 
-std::optional<BoardDescription> parse_board(std::string_view text, const std::string &name, std::string &error) {
-    error.clear();
-    Reading reading{name, error, {}};
+std::optional<BoardDescription> parse_board(std::string_view given, const std::string &name,
+                                            std::vector<Fault> &faults) {
+    faults.clear();
+    Reading reading{name, faults, {}};
+    const std::string text = with_plain_comments(given);
     if (!only_ascii(reading, text) || !only_short_keys(reading, text)) {
         return std::nullopt;
     }
@@ -359,10 +411,18 @@ std::optional<BoardDescription> parse_board(std::string_view text, const std::st
         reading.fault(found.source(), "", key_on_line(text, found.source().begin.line), found.description());
         return std::nullopt;
     }
-    if (!read_description_tables(reading, parsed.table())) {
+    read_description_tables(reading, parsed.table());
+    if (!faults.empty()) {
         return std::nullopt;
     }
     return std::move(reading.board);
+}
+
+std::optional<BoardDescription> parse_board(std::string_view text, const std::string &name, std::string &error) {
+    std::vector<Fault> faults;
+    auto board = parse_board(text, name, faults);
+    error = faults.empty() ? "" : faults.front().text;
+    return board;
 }
 
 std::optional<std::string> read_description(const std::string &path, std::string &error) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace host {
 
@@ -37,7 +38,18 @@ struct BoardDescription {
 
 inline constexpr std::uint32_t kOwnBoard = 0xFFFFFFFFU;
 
-// Reads a description. Nothing, with "name:line: [table] key: reason" in `error`, where it breaks the format.
+struct Fault {
+    std::size_t line;
+    std::string text; // "name:line: [table] key: reason"
+};
+
+// Reads a description. Nothing, with every fault in `faults`, where it breaks the format. A fault of the syntax hides
+// those after it.
+std::optional<BoardDescription> parse_board(std::string_view text, const std::string &name,
+                                            std::vector<Fault> &faults);
+
+// The same with the first fault alone: nothing, with "name:line: [table] key: reason" in `error`, where it breaks the
+// format.
 std::optional<BoardDescription> parse_board(std::string_view text, const std::string &name, std::string &error);
 
 // Reads a file of at most kMaxDescriptionBytes; nothing, with the reason in `error`, where that fails.

@@ -4,17 +4,20 @@
 #include "board_description.h"
 #include "builtin_board.h"
 #include "drv_basic_host.h"
+#include "fork_guard.h"
 #include "line_text.h"
+#include "uncancelled.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <memory>
 #include <mutex>
-#include <pthread.h>
 #include <string>
 #include <string_view>
 #include <unistd.h>
+#include <vector>
 
 #define DRV_EXPORT extern "C" __attribute__((visibility("default")))
 
@@ -37,8 +40,7 @@ Driver &driver() {
 }
 
 [[gnu::constructor]] void keep_lock_usable_after_fork() {
-    driver();
-    pthread_atfork([] { driver().mutex.lock(); }, [] { driver().mutex.unlock(); }, [] { driver().mutex.unlock(); });
+    host::keep_usable_after_fork(driver().mutex);
 }
 
 uint32_t unusable(Driver &state, const std::string &error) {
@@ -78,6 +80,7 @@ uint32_t load_path(Driver &state, const char *path) {
 
 // The board in force, or null when its description cannot be used.
 BoardPointer board_in_force() {
+    const host::Uncancelled uncancelled;
     Driver &state = driver();
     const std::lock_guard<std::mutex> lock(state.mutex);
     if (!state.board && !state.tried) {
@@ -89,6 +92,7 @@ BoardPointer board_in_force() {
 
 template <typename Load>
 uint32_t load_guarded(Load load) {
+    const host::Uncancelled uncancelled;
     Driver &state = driver();
     const std::lock_guard<std::mutex> lock(state.mutex);
     try {
@@ -222,4 +226,35 @@ uint32_t DRV_HostDescriptionError(char *buffer, uint32_t bufferLen) {
     const std::size_t length = state.error.copy(buffer, bufferLen - 1);
     buffer[length] = '\0';
     return 0;
+}
+
+uint32_t DRV_HostCheckBoard(const char *path, DRV_HOST_FAULT_VISITOR visitor, void *context) {
+    if (path == nullptr || visitor == nullptr) {
+        return DRV_HOST_ERR_ARGUMENT;
+    }
+    try {
+        std::string error;
+        std::vector<host::Fault> faults;
+        const auto text = host::read_description(path, error);
+        if (!text) {
+            faults.push_back({0, error});
+        } else {
+            host::parse_board(*text, path, faults);
+        }
+        std::stable_sort(faults.begin(), faults.end(),
+                         [](const host::Fault &a, const host::Fault &b) { return a.line < b.line; });
+        for (const host::Fault &fault : faults) {
+            std::string line;
+            host::append_escaped(line, fault.text);
+            visitor(line.c_str(), context);
+        }
+        return faults.empty() ? 0 : DRV_HOST_ERR_DESCRIPTION;
+    } catch (const std::exception &) {
+        visitor("no memory", context);
+        return DRV_HOST_ERR_DESCRIPTION;
+    }
+}
+
+const char *DRV_HostExampleBoard(void) {
+    return host::kBuiltinBoard;
 }

@@ -65,6 +65,24 @@ DRV_HOST_API uint32_t DRV_HostLoadBoardText(const char *name, const char *text, 
  */
 DRV_HOST_API uint32_t DRV_HostDescriptionError(char *buffer, uint32_t bufferLen);
 
+/* Receives one fault, "file:line: [table] key: reason", without a line end. The text lives during the call. */
+typedef void (*DRV_HOST_FAULT_VISITOR)(const char *fault, void *context);
+
+/*
+ * Checks a description without using it, and visits every fault in the order of lines. A fault of the syntax hides
+ * those after it.
+ *
+ * path: the file, not null. visitor: not null. context: handed to the visitor as it is.
+ *
+ * 0: no fault. DRV_HOST_ERR_DESCRIPTION: there are faults. DRV_HOST_ERR_ARGUMENT: path or visitor is null.
+ *
+ * Any thread.
+ */
+DRV_HOST_API uint32_t DRV_HostCheckBoard(const char *path, DRV_HOST_FAULT_VISITOR visitor, void *context);
+
+/* The description of the built-in board, zero-terminated; an example to begin with. Any thread. */
+DRV_HOST_API const char *DRV_HostExampleBoard(void);
+
 #ifdef __cplusplus
 }
 #endif

@@ -2,6 +2,7 @@
 // line for each change and each debug text. Knows nothing of who calls it.
 #include "im_agent.h"
 
+#include "fork_guard.h"
 #include "im_agent_host.h"
 #include "line_text.h"
 #include "miro.h"
@@ -42,7 +43,8 @@ constinit std::uint64_t g_init_calls = 0;
 constinit host::LineLog g_log{"ORVA_HOST_IM_LOG"};
 
 [[gnu::constructor]] void keep_locks_usable_after_fork() {
-    g_log.keep_usable_after_fork(g_mutex);
+    host::keep_usable_after_fork(g_mutex);
+    host::keep_usable_after_fork(g_log.lock());
 }
 
 // The caller's clock, empty where it does not answer: the line then carries the system's.

@@ -78,12 +78,11 @@ void keep_own_watch_in_child() {
         watch.id = gettid();
     }
     g_monitor_started = false;
-    g_lock.unlock();
 }
 
 [[gnu::constructor]] void prepare_fork() {
     watches();
-    pthread_atfork([] { g_lock.lock(); }, [] { g_lock.unlock(); }, keep_own_watch_in_child);
+    host::keep_usable_after_fork(g_lock, keep_own_watch_in_child);
 }
 
 struct Finding {

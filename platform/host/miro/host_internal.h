@@ -2,6 +2,7 @@
 #ifndef HOST_INTERNAL_H
 #define HOST_INTERNAL_H
 
+#include "fork_guard.h"
 #include "reporter.h"
 
 #include <cstdint>
@@ -15,11 +16,15 @@ namespace host {
 // Where every source of the OS layer reports misuse.
 extern Reporter g_reporter;
 
-// Keeps a lock usable in a child process, whatever the other threads were doing at the fork.
-template <std::mutex &lock>
-void keep_usable_after_fork() {
-    pthread_atfork([] { lock.lock(); }, [] { lock.unlock(); }, [] { lock.unlock(); });
-}
+// What MIRO_Unzip takes from one archive.
+struct UnzipLimits {
+    std::uint64_t bytes;
+    std::uint32_t entries;
+    std::uint32_t ratio;
+    std::uint32_t depth;
+};
+
+UnzipLimits unzip_limits();
 
 // Starts a detached thread of the platform's own, with every signal blocked. False, with errno set, on failure.
 bool start_service_thread(const char *name, void (*body)(void *unused));

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <mutex>
 #include <string>
 #include <system_error>
 #include <unistd.h>
@@ -26,9 +27,30 @@ constexpr std::uint32_t kMemHandle = 0x4D49524Fu;
 
 std::atomic<bool> g_leak_report_at_exit{false};
 
+std::mutex g_limits_lock;
+host::UnzipLimits g_unzip_limits{
+    .bytes = MIRO_HOST_UNZIP_BYTES,
+    .entries = MIRO_HOST_UNZIP_ENTRIES,
+    .ratio = MIRO_HOST_UNZIP_RATIO,
+    .depth = MIRO_HOST_UNZIP_DEPTH,
+};
+
+template <typename Value>
+void set_unless_zero(Value &setting, Value value) {
+    setting = value != 0 ? value : setting;
+}
+
+void set_unzip_limits(const MIRO_HOST_CONFIG &config) {
+    const std::lock_guard<std::mutex> guard(g_limits_lock);
+    set_unless_zero(g_unzip_limits.bytes, config.unzipMaxBytes);
+    set_unless_zero(g_unzip_limits.entries, config.unzipMaxEntries);
+    set_unless_zero(g_unzip_limits.ratio, config.unzipMaxRatio);
+    set_unless_zero(g_unzip_limits.depth, config.unzipMaxDepth);
+}
+
 [[gnu::constructor]] void prepare_fork() {
-    pthread_atfork([] { host::g_reporter.lock().lock(); }, [] { host::g_reporter.lock().unlock(); },
-                   [] { host::g_reporter.lock().unlock(); });
+    host::keep_usable_after_fork(g_limits_lock);
+    host::keep_usable_after_fork(host::g_reporter.lock());
 }
 
 void report_line(const char *line, void *descriptor) {
@@ -52,7 +74,7 @@ void report_line(const char *line, void *descriptor) {
         return;
     }
     if (to_file) {
-        descriptor = open(asked, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+        descriptor = host::open_log(asked, host::kLogMode);
         if (descriptor < 0) {
             host::g_reporter.line("the file \"%s\" for the leak report cannot be opened: %s", asked,
                                   std::generic_category().message(errno).c_str());
@@ -67,6 +89,11 @@ void report_line(const char *line, void *descriptor) {
 
 } // namespace
 
+host::UnzipLimits host::unzip_limits() {
+    const std::lock_guard<std::mutex> guard(g_limits_lock);
+    return g_unzip_limits;
+}
+
 MIRO_EXPORT uint32_t MIRO_HostStart(const MIRO_HOST_CONFIG *config, uint32_t *memHandle) {
     if (memHandle == nullptr) {
         return MIRO_HOST_ERR_ARGUMENT;
@@ -76,6 +103,7 @@ MIRO_EXPORT uint32_t MIRO_HostStart(const MIRO_HOST_CONFIG *config, uint32_t *me
         if (config->deadLoopLimitMs != 0) {
             MIRO_HostSetDeadLoopLimit(config->deadLoopLimitMs);
         }
+        set_unzip_limits(*config);
     }
     *memHandle = kMemHandle;
     return MIRO_HOST_OK;

@@ -1,13 +1,17 @@
 // Accounting as others see it: per partition, per call site, and what was not freed.
 #include "miro_host.h"
 
+#include "block_pool.h"
 #include "host_internal.h"
 #include "line_text.h"
 #include "memory_table.h"
 
 #include <algorithm>
 #include <exception>
+#include <map>
+#include <set>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <unistd.h>
 #include <vector>
@@ -28,22 +32,66 @@ struct SiteCopy {
     std::string file;
     std::uint32_t line;
     Account account;
+    const host::Site *site;
 };
 
 void copy_sites(std::uint8_t number, const Partition &partition, std::vector<SiteCopy> &copies) {
     if (partition.without_site.total_blocks != 0) {
-        copies.push_back({number, partition.name, false, "", 0, partition.without_site});
+        copies.push_back({number, partition.name, false, "", 0, partition.without_site, nullptr});
     }
-    for (const auto &[key, account] : partition.sites) {
-        copies.push_back({number, partition.name, true, key.file, key.line, account});
+    for (const host::Site &site : partition.sites) {
+        const auto &[key, account] = site;
+        if (account.total_blocks != 0) {
+            copies.push_back({number, partition.name, true, key.file, key.line, account, &site});
+        }
     }
 }
 
-// The sites of one partition, or of all for number 0.
-std::vector<SiteCopy> sites_of(std::uint8_t number) {
+// The area of the library whose blocks live as long as the process: its diagnostic manager has no end.
+constexpr std::string_view kKeptArea = "src/comm/orva_diag";
+
+// Blocks of that area, and those that they point to.
+struct Kept {
+    Account sum;
+    std::map<const host::Site *, Account> by_site;
+    std::set<const void *> starts;
+
+    void add(const void *start, const host::Block &block) {
+        if (starts.insert(start).second) {
+            sum.add(block.size);
+            by_site[block.site].add(block.size);
+        }
+    }
+};
+
+// Other threads may write a block meanwhile: a word that is half old names no block, or one that is kept a moment
+// later.
+__attribute__((no_sanitize("address", "thread"))) const void *word_at(const void *start, std::size_t index) {
+    return static_cast<const void *const volatile *>(start)[index];
+}
+
+void keep_with_what_it_points_to(const void *start, const host::Block &block, void *context) {
+    if (block.site == nullptr || block.site->first.file != kKeptArea) {
+        return;
+    }
+    Kept &kept = *static_cast<Kept *>(context);
+    kept.add(start, block);
+    for (std::size_t i = 0; i < block.size / sizeof(void *); ++i) {
+        const void *word = word_at(start, i);
+        if (const host::Block *found = word != nullptr ? host::find_block(word) : nullptr; found != nullptr) {
+            kept.add(word, *found);
+        }
+    }
+}
+
+// The sites of one partition, or of all for number 0. `kept`, if any, receives what is left out of a leak report.
+std::vector<SiteCopy> sites_of(std::uint8_t number, Kept *kept = nullptr) {
     std::vector<SiteCopy> copies;
     {
         const Guard guard(g_memory_lock);
+        if (kept != nullptr) {
+            host::visit_blocks(keep_with_what_it_points_to, kept);
+        }
         const auto &partitions = host::memory_table().partitions;
         for (std::size_t i = 1; i < partitions.size(); ++i) {
             if (partitions[i] && (number == 0 || number == i)) {
@@ -99,17 +147,32 @@ std::string sum_line(const Account &sum, std::size_t sites) {
     return line;
 }
 
+std::string kept_line(const Account &sum) {
+    std::string line = "leak report: left out: ";
+    append_amount(line, sum.live_blocks, "block");
+    line.append(", ");
+    append_amount(line, sum.live_bytes, "byte");
+    return line.append(", which ").append(kKeptArea).append(" keeps for the life of the process");
+}
+
 void write_to_standard_error(const char *line, void * /*context*/) {
     host::write_all(STDERR_FILENO, std::string("miro: ") + line + "\n");
 }
 
 std::uint64_t count_live_blocks() {
     const Guard guard(g_memory_lock);
-    return host::memory_table().blocks.size();
+    return host::live_blocks();
 }
 
 std::uint64_t report_leaks(MIRO_HOST_REPORTER sink, void *context) {
-    std::vector<SiteCopy> sites = sites_of(0);
+    Kept kept;
+    std::vector<SiteCopy> sites = sites_of(0, &kept);
+    for (SiteCopy &site : sites) {
+        if (const auto found = kept.by_site.find(site.site); site.site != nullptr && found != kept.by_site.end()) {
+            site.account.live_blocks -= found->second.live_blocks;
+            site.account.live_bytes -= found->second.live_bytes;
+        }
+    }
     std::erase_if(sites, [](const SiteCopy &site) { return site.account.live_blocks == 0; });
     std::stable_sort(sites.begin(), sites.end(), [](const SiteCopy &a, const SiteCopy &b) {
         return a.account.live_bytes > b.account.live_bytes;
@@ -121,6 +184,9 @@ std::uint64_t report_leaks(MIRO_HOST_REPORTER sink, void *context) {
         sum.live_bytes += site.account.live_bytes;
     }
     sink(sum_line(sum, sites.size()).c_str(), context);
+    if (kept.sum.live_blocks != 0) {
+        sink(kept_line(kept.sum).c_str(), context);
+    }
     return sum.live_blocks;
 }
 

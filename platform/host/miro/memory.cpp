@@ -1,7 +1,7 @@
-// Memory partitions. Memory comes from the C library; which block is live is known from a table of our own, so that
-// no pointer that a caller hands in is trusted.
+// Memory partitions: their bounds, and the accounting per partition and call site.
 #include "miro_host.h"
 
+#include "block_pool.h"
 #include "host_internal.h"
 #include "memory_table.h"
 
@@ -50,7 +50,7 @@ using Guard = std::lock_guard<std::mutex>;
 constexpr char kNoFile[] = "(no file)";
 
 [[gnu::constructor]] void prepare_fork() {
-    host::keep_usable_after_fork<g_memory_lock>();
+    host::keep_usable_after_fork(g_memory_lock);
 }
 
 Partition *find_partition(std::uint8_t number) {
@@ -78,25 +78,30 @@ bool has_room(const Partition &partition, std::size_t size) {
     return live <= bound && size <= bound - live;
 }
 
-Site *find_or_add_site(Partition &partition, const char *file, std::uint32_t line) {
+// Where the latest site of that file and line is kept. The text may have moved, so the site decides, not the place.
+host::KnownSite &known_site(std::uint8_t number, const char *file, std::uint32_t line) {
+    const auto address = reinterpret_cast<std::uintptr_t>(file);
+    const std::size_t hash = (address >> 4 ^ address >> 12 ^ std::size_t{line} * 31 ^ number) % host::kKnownSites;
+    return host::memory_table().known_sites[hash];
+}
+
+// May throw.
+Site *find_or_add_site(std::uint8_t number, Partition &partition, const char *file, std::uint32_t line) {
     if (partition.debug_option < kMaxDebugOption) {
         return nullptr;
     }
-    const host::SiteView view{line, file != nullptr ? file : kNoFile};
-    auto found = partition.sites.find(view);
-    if (found == partition.sites.end()) {
-        found = partition.sites.emplace(host::SiteKey{line, std::string(view.file)}, Account{}).first;
+    const char *name = file != nullptr ? file : kNoFile;
+    host::KnownSite &known = known_site(number, name, line);
+    if (known.site != nullptr && known.partition == number && known.site->first.line == line &&
+        std::strcmp(known.site->first.file.c_str(), name) == 0) {
+        return known.site;
     }
+    auto found = partition.sites.find(host::SiteView{line, name});
+    if (found == partition.sites.end()) {
+        found = partition.sites.emplace(host::SiteKey{line, name}, Account{}).first;
+    }
+    known = {&*found, number};
     return &*found;
-}
-
-// Enters a block of the C library into the table. May throw, with the table as it was.
-void enter_block(std::uint8_t number, Partition &partition, void *memory, std::size_t size, const char *file,
-                 std::uint32_t line) {
-    Site *site = find_or_add_site(partition, file, line);
-    host::memory_table().blocks.emplace(memory, Block{size, site, number});
-    partition.account.add(size);
-    (site != nullptr ? site->second : partition.without_site).add(size);
 }
 
 void *allocate(std::uint8_t number, std::size_t size, const char *file, std::uint32_t line) {
@@ -105,14 +110,17 @@ void *allocate(std::uint8_t number, std::size_t size, const char *file, std::uin
     if (partition == nullptr) {
         return nullptr;
     }
-    void *memory = has_room(*partition, size) ? std::malloc(std::max<std::size_t>(size, 1)) : nullptr;
-    if (memory != nullptr) {
-        try {
-            enter_block(number, *partition, memory, size, file, line);
+    try {
+        const bool fits = has_room(*partition, size);
+        Site *site = fits ? find_or_add_site(number, *partition, file, line) : nullptr;
+        void *memory = fits ? host::add_block(size, site, number) : nullptr;
+        if (memory != nullptr) {
+            partition->account.add(size);
+            (site != nullptr ? site->second : partition->without_site).add(size);
             return memory;
-        } catch (const std::exception &) {
-            std::free(memory);
         }
+    } catch (const std::exception &) {
+        // No memory for a call site: there is none for the block.
     }
     ++partition->failed_allocations;
     return nullptr;
@@ -123,25 +131,25 @@ void remember_freed(MemoryTable &table, const void *block, const char *file, std
     table.next_freed = (table.next_freed + 1) % host::kFreedKept;
     freed.block = block;
     freed.line = line;
-    const std::string_view name = file != nullptr ? file : kNoFile;
-    const std::size_t length = std::min(name.size(), sizeof freed.file - 1);
-    std::memcpy(freed.file, name.data() + (name.size() - length), length);
-    freed.file[length] = '\0';
+    const char *name = file != nullptr ? file : kNoFile;
+    if (memccpy(freed.file, name, '\0', sizeof freed.file) == nullptr) {
+        std::memcpy(freed.file, name + std::strlen(name) - (sizeof freed.file - 1), sizeof freed.file);
+    }
 }
 
-// Takes a block out of the table; false when no live block starts there.
-bool take_block(const void *block, const char *file, std::uint32_t line) {
+// Frees a block; false when no live block starts there.
+bool take_block(void *block, const char *file, std::uint32_t line) {
     const Guard guard(g_memory_lock);
     MemoryTable &table = host::memory_table();
-    const auto found = table.blocks.find(block);
-    if (found == table.blocks.end()) {
+    const Block *found = host::find_block(block);
+    if (found == nullptr) {
         return false;
     }
-    const Block taken = found->second;
+    const Block taken = *found;
     Partition &partition = *table.partitions[taken.partition];
     partition.account.remove(taken.size);
     (taken.site != nullptr ? taken.site->second : partition.without_site).remove(taken.size);
-    table.blocks.erase(found);
+    host::remove_block(block);
     remember_freed(table, block, file, line);
     return true;
 }
@@ -156,16 +164,14 @@ std::string explain_unknown(const void *pointer) {
             return std::string("freed already at ") + freed.file + ":" + std::to_string(freed.line);
         }
     }
-    const auto address = reinterpret_cast<std::uintptr_t>(pointer);
-    for (const auto &[start, block] : table.blocks) {
-        const std::uintptr_t distance = address - reinterpret_cast<std::uintptr_t>(start);
-        if (distance < block.size) {
-            std::string text = std::to_string(distance) + " bytes into a block of " + std::to_string(block.size);
-            if (block.site != nullptr) {
-                text += " from " + block.site->first.file + ":" + std::to_string(block.site->first.line);
-            }
-            return text;
+    const void *start = nullptr;
+    if (const Block *block = host::find_around(pointer, start); block != nullptr) {
+        const auto distance = static_cast<const char *>(pointer) - static_cast<const char *>(start);
+        std::string text = std::to_string(distance) + " bytes into a block of " + std::to_string(block->size);
+        if (block->site != nullptr) {
+            text += " from " + block->site->first.file + ":" + std::to_string(block->site->first.line);
         }
+        return text;
     }
     return "no block of any partition";
 }
@@ -241,13 +247,8 @@ MIRO_EXPORT uint32_t MIRO_MemPtDelete(uint8_t number) {
     if (!table.partitions[number]) {
         return MIRO_HOST_ERR_NO_PARTITION;
     }
-    std::erase_if(table.blocks, [number](const auto &entry) {
-        if (entry.second.partition != number) {
-            return false;
-        }
-        std::free(const_cast<void *>(entry.first));
-        return true;
-    });
+    host::remove_blocks_of(number);
+    table.known_sites.fill({});
     table.partitions[number].reset();
     return MIRO_HOST_OK;
 }
@@ -262,7 +263,6 @@ MIRO_EXPORT uint32_t MIRO_MemFree_F(uint32_t handle, void *block, const char *fi
         return MIRO_HOST_ERR_ARGUMENT;
     }
     if (take_block(block, file, line)) {
-        std::free(block);
         return MIRO_HOST_OK;
     }
     try {

@@ -10,7 +10,6 @@
 #include <mutex>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 
 namespace host {
 
@@ -61,6 +60,7 @@ struct Partition {
     Sites sites; // never shrinks while the partition lives: blocks point into it
 };
 
+// A live block.
 struct Block {
     std::size_t size;
     Site *site; // null: allocated without accounting per call site
@@ -77,9 +77,17 @@ struct Freed {
 inline constexpr std::size_t kPartitionNumbers = 256;
 inline constexpr std::size_t kFreedKept = 256;
 
+// Call sites come in runs: the latest one for each hash is found without the tree.
+struct KnownSite {
+    Site *site = nullptr; // null: empty
+    std::uint8_t partition = 0;
+};
+
+inline constexpr std::size_t kKnownSites = 256;
+
 struct MemoryTable {
     std::array<std::unique_ptr<Partition>, kPartitionNumbers> partitions;
-    std::unordered_map<const void *, Block> blocks;
+    std::array<KnownSite, kKnownSites> known_sites{};
     std::array<Freed, kFreedKept> freed{};
     std::size_t next_freed = 0;
     std::uint8_t last_number = 0;

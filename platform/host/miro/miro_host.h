@@ -37,13 +37,24 @@ extern "C" {
 #define MIRO_HOST_ERR_ARCHIVE 9u            /* not a zip archive, damaged, or encrypted */
 #define MIRO_HOST_ERR_ENTRY_REFUSED 10u     /* an entry of the archive would leave the destination */
 #define MIRO_HOST_ERR_WRITE 11u             /* an entry cannot be written */
+#define MIRO_HOST_ERR_LIMIT 12u             /* an archive is beyond a limit of MIRO_HOST_CONFIG */
 
 /* ---- Start ---------------------------------------------------------------------------------------------------- */
 
 typedef struct {
     uint32_t leakReportAtExit; /* not 0: a leak report on standard error when the process exits */
     uint32_t deadLoopLimitMs;  /* longest time in one dead-loop bracket; 0: as it is, at first 5000 ms */
+    /* What MIRO_Unzip takes from one archive. 0: as it is, at first the default. */
+    uint64_t unzipMaxBytes;   /* sum of what is unpacked, bytes; MIRO_HOST_UNZIP_BYTES */
+    uint32_t unzipMaxEntries; /* files, folders and links; MIRO_HOST_UNZIP_ENTRIES */
+    uint32_t unzipMaxRatio;   /* unpacked bytes per byte of the archive, from 1 MiB on; MIRO_HOST_UNZIP_RATIO */
+    uint32_t unzipMaxDepth;   /* parts of a name; MIRO_HOST_UNZIP_DEPTH */
 } MIRO_HOST_CONFIG;
+
+#define MIRO_HOST_UNZIP_BYTES (256ull * 1024u * 1024u)
+#define MIRO_HOST_UNZIP_ENTRIES 10000u
+#define MIRO_HOST_UNZIP_RATIO 200u
+#define MIRO_HOST_UNZIP_DEPTH 32u
 
 /*
  * Starts the OS layer for this process and hands out the memory handle that allocations pass. Nothing needs to be
@@ -134,12 +145,14 @@ typedef void (*MIRO_HOST_MEM_VISITOR)(const MIRO_HOST_MEM_SITE *site, void *cont
 MIRO_HOST_API uint32_t MIRO_HostMemWalk(uint8_t partition, MIRO_HOST_MEM_VISITOR visitor, void *context);
 
 /*
- * Reports every call site with live blocks, the largest first, and then the sum: one line each.
+ * Reports every call site with live blocks, the largest first, and then the sum: one line each. Blocks that the
+ * library keeps for the life of the process, those of its diagnostic manager, are left out, and a last line says how
+ * many.
  *
  * sink: receives the lines; null writes them to standard error.
  * context: handed to the sink as it is.
  *
- * Returns the number of live blocks in all partitions. Any thread.
+ * Returns the number of live blocks in all partitions that were reported. Any thread.
  */
 MIRO_HOST_API uint64_t MIRO_HostLeakReport(MIRO_HOST_REPORTER sink, void *context);
 

@@ -7,6 +7,7 @@
 
 #include "host_internal.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <bit>
@@ -23,7 +24,7 @@ std::mutex g_tree_lock;
 std::atomic<std::uint64_t> g_version{0}; // odd while a tree is being changed
 
 [[gnu::constructor]] void prepare_fork() {
-    host::keep_usable_after_fork<g_tree_lock>();
+    host::keep_usable_after_fork(g_tree_lock);
 }
 
 // Links lie at multiples of four bytes, where the processor promises no whole access to a pointer: each is read and
@@ -77,7 +78,8 @@ struct NodeTraits {
     static void set_right(node_ptr n, node_ptr to) {
         store_link(n, Link::right, to);
     }
-    // The two heights count from the shallower side: only their difference says something.
+    // Boost keeps the difference alone: while a change goes on, the heights of the nodes that it turns count from the
+    // shallower side. restore_heights() makes them true again.
     static balance get_balance(const_node_ptr n) {
         return n->rightHeight - n->leftHeight;
     }
@@ -101,6 +103,37 @@ using Place = Algorithms::insert_commit_data;
 
 std::atomic_ref<Node *> root_of(MIRO_AVL_TREE *tree) {
     return std::atomic_ref<Node *>(tree->root);
+}
+
+int height(const Node *node) {
+    return node == nullptr ? 0 : 1 + std::max(node->leftHeight, node->rightHeight);
+}
+
+void measure(Node *node) {
+    if (node != nullptr) {
+        node->leftHeight = static_cast<std::int16_t>(height(load_link(node, Link::left)));
+        node->rightHeight = static_cast<std::int16_t>(height(load_link(node, Link::right)));
+    }
+}
+
+// Makes the heights true after a change whose deepest node is `node`. What was turned on the way up is an ancestor of
+// it or the child of one.
+void restore_heights(Node *node) {
+    for (; node != nullptr; node = load_link(node, Link::parent)) {
+        measure(load_link(node, Link::left));
+        measure(load_link(node, Link::right));
+        measure(node);
+    }
+}
+
+// The deepest node that is not what it was once `node` is out: where it, or the next one in its place, is taken off.
+Node *deepest_changed(Node *node) {
+    Node *right = load_link(node, Link::right);
+    if (load_link(node, Link::left) == nullptr || right == nullptr) {
+        return load_link(node, Link::parent);
+    }
+    Node *successor = Algorithms::next_node(node);
+    return successor == right ? successor : load_link(successor, Link::parent);
 }
 
 // One change of one tree, made under the lock: readers see the version odd until it ends.
@@ -248,11 +281,14 @@ MIRO_EXPORT void *MIRO_AVL_Insert_Or_Find(MIRO_AVL_TREE *tree, MIRO_AVL_NODE *no
     if (equal != nullptr) {
         return equal->self;
     }
-    Change change(tree);
-    if (place.node == nullptr) {
-        place.node = change.header();
+    {
+        Change change(tree);
+        if (place.node == nullptr) {
+            place.node = change.header();
+        }
+        Algorithms::insert_unique_commit(change.header(), node, place);
     }
-    Algorithms::insert_unique_commit(change.header(), node, place);
+    restore_heights(node);
     return nullptr;
 }
 
@@ -262,9 +298,13 @@ MIRO_EXPORT void MIRO_AVL_Delete(MIRO_AVL_TREE *tree, MIRO_AVL_NODE *node) {
         const Guard guard(g_tree_lock);
         member = is_in_tree(tree, node);
         if (member) {
-            Change change(tree);
-            Algorithms::erase(change.header(), node);
-            Algorithms::init(node);
+            Node *deepest = deepest_changed(node);
+            {
+                Change change(tree);
+                Algorithms::erase(change.header(), node);
+                Algorithms::init(node);
+            }
+            restore_heights(deepest);
             node->leftHeight = -1;
             node->rightHeight = -1;
         }

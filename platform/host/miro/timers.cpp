@@ -59,12 +59,11 @@ void start_afresh_in_child() {
     ++state.process;
     // Its waiters stayed in the parent too, so it cannot be destroyed in order.
     new (&state.idle) std::condition_variable;
-    g_lock.unlock();
 }
 
 [[gnu::constructor]] void prepare_fork() {
     timers();
-    pthread_atfork([] { g_lock.lock(); }, [] { g_lock.unlock(); }, start_afresh_in_child);
+    host::keep_usable_after_fork(g_lock, start_afresh_in_child);
 }
 
 // Sets the kernel's timer to the nearest deadline, or stops it.

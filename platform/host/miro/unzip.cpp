@@ -3,7 +3,9 @@
 
 #include "archive_names.h"
 #include "host_internal.h"
+#include "uncancelled.h"
 
+#include <algorithm>
 #include <archive.h>
 #include <archive_entry.h>
 #include <cerrno>
@@ -12,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <fcntl.h>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -20,6 +23,7 @@
 #include <sched.h>
 #include <set>
 #include <string>
+#include <string_view>
 #include <sys/stat.h>
 #include <system_error>
 #include <thread>
@@ -50,13 +54,50 @@ struct Job {
     const char *zip_file;
     std::string destination; // absolute, without links
     Links links;             // names that the archive makes links of
-    std::string &report;     // why it failed, for the caller's thread to tell when it holds no lock
+    host::UnzipLimits limits;
+    std::uint64_t archive_bytes = 0;
+    std::uint64_t entries = 0; // of the pass that is under way
+    std::uint64_t bytes = 0;
+    std::string &report; // why it failed, for the caller's thread to tell when it holds no lock
 };
 
 std::uint32_t fail(std::uint32_t code, const Job &job, const char *what, const char *why) {
     job.report.assign("unzip of \"").append(job.zip_file).append("\" to \"").append(job.destination).append("\": ");
     job.report.append(what).append(": ").append(why != nullptr ? why : "no reason given");
     return code;
+}
+
+std::uint32_t beyond(const Job &job, const char *what, std::uint64_t limit, const char *unit) {
+    return fail(MIRO_HOST_ERR_LIMIT, job, what, ("more than " + std::to_string(limit) + " " + unit).c_str());
+}
+
+// Small archives of empty text have any ratio: it counts from a size at which it hurts.
+constexpr std::uint64_t kRatioCountsFrom = 1024 * 1024;
+
+std::uint32_t add_bytes(Job &job, const char *name, std::uint64_t bytes) {
+    job.bytes += bytes;
+    if (bytes > job.limits.bytes || job.bytes > job.limits.bytes) {
+        return beyond(job, name, job.limits.bytes, "bytes in all");
+    }
+    if (job.bytes >= kRatioCountsFrom && job.bytes / job.limits.ratio > job.archive_bytes) {
+        return beyond(job, name, job.limits.ratio, "bytes for each byte of the archive");
+    }
+    return MIRO_HOST_OK;
+}
+
+std::uint32_t add_entry(Job &job, const std::string &name) {
+    const auto depth = static_cast<std::uint64_t>(std::count(name.begin(), name.end(), '/')) + 1;
+    if (++job.entries > job.limits.entries) {
+        return beyond(job, name.c_str(), job.limits.entries, "entries");
+    }
+    return depth > job.limits.depth ? beyond(job, name.c_str(), job.limits.depth, "parts in a name") : MIRO_HOST_OK;
+}
+
+// Other methods take memory that the archive asks for, up to 4 GiB, before the first byte comes out.
+bool has_known_method(archive *reader) {
+    const char *format = archive_format_name(reader);
+    return format != nullptr &&
+           (std::strstr(format, "(uncompressed)") != nullptr || std::strstr(format, "(deflation)") != nullptr);
 }
 
 // Only archives with a whole directory at their end are read: one that was cut off is refused before anything is
@@ -122,27 +163,45 @@ std::uint32_t for_each_entry(const Job &job, const EntryVisitor &visit) {
     return MIRO_HOST_OK;
 }
 
+// What the archive says of itself; what comes out is counted again.
+std::uint32_t check_limits(Job &job, archive *reader, archive_entry *entry, const std::string &name) {
+    std::uint32_t code = add_entry(job, name);
+    if (code == MIRO_HOST_OK && archive_entry_size_is_set(entry) != 0) {
+        const la_int64_t size = archive_entry_size(entry);
+        code = add_bytes(job, name.c_str(), size < 0 ? UINT64_MAX : static_cast<std::uint64_t>(size));
+    }
+    if (code == MIRO_HOST_OK && archive_entry_filetype(entry) == AE_IFREG && !has_known_method(reader)) {
+        code = fail(MIRO_HOST_ERR_ARCHIVE, job, name.c_str(), "neither stored nor deflated");
+    }
+    return code;
+}
+
 std::uint32_t check_all(Job &job) {
     std::string name;
-    const std::uint32_t code = for_each_entry(job, [&](archive *, archive_entry *entry) {
+    const std::uint32_t code = for_each_entry(job, [&](archive *reader, archive_entry *entry) {
         const std::uint32_t refused = check_entry(job, entry, name);
         if (refused == MIRO_HOST_OK && archive_entry_filetype(entry) == AE_IFLNK) {
             job.links.insert(name);
         }
-        return refused;
+        return refused != MIRO_HOST_OK ? refused : check_limits(job, reader, entry, name);
     });
+    job.bytes = 0;
     // Once more with all links known: an entry may come before the link that its name leads through.
     return code != MIRO_HOST_OK
                ? code
                : for_each_entry(job, [&](archive *, archive_entry *entry) { return check_entry(job, entry, name); });
 }
 
-std::uint32_t copy_content(const Job &job, archive *reader, archive *writer, const char *path) {
+std::uint32_t copy_content(Job &job, archive *reader, archive *writer, const char *path) {
     const void *bytes = nullptr;
     std::size_t size = 0;
     la_int64_t offset = 0;
     int result = ARCHIVE_OK;
     while ((result = archive_read_data_block(reader, &bytes, &size, &offset)) == ARCHIVE_OK) {
+        const std::uint32_t code = add_bytes(job, path, size);
+        if (code != MIRO_HOST_OK) {
+            return code;
+        }
         if (archive_write_data_block(writer, bytes, size, offset) < ARCHIVE_OK) {
             return fail(MIRO_HOST_ERR_WRITE, job, path, archive_error_string(writer));
         }
@@ -151,7 +210,7 @@ std::uint32_t copy_content(const Job &job, archive *reader, archive *writer, con
                                  : fail(MIRO_HOST_ERR_ARCHIVE, job, path, archive_error_string(reader));
 }
 
-std::uint32_t write_entry(const Job &job, archive *reader, archive *writer, archive_entry *entry) {
+std::uint32_t write_entry(Job &job, archive *reader, archive *writer, archive_entry *entry) {
     std::string name;
     const std::uint32_t refused = check_entry(job, entry, name);
     if (refused != MIRO_HOST_OK || name.empty()) {
@@ -174,7 +233,7 @@ std::uint32_t write_entry(const Job &job, archive *reader, archive *writer, arch
     return code;
 }
 
-std::uint32_t write_all_entries(const Job &job) {
+std::uint32_t write_all_entries(Job &job) {
     const Writer writer(archive_write_disk_new());
     if (!writer || archive_write_disk_set_options(writer.get(), kWriteFlags) != ARCHIVE_OK) {
         return fail(MIRO_HOST_ERR_NO_MEMORY, job, "not started", "no memory");
@@ -223,14 +282,44 @@ private:
     locale_t previous_ = nullptr;
 };
 
+struct ArchiveFile {
+    std::uint64_t bytes = 0;
+    bool is_empty_archive = false; // an end record that says so, and nothing else; libarchive takes it for damaged
+};
+
+ArchiveFile look_at(const char *zip_file) {
+    constexpr std::string_view kEmpty{"PK\5\6\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0", 20};
+    constexpr std::size_t kEndRecord = 22;
+    ArchiveFile file;
+    struct stat status {};
+    unsigned char end[kEndRecord];
+    const int fd = open(zip_file, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd >= 0 && fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) {
+        file.bytes = static_cast<std::uint64_t>(status.st_size);
+        if (read(fd, end, sizeof end) == ssize_t{kEndRecord} && std::memcmp(end, kEmpty.data(), kEmpty.size()) == 0) {
+            file.is_empty_archive = file.bytes == kEndRecord + end[20] + std::uint64_t{256} * end[21];
+        }
+    }
+    if (fd >= 0) {
+        close(fd);
+    }
+    return file;
+}
+
 std::uint32_t unpack(const char *zip_file, const char *destination, std::string &report) {
-    Job job{.zip_file = zip_file, .destination = destination, .links = {}, .report = report};
+    Job job{.zip_file = zip_file,
+            .destination = destination,
+            .links = {},
+            .limits = host::unzip_limits(),
+            .report = report};
     const Utf8Names utf8_names;
-    std::uint32_t code = check_all(job);
+    const ArchiveFile file = look_at(zip_file);
+    job.archive_bytes = file.bytes;
+    std::uint32_t code = file.is_empty_archive ? MIRO_HOST_OK : check_all(job);
     if (code == MIRO_HOST_OK) {
         code = prepare_destination(job, destination);
     }
-    return code == MIRO_HOST_OK ? write_all_entries(job) : code;
+    return code == MIRO_HOST_OK && !file.is_empty_archive ? write_all_entries(job) : code;
 }
 
 std::uint32_t unpack_or_no_memory(const char *zip_file, const char *destination, std::string &report) {
@@ -247,10 +336,11 @@ std::mutex g_one_at_a_time;
 
 // A fork does not wait for an archive, and the child has no archive under way.
 [[gnu::constructor]] void prepare_fork() {
-    pthread_atfork(nullptr, nullptr, [] { new (&g_one_at_a_time) std::mutex; });
+    host::after_fork_in_child([] { new (&g_one_at_a_time) std::mutex; });
 }
 
 std::uint32_t unpack_in_own_thread(const char *zip_file, const char *destination, std::string &report) {
+    const host::Uncancelled uncancelled;
     const std::lock_guard<std::mutex> guard(g_one_at_a_time);
     std::uint32_t code = MIRO_HOST_ERR_SYSTEM;
     try {

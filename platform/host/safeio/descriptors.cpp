@@ -2,6 +2,7 @@
 // there, so that a number that was reused behind the table's back is told from the descriptor that was registered.
 #include "safeio.h"
 
+#include "fork_guard.h"
 #include "reporter.h"
 #include "safeio_host.h"
 
@@ -9,7 +10,6 @@
 #include <atomic>
 #include <cerrno>
 #include <mutex>
-#include <pthread.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -46,19 +46,8 @@ std::mutex g_lock;
 host::Reporter g_reporter("safeio");
 
 [[gnu::constructor]] void keep_locks_usable_after_fork() {
-    pthread_atfork(
-        [] {
-            g_reporter.lock().lock();
-            g_lock.lock();
-        },
-        [] {
-            g_lock.unlock();
-            g_reporter.lock().unlock();
-        },
-        [] {
-            g_lock.unlock();
-            g_reporter.lock().unlock();
-        });
+    host::keep_usable_after_fork(g_lock);
+    host::keep_usable_after_fork(g_reporter.lock());
 }
 
 int refuse(int error) {
@@ -170,20 +159,25 @@ int close_tracked(Handed handed) {
     return close_kernel(handed.fd);
 }
 
+// By its plain number anyone closes a descriptor. Two cases are told, since they are mistakes more often than not.
 int close_plain(Handed handed) {
-    const std::uint32_t current = handed.tracked_owner();
-    if (current == 0) {
-        return close_kernel(handed.fd);
+    const std::uint32_t owner = handed.tracked_owner();
+    if (owner == 0) {
+        const int result = close_kernel(handed.fd);
+        if (result != 0 && errno == EBADF) {
+            g_reporter.line("close of descriptor %d by its plain number: nothing is open there; closed twice?",
+                            handed.fd);
+            errno = EBADF;
+        }
+        return result;
     }
     const Tracked tracked = tracked_at(handed.fd);
     const Identity present = identity_of(handed.fd);
-    if (present.type != 0 && (tracked.identity.type == 0 || tracked.identity == present)) {
-        g_reporter.line("close of descriptor %d by its plain number: it belongs to owner %u of module 0x%x",
-                        handed.fd, current, tracked.module);
-        return refuse(EBADF);
+    const bool is_the_tracked_one = present.type != 0 && (tracked.identity.type == 0 || tracked.identity == present);
+    if (untrack(handed.fd, owner) && is_the_tracked_one) {
+        g_reporter.line("close of descriptor %d by its plain number: it belonged to owner %u of module 0x%x",
+                        handed.fd, owner, tracked.module);
     }
-    // The tracked descriptor is gone: who uses the number now never had an owner.
-    untrack(handed.fd, current);
     return close_kernel(handed.fd);
 }
 

@@ -1,30 +1,42 @@
-// Where finished lines go: one rotating file per kind of record, and standard error. Knows nothing of what a record
-// holds. Not thread-safe: its user holds a lock.
+// Where finished lines go: one rotating file per kind of record, standard error, and the logs of the machine. Knows
+// nothing of what a record holds. Not thread-safe: its user holds a lock.
 #ifndef HOST_LOG_FILES_H
 #define HOST_LOG_FILES_H
+
+#include "rotating_file.h"
 
 #include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
-
-namespace spdlog::sinks {
-class sink;
-}
 
 namespace host {
 
 enum class LogKind : std::size_t { kProcess, kDiagnostic, kSecurity, kLifeCycle, kSystem };
 inline constexpr std::size_t kLogKinds = 5;
+inline constexpr std::array<const char *, kLogKinds> kLogFileNames = {"process", "diagnostic", "security",
+                                                                      "lifecycle", "system"};
 
 struct LogSettings {
     std::string folder; // absolute; empty: no files
     bool console = false;
+    bool syslog = false;
+    bool journal = false;
+    bool by_default = false;     // nobody said where the records go
+    std::uint32_t max_level = 0; // 0: all levels
     std::size_t file_bytes = 0;
     std::size_t older_files = 0;
+};
+
+struct LogLine {
+    LogKind kind;
+    std::uint32_t level; // 0: has none
+    std::string_view process;
+    std::string_view line; // whole, its end included
+    std::string_view text; // without time and process
 };
 
 class LogFiles {
@@ -40,20 +52,20 @@ public:
         return settings_;
     }
 
-    // Writes one line, its end included, to every place asked for; false, with the reason in `error`, when one of
-    // them does not take it. A file that failed is opened again no sooner than a second later.
-    bool write(LogKind kind, std::string_view line, std::string &error);
+    // Writes one line to every place asked for; false, with the reason in `error`, when one of them does not take it.
+    // A file that failed is opened again no sooner than a second later.
+    bool write(const LogLine &line, std::string &error);
 
 private:
     struct File {
-        std::shared_ptr<spdlog::sinks::sink> sink;
+        std::optional<RotatingFile> file;
         std::chrono::steady_clock::time_point retry_at;
         std::string error;
     };
 
     bool claim_folder();
-    void open(LogKind kind, File &file);
-    bool write_file(LogKind kind, std::string_view line, std::string &error);
+    void make_files();
+    bool write_file(const LogLine &line, std::string &error);
 
     LogSettings settings_;
     std::string suffix_;

@@ -1,5 +1,7 @@
 #include "line_text.h"
 
+#include "uncancelled.h"
+
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -7,16 +9,12 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
-#include <pthread.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace host {
 
 namespace {
-
-// What a library's handlers around a fork lock, in this order.
-constinit std::mutex *g_outer = nullptr;
-constinit std::mutex *g_inner = nullptr;
 
 // The length of the UTF-8 character at the start of `text` when it is one that may be shown as it is, else 0.
 std::size_t printable_length(std::string_view text) {
@@ -165,6 +163,23 @@ bool write_all(int fd, std::string_view bytes) {
     return true;
 }
 
+int open_log(const char *path, mode_t mode) {
+    const int fd = open(path, O_RDWR | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, mode);
+    struct stat about {};
+    if (fd < 0 || fstat(fd, &about) != 0) {
+        return fd;
+    }
+    if (!S_ISREG(about.st_mode)) {
+        fcntl(fd, F_SETFL, O_APPEND); // not blocking was for the opening of a named pipe
+        return fd;
+    }
+    // Whatever the mask of the process, and whatever an earlier version made it with.
+    if ((about.st_mode & 07777) != mode && about.st_uid == geteuid()) {
+        fchmod(fd, mode);
+    }
+    return fd;
+}
+
 unsigned long environment_number(const char *name, unsigned long low, unsigned long high, unsigned long fallback) {
     const char *text = std::getenv(name);
     if (text == nullptr || *text == '\0') {
@@ -184,13 +199,14 @@ unsigned long environment_number(const char *name, unsigned long low, unsigned l
 }
 
 bool LineLog::write(std::string_view time, std::string_view text) {
+    const Uncancelled uncancelled;
     const std::lock_guard<std::mutex> lock(mutex_);
     const char *path = std::getenv(variable_);
     if (path == nullptr || *path == '\0') {
         return true;
     }
     if (fd_ < 0) {
-        fd_ = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+        fd_ = open_log(path, kLogMode);
     }
     if (fd_ < 0) {
         return false;
@@ -200,21 +216,6 @@ bool LineLog::write(std::string_view time, std::string_view text) {
     append_escaped(line, text);
     line += '\n';
     return write_all(fd_, line);
-}
-
-void LineLog::keep_usable_after_fork(std::mutex &outer) {
-    g_outer = &outer;
-    g_inner = &mutex_;
-    constexpr auto unlock = [] {
-        g_inner->unlock();
-        g_outer->unlock();
-    };
-    pthread_atfork(
-        [] {
-            g_outer->lock();
-            g_inner->lock();
-        },
-        unlock, unlock);
 }
 
 } // namespace host

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <sys/types.h>
 
 namespace host {
 
@@ -24,6 +25,13 @@ void append_escaped(std::string &line, std::string_view text);
 // Writes all of `bytes` with no SIGPIPE for the process; false when the descriptor takes them no longer.
 bool write_all(int fd, std::string_view bytes);
 
+// The mode of log files that hold no security records.
+inline constexpr mode_t kLogMode = 0640;
+
+// Opens a log for appending, made if missing. A regular file gets exactly the mode, whatever the mask of the process;
+// a link at its name is refused with ELOOP.
+int open_log(const char *path, mode_t mode);
+
 // The value of an environment variable as a number from `low` to `high`, in C notation; `fallback` when it is unset
 // or empty, and also, with a message on standard error, when it is something else.
 unsigned long environment_number(const char *name, unsigned long low, unsigned long high, unsigned long fallback);
@@ -37,8 +45,10 @@ public:
     // Appends `time` or, when it is empty, the time of the system's clock, the process id and `text`, escaped.
     bool write(std::string_view time, std::string_view text);
 
-    // Lets a forked child find the file and `outer`, the lock that calls of write() stand in, free. Once per library.
-    void keep_usable_after_fork(std::mutex &outer);
+    // For the fork guard; inside the lock that calls of write() are made under.
+    std::mutex &lock() {
+        return mutex_;
+    }
 
 private:
     const char *variable_;

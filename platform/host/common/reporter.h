@@ -19,7 +19,7 @@ public:
     // Makes one line of the text, control characters escaped. Call it with no lock held: the hook may come back.
     __attribute__((format(printf, 2, 3))) void line(const char *format, ...);
 
-    // For the handlers around a fork.
+    // For the fork guard.
     std::mutex &lock() {
         return lock_;
     }

@@ -1,6 +1,7 @@
 #include "reporter.h"
 
 #include "line_text.h"
+#include "uncancelled.h"
 
 #include <cstdarg>
 #include <exception>
@@ -16,6 +17,7 @@ void Reporter::set(Hook hook, void *context) {
 }
 
 void Reporter::line(const char *format, ...) {
+    const Uncancelled uncancelled;
     Hook hook = nullptr;
     void *context = nullptr;
     {

@@ -1,0 +1,36 @@
+// Memory of live blocks. Small blocks lie in slabs of one slot size, and what is known of a block stands in a table
+// beside the slab: no byte that a caller can reach decides anything, and a pointer is looked up before it is
+// believed. Large blocks are the C library's, in a table of addresses. Every call is made under the lock of the
+// memory table.
+#ifndef HOST_BLOCK_POOL_H
+#define HOST_BLOCK_POOL_H
+
+#include "memory_table.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace host {
+
+// Makes a block live. Null when the host has no memory.
+void *add_block(std::size_t size, Site *site, std::uint8_t partition);
+
+// The live block that starts at the address, or null. Valid until the next call that adds or removes one.
+const Block *find_block(const void *start);
+
+// Gives a live block's memory back.
+void remove_block(void *start);
+
+void remove_blocks_of(std::uint8_t partition);
+
+// The live block that the address lies in, with its start, or null. Slow for large blocks.
+const Block *find_around(const void *address, const void *&start);
+
+std::uint64_t live_blocks();
+
+// Visits every live block.
+void visit_blocks(void (*visit)(const void *start, const Block &block, void *context), void *context);
+
+} // namespace host
+
+#endif
