@@ -1,5 +1,7 @@
 #include "clock.h"
 
+#include <utility>
+
 namespace chassis {
 
 namespace {
@@ -10,9 +12,9 @@ Duration monotonic() {
 
 } // namespace
 
-Clock::Clock(Mode mode) : mode_(mode), power_on_(monotonic()) {}
+Clock::Clock(Settle settle) : settle_(std::move(settle)), power_on_(monotonic()) {}
 
-Clock::Clock(Duration power_on) : mode_(Mode::kReal), power_on_(power_on) {}
+Clock::Clock(Duration power_on) : power_on_(power_on) {}
 
 Time Clock::now() const {
     return monotonic() - power_on_;

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 
 namespace chassis {
 
@@ -13,10 +14,11 @@ using Time = std::chrono::nanoseconds; // since power-on
 
 class Clock {
 public:
-    enum class Mode { kReal, kVirtual };
+    using Settle = std::function<void()>;
 
-    // Power-on is now.
-    explicit Clock(Mode mode = Mode::kReal);
+    // Power-on is now. Real time; or virtual time, where `settle` lets every other process do what it does at this
+    // instant.
+    explicit Clock(Settle settle = nullptr);
     // Power-on was at this reading of the monotonic clock: for a process that joins a chassis.
     explicit Clock(Duration power_on);
 
@@ -25,11 +27,17 @@ public:
         return power_on_;
     }
     bool is_virtual() const {
-        return mode_ == Mode::kVirtual;
+        return settle_ != nullptr;
+    }
+    // In virtual time: nobody else has anything left to do at this instant.
+    void settle() const {
+        if (settle_) {
+            settle_();
+        }
     }
 
 private:
-    Mode mode_;
+    Settle settle_;
     Duration power_on_;
 };
 

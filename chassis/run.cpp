@@ -134,7 +134,7 @@ void start_virtual_time() {
 }
 
 int manage(const RunOptions &options, const Scenario &scenario, const RunFolder &folder, const Descriptor &signals) {
-    const Clock clock(options.virtual_time ? Clock::Mode::kVirtual : Clock::Mode::kReal);
+    const Clock clock(options.virtual_time ? Clock::Settle([] { MIRO_HostClockStep(0); }) : nullptr);
     EventLog log(clock);
     const auto own_folder = board_folder(folder.path(), kMainSlot);
     const std::array<SlotType, 1> own = {{{kMainSlot, default_type(kMainSlot)}}};

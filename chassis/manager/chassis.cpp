@@ -4,6 +4,7 @@
 #include "board/sensor_file.h"
 #include "manager/processes.h"
 
+#include <random>
 #include <stdexcept>
 
 namespace chassis {
@@ -14,6 +15,11 @@ constexpr std::uint32_t kLastSlot = 30;
 
 SupervisorOptions supervisor_options(const ChassisPlan &plan, const Links &links) {
     return {plan.run_folder, plan.agent.empty() ? kOwnProgram : plan.agent, plan.restart, links.port()};
+}
+
+// Two chassis of one machine have different numbers; two virtual runs of one seed write the same bytes.
+std::uint32_t run_number(std::uint32_t seed, const Clock &clock) {
+    return clock.is_virtual() ? seed : std::random_device()();
 }
 
 std::vector<SlotType> slot_types(const ChassisPlan &plan) {
@@ -32,7 +38,7 @@ void make_folder(Board &board, const SlotType &type, std::span<const SlotType> a
 } // namespace
 
 Chassis::Chassis(const ChassisPlan &plan, const Clock &clock, EventLog &event_log, const Descriptor &signals)
-    : log(event_log), loop(clock, signals), boards(log), links(loop, log, boards),
+    : log(event_log), loop(clock, signals), boards(log), links(loop, log, boards, run_number(plan.seed, clock)),
       supervisor(loop, log, boards, links, supervisor_options(plan, links)), poller(loop, log, boards, links),
       logs(loop, log, boards), faults(loop, log, boards, links, supervisor, plan.seed), run_folder(plan.run_folder),
       seed(plan.seed) {

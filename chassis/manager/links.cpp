@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <random>
 #include <string>
 #include <sys/socket.h>
 
@@ -22,8 +21,8 @@ const char *result_of(const Frame &request, const Frame &reply) {
 
 } // namespace
 
-Links::Links(Loop &loop, EventLog &log, Boards &boards)
-    : loop_(loop), log_(log), boards_(boards), run_(std::random_device()()), buffer_(kMaxDatagramBytes) {
+Links::Links(Loop &loop, EventLog &log, Boards &boards, std::uint32_t run)
+    : loop_(loop), log_(log), boards_(boards), run_(run), buffer_(kMaxDatagramBytes) {
     setsockopt(endpoint_.descriptor(), SOL_SOCKET, SO_RCVBUF, &kReceiveBytes, sizeof kReceiveBytes);
     loop_.watch(endpoint_.descriptor(), [this] { serve_socket(); });
 }
@@ -154,11 +153,33 @@ void Links::note_packet(const Board &board, Direction direction, std::span<const
                     datagram);
 }
 
+// In virtual time the datagrams of one instant are taken in the order of the slots, whoever was first.
 void Links::serve_socket() {
     sockaddr_in from{};
+    std::multimap<std::uint32_t, std::pair<std::vector<std::uint8_t>, sockaddr_in>> arrived;
     while (const auto datagram = endpoint_.receive(buffer_, &from)) {
-        receive(*datagram, from);
+        if (!loop_.clock().is_virtual()) {
+            receive(*datagram, from);
+            continue;
+        }
+        arrived.emplace(sender_of(*datagram, from),
+                        std::pair(std::vector<std::uint8_t>(datagram->begin(), datagram->end()), from));
     }
+    for (const auto &[sender, datagram] : arrived) {
+        receive(datagram.first, datagram.second);
+    }
+}
+
+// The slot of a known board, or the one that a registration names.
+std::uint32_t Links::sender_of(std::span<const std::uint8_t> datagram, const sockaddr_in &from) {
+    if (const Board *board = board_at(from)) {
+        return board->backup ? kMainSlot : board->slot;
+    }
+    const auto packet = parse_packet(datagram, run_);
+    const MessageType *type = packet ? find_type(packet->net_fn, packet->command) : nullptr;
+    const bool headed =
+        type != nullptr && type->headed && packet->frame.size() >= kPrefixBytes + type->min_body_bytes;
+    return headed ? frame_to_host(*type, packet->frame).header().src_slot : kMainSlot;
 }
 
 Board *Links::board_at(const sockaddr_in &peer) {

@@ -41,7 +41,8 @@ public:
     // Null: no reply in time, or the board was lost.
     using OnReply = std::function<void(const Frame *reply)>;
 
-    Links(Loop &loop, EventLog &log, Boards &boards);
+    // `run`: the number that the packets of this run carry.
+    Links(Loop &loop, EventLog &log, Boards &boards, std::uint32_t run);
     ~Links();
     Links(const Links &) = delete;
     Links &operator=(const Links &) = delete;
@@ -97,6 +98,7 @@ private:
     };
 
     void serve_socket();
+    std::uint32_t sender_of(std::span<const std::uint8_t> datagram, const sockaddr_in &from);
     void receive(std::span<const std::uint8_t> datagram, const sockaddr_in &from);
     void handle(std::span<const std::uint8_t> datagram, const sockaddr_in &from);
     void register_board(const Frame &frame, const sockaddr_in &from);

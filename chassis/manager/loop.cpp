@@ -76,6 +76,11 @@ void Loop::serve_descriptors(Duration patience) {
     if (poll(sources.data(), sources.size(), static_cast<int>(ms)) <= 0) {
         return;
     }
+    if (clock_.is_virtual()) {
+        // What else comes at this instant is served together, so that who came first decides nothing.
+        clock_.settle();
+        poll(sources.data(), sources.size(), 0);
+    }
     serve_signals();
     serve_posted();
     for (std::size_t i = 2; i < sources.size(); ++i) {

@@ -124,6 +124,17 @@ std::size_t lines_that_begin(const std::string &text, const std::string &start) 
     return count;
 }
 
+// The lines at which two texts part.
+std::string first_difference(const std::string &one, const std::string &two) {
+    std::istringstream first(one);
+    std::istringstream second(two);
+    std::string a;
+    std::string b;
+    while (std::getline(first, a) && std::getline(second, b) && a == b) {
+    }
+    return a + "\n" + b;
+}
+
 std::string folder_name(unsigned slot) {
     return (slot < 10 ? "slot0" : "slot") + std::to_string(slot);
 }
@@ -338,6 +349,92 @@ TEST_F(Chassis, Run_KeepsItsFolderWhenAskedOrWhenItFailed) {
         EXPECT_NE(result.output.find("descriptions and logs are in " + temporary), std::string::npos);
         std::filesystem::remove_all(temporary);
         std::filesystem::create_directories(temporary);
+    }
+}
+
+// Short, for what is about the run and not about its steps.
+const std::string kShortScenario = "name = \"short\"\ntext = \"one board registers\"\nboards = 1\n[[step]]\n"
+                                   "title = \"one\"\n[[step.expect]]\nevent = \"board\"\nslot = 1\n"
+                                   "where = { state = \"online\" }\nby = 20\n";
+
+class ShortRun : public Chassis {
+protected:
+    ShortRun() : scenario_(scratch_.file("short.toml")), working_(scratch_.file("cwd")) {
+        orva_test::write_file(scenario_, kShortScenario);
+        std::filesystem::create_directories(working_ + "/tmp");
+    }
+
+    orva_test::ProgramResult run_with(const std::string &temporary) const {
+        return orva_test::run_program({kProgram, "run", scenario_}, {"TMPDIR=" + temporary}, working_);
+    }
+
+    // Runs a shell line in which $RUN is the run, and gives the run's own status.
+    int status_in(const std::string &line) const {
+        const std::string command = "RUN='" + kProgram + " run " + scenario_ + "'; " + line;
+        orva_test::run_program({"sh", "-c", command}, {"TMPDIR=" + working_ + "/tmp"}, working_);
+        return std::stoi(read_file(working_ + "/status"));
+    }
+
+    bool temporary_is_empty() const {
+        return std::filesystem::is_empty(working_ + "/tmp");
+    }
+
+    std::string scenario_;
+    std::string working_;
+};
+
+TEST_F(ShortRun, Tmpdir_EmptyMeansTheSystemsFolder) {
+    const auto result = run_with("");
+    EXPECT_EQ(result.status, 0) << result.output;
+}
+
+TEST_F(ShortRun, Tmpdir_MayBeRelative) {
+    const auto result = run_with("tmp");
+    EXPECT_EQ(result.status, 0) << result.output;
+    EXPECT_TRUE(temporary_is_empty());
+}
+
+TEST_F(ShortRun, Tmpdir_ThatCannotBeUsedIsNamed) {
+    const std::string file = scratch_.file("file");
+    orva_test::write_file(file, "");
+    for (const auto &[given, named] : {std::pair{scratch_.file("none"), scratch_.file("none")},
+                                       std::pair{std::string("none"), working_ + "/none"}, std::pair{file, file}}) {
+        const auto result = run_with(given);
+        EXPECT_EQ(result.status, 2) << result.output;
+        EXPECT_EQ(result.output, "orva-chassis: TMPDIR: " + named + " is not a folder that can be written\n");
+    }
+}
+
+TEST_F(ShortRun, FullOutput_IsAnErrorAndLeavesNoFolder) {
+    EXPECT_EQ(status_in("$RUN > /dev/full 2> errors; echo $? > status"), 1);
+    EXPECT_NE(read_file(working_ + "/errors").find("orva-chassis: standard output cannot be written\n"),
+              std::string::npos);
+    EXPECT_TRUE(temporary_is_empty());
+}
+
+TEST_F(ShortRun, ClosedPipe_EndsTheRunAndLeavesNoFolder) {
+    EXPECT_EQ(status_in("{ $RUN 2> errors; echo $? > status; } | true"), 1);
+    EXPECT_NE(read_file(working_ + "/errors").find("orva-chassis: standard output cannot be written\n"),
+              std::string::npos);
+    EXPECT_TRUE(temporary_is_empty());
+}
+
+// Faults on the links and all that the demonstration does, of several boards at each instant.
+TEST_F(Chassis, VirtualTime_TwoRunsOfOneSeedWriteTheSameBytes) {
+    for (const char *scenario : {"demo", "links"}) {
+        std::vector<std::string> events;
+        for (const char *name : {"one", "two"}) {
+            const std::string file = scratch_.file(name);
+            const auto result = orva_test::run_program(
+                {kProgram, "run", scenario, "--time", "virtual", "--seed", "7", "--events", file});
+            if (result.output.find("this build cannot follow the stepped clock") != std::string::npos) {
+                GTEST_SKIP() << result.output;
+            }
+            EXPECT_EQ(result.status, 0) << result.output;
+            events.push_back(read_file(file));
+        }
+        EXPECT_GT(count_of(events[0], "\n"), 100U) << scenario;
+        EXPECT_TRUE(events[0] == events[1]) << scenario << ": " << first_difference(events[0], events[1]);
     }
 }
 
