@@ -18,7 +18,7 @@ extern "C" {
 
 /** @cond */
 #if defined(__GNUC__)
-#define TOVA_PRINTF(formatIndex) __attribute__((format(printf, formatIndex, formatIndex + 1)))
+#define TOVA_PRINTF(formatIndex) __attribute__((format(printf, formatIndex, (formatIndex) + 1)))
 #else
 #define TOVA_PRINTF(formatIndex)
 #endif

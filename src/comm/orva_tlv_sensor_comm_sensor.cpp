@@ -32,11 +32,13 @@ static_assert(ORVA_TEMP_SYNC_LENGTH == 138 && ORVA_VLT_SYNC_LENGTH == 128 && ORV
 
 // ---- Store functions
 
+// NOLINTBEGIN(bugprone-macro-parentheses): a type takes none
 #define ORVA_TLV_STORE_FUNCTION(record, tag, member, also, text, function)                                           \
     void function(record *cfg, const void *item) {                                                                   \
         tlv::store_value(item, cfg->member);                                                                         \
     }
 #define ORVA_TLV_NO_FUNCTION(record, tag, member, also, text)
+// NOLINTEND(bugprone-macro-parentheses)
 
 ORVA_WIRE_TEMP(ORVA_TLV_STORE_FUNCTION)
 ORVA_WIRE_VLT(ORVA_TLV_STORE_FUNCTION, ORVA_TLV_NO_FUNCTION)
