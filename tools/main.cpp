@@ -4,7 +4,9 @@
 #include "tlv_block.h"
 
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <functional>
 #include <iostream>
 #include <optional>
@@ -198,5 +200,17 @@ private:
 int main(int argc, char **argv) {
     // The tool says itself what is wrong; the library's records would be in between.
     setenv("ORVA_HOST_LOG_CONSOLE", "0", 0);
-    return CommandLine().run(argc, argv);
+    // A destructor of the JSON package asks for memory: without any the process ends there, in good order.
+    std::set_terminate([] {
+        std::fputs("orva-inspect: out of memory\n", stderr);
+        std::_Exit(kFailed);
+    });
+    try {
+        return CommandLine().run(argc, argv);
+    } catch (const std::exception &error) {
+        // Memory has run out, or a file cannot be read any further. The message is written without a stream, which
+        // may be what failed.
+        std::fprintf(stderr, "orva-inspect: %s\n", error.what());
+        return kFailed;
+    }
 }

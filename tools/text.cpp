@@ -108,7 +108,7 @@ std::string nearest(std::string_view word, std::span<const std::string> candidat
 }
 
 std::string json_text(const nlohmann::ordered_json &document) {
-    return document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    return document.dump(2, ' ', true, nlohmann::ordered_json::error_handler_t::replace);
 }
 
 void print_json(const nlohmann::ordered_json &document) {

@@ -1,6 +1,7 @@
 // Label parsing: whatever the label, the key and the lengths, the result is that of a plain model, and neither buffer
 // is left. Input: key length, label length (two bytes), value length, key, label.
 #include "orva_elabel_comm.h"
+#include "platform_double.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -75,6 +76,7 @@ void check_item(const std::string &item, std::uint32_t outLen) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+    orva_test::reset_platform();
     constexpr std::size_t kHead = 4;
     if (size < kHead) {
         return 0;

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "orva_api_stub.h"
+#include "platform_double.h"
 
 namespace {
 
@@ -47,6 +48,7 @@ void look_up(const std::string &text) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+    orva_test::reset_platform();
     const std::string text(reinterpret_cast<const char *>(data), size);
     check(text);
     look_up(text);

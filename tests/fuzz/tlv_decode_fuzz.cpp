@@ -8,6 +8,7 @@
 
 #include "orva_additions.h"
 #include "orva_tlv_sensor_comm.h"
+#include "platform_double.h"
 
 namespace {
 
@@ -56,6 +57,7 @@ void stand_alone_items(const std::uint8_t *item, std::size_t size) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+    orva_test::reset_platform();
     if (size == 0) {
         return 0;
     }

@@ -151,8 +151,9 @@ class Program:
     """A unit program and how to link it with one object of the library replaced."""
 
     def __init__(self, build, name, runner):
-        command = subprocess.run(["ninja", "-C", build, "-t", "commands", "-s", name], check=True, text=True,
-                                 capture_output=True).stdout.strip().splitlines()[-1]
+        commands = subprocess.run(["ninja", "-C", build, "-t", "commands", name], check=True, text=True,
+                                  capture_output=True).stdout.splitlines()
+        command = next(line for line in reversed(commands) if re.search(rf" -o (\S*/)?{name} ", line))
         self.name = name
         self.build = build
         words = shlex.split(command.removeprefix(": && ").split(" && ")[0])
@@ -161,6 +162,9 @@ class Program:
         del words[out:out + 2]
         self.words = [str(runner) if word.endswith("libgtest_main.a") else word for word in words]
         self.symbols = set()
+        if not self.program.exists():
+            print(f"skipped, since it is not built: {name}")
+            return
         for line in subprocess.run(["nm", "--defined-only", self.program], check=True, text=True,
                                    capture_output=True).stdout.splitlines():
             if " T ORVA_" in line:
@@ -239,8 +243,8 @@ def unit_programs(build, runner):
     return [Program(build, name, runner) for name in names]
 
 
-def compile_runner(build):
-    out = pathlib.Path(build) / "fork_main.o"
+def compile_runner(folder):
+    out = pathlib.Path(folder) / "fork_main.o"
     subprocess.run(["c++", "-std=c++20", "-O1", "-c", pathlib.Path(__file__).with_name("fork_main.cpp"), "-o", out],
                    check=True)
     return out
@@ -250,6 +254,8 @@ def failing_before(programs):
     """Programs that this runner cannot run green without any change; they can prove nothing."""
     failing = set()
     for program in programs:
+        if not program.symbols:
+            continue
         with tempfile.TemporaryDirectory(prefix="orva_mutate.") as folder:
             linked = pathlib.Path(folder) / "program"
             if not program.link([], linked) or not run(linked, folder):
@@ -280,7 +286,12 @@ def main():
     stale = list(equivalent.stale())
     for key in stale:
         print("listed as equivalent, but no change of this script: " + " | ".join(key))
-    programs = unit_programs(arguments.build, compile_runner(arguments.build))
+    with tempfile.TemporaryDirectory(prefix="orva_mutate.") as folder:
+        sys.exit(report(arguments, equivalent, stale, unit_programs(arguments.build, compile_runner(folder))))
+
+
+def report(arguments, equivalent, stale, programs):
+    """Tries the changes and prints what becomes of them; the exit status."""
     skipped = failing_before(programs)
     sources = sources_of(arguments.build, arguments.path, programs)
     changes = [(source, change) for source in sources for change in changes_of(source.text)]
@@ -311,7 +322,7 @@ def main():
     each = (time.monotonic() - start) * arguments.jobs / len(changes)
     print(f"{len(changes)} changes: {counts['test']} caught by tests, {counts['compiler']} by the compiler, "
           f"{counts['equivalent']} equivalent, {counts['survived']} survived; {each:.1f} s of one job for each")
-    sys.exit(1 if counts["survived"] or stale else 0)
+    return 1 if counts["survived"] or stale else 0
 
 
 if __name__ == "__main__":

@@ -17,7 +17,8 @@
 #ifndef TOML_ASSERT
 #define TOML_ASSERT(condition) static_cast<void>(0)
 #endif
-#define TOML_EXCEPTIONS 0
+// Without them the parser ends the process when memory has run out.
+#define TOML_EXCEPTIONS 1
 // The reader calls itself for each value inside a value, and a query may run on a small stack.
 #define TOML_MAX_NESTED_VALUES 8
 #include <toml++/toml.h>
@@ -405,13 +406,12 @@ std::optional<BoardDescription> parse_board(std::string_view given, const std::s
     if (!only_ascii(reading, text) || !only_short_keys(reading, text)) {
         return std::nullopt;
     }
-    const toml::parse_result parsed = toml::parse(text, name);
-    if (!parsed) {
-        const toml::parse_error &found = parsed.error();
+    try {
+        read_description_tables(reading, toml::parse(text, name));
+    } catch (const toml::parse_error &found) {
         reading.fault(found.source(), "", key_on_line(text, found.source().begin.line), found.description());
         return std::nullopt;
     }
-    read_description_tables(reading, parsed.table());
     if (!faults.empty()) {
         return std::nullopt;
     }

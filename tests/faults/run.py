@@ -1,0 +1,222 @@
+"""Runs whole programs with their n-th allocation and their n-th system call failing, n from 1 until a run in which nothing
+failed. After each run: no crash, no hang, an exit status that is true, a message when it is not 0, and nothing left
+behind: no process, no message queue, no file that an undisturbed run does not leave."""
+import argparse
+import ctypes
+import dataclasses
+import os
+import pathlib
+import shutil
+import signal
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+import zipfile
+
+HANG_SECONDS = 60
+PR_SET_CHILD_SUBREAPER = 36
+CLONE_NEWIPC, CLONE_NEWNS = 0x08000000, 0x00020000
+MS_REC, MS_PRIVATE = 0x4000, 0x40000
+FAILED = 1
+
+
+@dataclasses.dataclass
+class Program:
+    name: str
+    command: list
+    prepare: object = lambda folder: None
+    environment: dict = dataclasses.field(default_factory=dict)
+    stdin: bytes = b""
+    short: int = 40  # faults of each kind in the short form
+
+
+@dataclasses.dataclass
+class Run:
+    status: int  # negative for a signal, None for a hang
+    output: bytes
+    errors: bytes
+    left: set
+    count: int
+    failed: str
+
+
+def queues():
+    return pathlib.Path("/proc/sysvipc/msg").read_text().splitlines()[1:]
+
+
+def shared_memory():
+    return {path.name for path in pathlib.Path("/dev/shm").iterdir()}
+
+
+def reap_strays():
+    """Processes that a run left to this one; ended here."""
+    strays = []
+    deadline = time.monotonic() + 2
+    while True:
+        try:
+            pid, _ = os.waitpid(-1, os.WNOHANG)
+        except ChildProcessError:
+            return strays
+        if pid != 0:
+            continue
+        if time.monotonic() < deadline:
+            time.sleep(0.005)
+            continue
+        children = pathlib.Path(f"/proc/self/task/{os.getpid()}/children").read_text().split()
+        for child in map(int, children):
+            strays.append(pathlib.Path(f"/proc/{child}/cmdline").read_bytes().replace(b"\0", b" ").decode())
+            os.kill(child, signal.SIGKILL)
+            os.waitpid(child, 0)
+
+
+class Harness:
+    def __init__(self, preload, scratch):
+        self.preload = preload
+        self.scratch = pathlib.Path(scratch)
+        self.state = self.scratch / "state"
+
+    def run(self, program, kind, nth):
+        folder = self.scratch / "run"
+        shutil.rmtree(folder, ignore_errors=True)
+        folder.mkdir()
+        program.prepare(folder)
+        self.state.write_bytes(bytes(64))
+        environment = {**os.environ, **program.environment, "LD_PRELOAD": str(self.preload), "TMPDIR": str(folder),
+                       "ORVA_FAULT_KIND": kind, "ORVA_FAULT_NTH": str(nth), "ORVA_FAULT_STATE": str(self.state)}
+        memory = shared_memory()
+        child = subprocess.Popen(program.command, cwd=folder, env=environment, stdin=subprocess.PIPE,
+                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE, start_new_session=True)
+        try:
+            output, errors = child.communicate(program.stdin, timeout=HANG_SECONDS)
+            status = child.returncode
+        except subprocess.TimeoutExpired:
+            os.killpg(child.pid, signal.SIGKILL)
+            output, errors = child.communicate()
+            status = None
+        left = {str(path.relative_to(folder)) for path in folder.rglob("*")}
+        left |= {f"process {name}" for name in reap_strays()}
+        left |= {f"queue {line.split()[1]}" for line in queues()}
+        left |= {f"shared memory {name}" for name in shared_memory() - memory}
+        for line in queues():
+            subprocess.run(["ipcrm", "-q", line.split()[1]], check=False)
+        count, failed = struct.unpack("Q56s", self.state.read_bytes())
+        return Run(status, output, errors, left, count, failed.rstrip(b"\0").decode())
+
+
+def faults_of(run, reference):
+    """What is wrong with a run, as words."""
+    if run.status is None:
+        return ["hangs"]
+    wrong = []
+    if run.status < 0 or run.status >= 128:
+        wrong.append(f"crashes with {run.status}")
+    elif run.status == 0 and run.output != reference.output:
+        wrong.append("says success, but its output is another")
+    elif run.status != 0 and not run.errors.strip():
+        wrong.append(f"ends with {run.status} without a message")
+    left = run.left - reference.left
+    if left:
+        wrong.append("leaves " + ", ".join(sorted(left)))
+    return wrong
+
+
+def numbers(count, short):
+    """Which faults are tried: all, or in the short form the first ones and others spread over the rest."""
+    if short is None or count <= short:
+        return range(1, count + 1)
+    dense = short // 2
+    step = (count - dense) / (short - dense)
+    return sorted({*range(1, dense + 1), *(dense + round(step * i) for i in range(1, short - dense + 1))})
+
+
+def try_program(harness, program, short):
+    bad = tried = 0
+    for kind in ("alloc", "call"):
+        reference = harness.run(program, kind, 0)
+        if reference.status != 0:
+            print(f"{program.name}: undisturbed it ends with {reference.status}\n{reference.errors.decode()}")
+            return 1
+        what = "allocations" if kind == "alloc" else "system calls"
+        survived = 0
+        for nth in numbers(reference.count, program.short if short else None):
+            run = harness.run(program, kind, nth)
+            if not run.failed:
+                continue  # this run made fewer calls
+            tried += 1
+            survived += run.status == 0
+            wrong = faults_of(run, reference)
+            if wrong:
+                bad += 1
+                print(f"{program.name}: {kind} {nth} ({run.failed}): {'; '.join(wrong)}")
+                print("  " + run.errors.decode(errors="replace").strip().replace("\n", "\n  ")[-600:])
+        print(f"{program.name}: {reference.count} {what}, {survived} failures absorbed", flush=True)
+    print(f"{program.name}: {tried} runs, {bad} wrong", flush=True)
+    return bad
+
+
+def write_archive(folder):
+    with zipfile.ZipFile(folder / "archive.zip", "w") as archive:
+        archive.writestr("a/b.txt", "text")
+        archive.writestr("c.txt", "more text")
+
+
+def prepare_host(folder):
+    (folder / "logs").mkdir()
+    (folder / "unpacked").mkdir()
+    (folder / "orva_agent").write_text("")
+    (folder / "board.toml").write_text((ROOT / "platform/host/drv_basic/boards/main_board.toml").read_text())
+    write_archive(folder)
+
+
+def prepare_inspect(folder):
+    (folder / "block").write_bytes((ROOT / "tests/fuzz/corpus/tlv_decode/temp_a").read_bytes()[1:])
+    (folder / "log").write_text("[0x1:1] name: 01 02 03\n" * 3)
+
+
+def programs(build):
+    inspect = build / "tools/orva-inspect"
+    found = [Program("host_program", [build / "tests/faults/fault_host_program"], prepare_host,
+                     {"ORVA_HOST_LOG_DIR": "logs"})]
+    if inspect.exists():
+        found += [
+            Program("orva-inspect code", [inspect, "code", "0x182000B"]),
+            Program("orva-inspect tlv", [inspect, "tlv", "--binary", "--json", "block"], prepare_inspect),
+            Program("orva-inspect packet", [inspect, "packet", "log"], prepare_inspect),
+            Program("orva-inspect crc", [inspect, "crc", "-"], stdin=b"123456789"),
+        ]
+    return found
+
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--build", required=True)
+    parser.add_argument("--short", action="store_true", help="some faults of each program")
+    parser.add_argument("program", nargs="?", default="", help="only programs whose name begins so")
+    args = parser.parse_args()
+    build = pathlib.Path(args.build).resolve()
+    # Queues and shared memory of its own, so that what is left is this run's; strays become children of this process.
+    libc = ctypes.CDLL(None, use_errno=True)
+    if libc.unshare(CLONE_NEWIPC | CLONE_NEWNS) != 0 or \
+            libc.mount(None, b"/", None, MS_REC | MS_PRIVATE, None) != 0 or \
+            libc.mount(b"tmpfs", b"/dev/shm", b"tmpfs", 0, None) != 0:
+        print("skipped, the kernel refuses namespaces for message queues and mounts")
+        return 77
+    libc.prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
+    wrong = tried = 0
+    with tempfile.TemporaryDirectory(prefix="orva_faults_") as scratch:
+        harness = Harness(build / "tests/faults/libfail_nth.so", scratch)
+        for program in programs(build):
+            if program.name.startswith(args.program):
+                wrong += try_program(harness, program, args.short)
+                tried += 1
+    if tried == 0:
+        sys.exit(f"no program is named {args.program}")
+    return FAILED if wrong else 0
+
+
+sys.exit(main())

@@ -1,0 +1,114 @@
+// Every input of orva-inspect that is read from a file: blocks, logs with packet dumps, files to sum, hexadecimal
+// text. Input: sub-command and options, record, then the file. The result is 0 or 1, and what is read back is what
+// was written.
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "commands.h"
+#include "fuzz_input.h"
+#include "packet_pieces.h"
+#include "text.h"
+#include "wire_record_table.h"
+
+namespace {
+
+// Collects what is written to a stream, so that it can be looked at and does not cost a terminal.
+class Captured {
+public:
+    explicit Captured(std::ostream &stream) : stream_(stream), before_(stream.rdbuf(text_.rdbuf())) {}
+    ~Captured() {
+        stream_.rdbuf(before_);
+    }
+    Captured(const Captured &) = delete;
+    Captured &operator=(const Captured &) = delete;
+    std::string text() const {
+        return text_.str();
+    }
+
+private:
+    std::ostringstream text_;
+    std::ostream &stream_;
+    std::streambuf *before_;
+};
+
+// A file of the bytes that exists as long as the process has its descriptor.
+class MemoryFile {
+public:
+    explicit MemoryFile(const std::string &bytes) : fd_(memfd_create("input", 0)) {
+        REQUIRE(fd_ >= 0 && write(fd_, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()));
+    }
+    ~MemoryFile() {
+        close(fd_);
+    }
+    MemoryFile(const MemoryFile &) = delete;
+    MemoryFile &operator=(const MemoryFile &) = delete;
+    std::string path() const {
+        return "/proc/self/fd/" + std::to_string(fd_);
+    }
+
+private:
+    int fd_;
+};
+
+void check_hex(const std::string &bytes) {
+    const inspect::Bytes input(bytes.begin(), bytes.end());
+    const std::string hex = inspect::hex_bytes(input);
+    const auto back = inspect::bytes_of({hex.begin(), hex.end()}, inspect::InputForm::kHex);
+    REQUIRE(bytes.empty() || (back && *back == input));
+}
+
+// The packets of a log have their bytes where their runs say.
+void check_packets(const std::string &log) {
+    for (const inspect::Packet &packet : inspect::find_packets(log)) {
+        std::uint64_t offset = 0;
+        for (const inspect::PacketRun &run : inspect::runs_of(packet)) {
+            REQUIRE(run.offset == offset);
+            REQUIRE(run.bytes.size() == run.length || (run.bytes.empty() && !run.reason.empty()));
+            offset += run.length;
+        }
+    }
+}
+
+int run(std::uint8_t choice, std::uint8_t record, const std::string &path) {
+    const bool json = (choice & 0x80) != 0;
+    const auto &records = orva::wire::kRecords;
+    const std::size_t number = record % (records.size() + 1);
+    const orva::wire::Record *const chosen = number == records.size() ? nullptr : &records[number];
+    constexpr inspect::InputForm kForms[] = {inspect::InputForm::kDetect, inspect::InputForm::kHex,
+                                             inspect::InputForm::kBinary};
+    switch (choice % 4) {
+    case 0:
+        return inspect::inspect_tlv(path, inspect::InputForm::kBinary, chosen, json);
+    case 1:
+        return inspect::inspect_tlv(path, kForms[record % 3], chosen, json);
+    case 2:
+        return inspect::inspect_packets(path, record % 2 != 0 ? inspect::Bus::kUdp : inspect::Bus::kIpmb, json);
+    default:
+        return inspect::inspect_crc(path, json);
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+    fuzz::Front front(data, size);
+    const std::uint8_t choice = front.byte(), record = front.byte();
+    const std::string bytes = front.rest();
+    check_packets(bytes);
+    check_hex(bytes);
+    const MemoryFile file(bytes);
+    const Captured output(std::cout), messages(std::cerr);
+    const int status = run(choice, record, file.path());
+    REQUIRE(status == inspect::kDone || status == inspect::kFailed);
+    REQUIRE(status == inspect::kDone || !messages.text().empty() || !output.text().empty());
+    for (const char character : output.text()) {
+        REQUIRE(character == '\n' || (character >= 0x20 && character < 0x7F));
+    }
+    if ((choice & 0x80) != 0 && !output.text().empty()) {
+        REQUIRE(nlohmann::json::accept(output.text()));
+    }
+    return 0;
+}
