@@ -31,11 +31,11 @@ def relocations(prefix, library):
 
 
 def constructors(prefix, library):
-    """Start-up functions of our own sources: what the linker was given beyond the compiler's frame_dummy."""
+    """Start-up functions of our own sources: what the linker was given beyond those of the compiler's own library."""
     section = re.search(r"\.init_array\s+INIT_ARRAY\s+\S+\s+\S+\s+([0-9a-f]+)", run(f"{prefix}readelf", "-W", "-S", library))
     entries = int(section[1], 16) // 8 if section else 0
-    frame_dummy = " frame_dummy" in run(f"{prefix}nm", library)
-    return entries - (1 if frame_dummy else 0)
+    names = run(f"{prefix}nm", library)
+    return entries - sum(f" {name}\n" in names for name in ("frame_dummy", "init_have_lse_atomics"))
 
 
 def start_up(library, compiler, emulator):
