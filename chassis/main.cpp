@@ -1,5 +1,6 @@
 // orva-chassis: a chassis on one machine.
 #include "board/agent.h"
+#include "boards_alone.h"
 #include "control/control_socket.h"
 #include "options.h"
 #include "run.h"
@@ -13,6 +14,9 @@ int main(int argc, char **argv) {
     }
     if (const auto *agent = std::get_if<AgentOptions>(&options)) {
         return run_agent(*agent);
+    }
+    if (const auto *boards = std::get_if<BoardsOptions>(&options)) {
+        return run_boards(*boards);
     }
     if (const auto *command = std::get_if<CommandOptions>(&options)) {
         return give_command(*command);

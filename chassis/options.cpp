@@ -33,6 +33,19 @@ CLI::App *add_run_command(CLI::App &app, RunOptions &run, std::string &time) {
     return command;
 }
 
+CLI::App *add_boards_command(CLI::App &app, BoardsOptions &boards) {
+    CLI::App *command = app.add_subcommand("boards", "Run boards alone, for a management process of your own");
+    command->add_option("--port", boards.port, "UDP port of the management process, on loopback")->required();
+    command->add_option("--boards", boards.boards, "Number of boards")
+        ->check(CLI::Range(1U, kMaxBoards))
+        ->capture_default_str();
+    command->add_option("--run", boards.run, "Number of the run, in every packet")->capture_default_str();
+    command->add_option("--seed", boards.seed, "What every random number comes from")->capture_default_str();
+    command->add_option("--agent", boards.agent, "Program that runs as the boards' agent")->check(CLI::ExistingFile);
+    command->add_option("--run-dir", boards.run_dir, "Folder of the run, absent or empty (default: a temporary one)");
+    return command;
+}
+
 CLI::App *add_agent_command(CLI::App &app, AgentOptions &agent) {
     CLI::App *command = app.add_subcommand("agent", "Started by the management process")->group("");
     command->add_flag("--backup", agent.backup);
@@ -124,16 +137,40 @@ ExitNow usage_error(const std::string &message) {
 
 } // namespace
 
+std::vector<std::string> agent_words(const AgentOptions &agent) {
+    std::vector<std::string> words = {"agent",
+                                      "--slot",
+                                      std::to_string(agent.slot),
+                                      "--folder",
+                                      agent.folder,
+                                      "--run-folder",
+                                      agent.run_folder,
+                                      "--port",
+                                      std::to_string(agent.port),
+                                      "--run",
+                                      std::to_string(agent.run),
+                                      "--power-on",
+                                      std::to_string(agent.power_on_ns),
+                                      "--parent",
+                                      std::to_string(agent.parent)};
+    if (agent.backup) {
+        words.push_back("--backup");
+    }
+    return words;
+}
+
 Options read_options(int argc, char **argv) {
     CLI::App app("A chassis on one machine: a management process and the agents of its boards.", "orva-chassis");
     app.set_version_flag("--version", std::string("orva-chassis ") + kVersion);
     app.require_subcommand(0, 1);
     RunOptions run;
+    BoardsOptions boards;
     CheckOptions check;
     ExampleOptions example;
     AgentOptions agent;
     std::string time = "real";
     const CLI::App *run_command = add_run_command(app, run, time);
+    const CLI::App *boards_command = add_boards_command(app, boards);
     CLI::App *check_command = app.add_subcommand("check", "Check a scenario");
     check_command->add_option("scenario", check.scenario, "A file, or the name of a built-in scenario")->required();
     CLI::App *example_command = app.add_subcommand("example", "Print a scenario to start from");
@@ -151,6 +188,9 @@ Options read_options(int argc, char **argv) {
     run.virtual_time = time == "virtual";
     if (run_command->parsed()) {
         return run;
+    }
+    if (boards_command->parsed()) {
+        return boards;
     }
     if (check_command->parsed()) {
         return check;

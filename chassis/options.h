@@ -28,6 +28,15 @@ struct RunOptions {
     bool keep = false;
 };
 
+struct BoardsOptions {
+    std::uint32_t boards = 4;
+    std::uint16_t port = 0; // of the user's management process, on loopback
+    std::uint32_t run = 1;  // the number that every packet carries
+    std::uint32_t seed = 1;
+    std::string agent;
+    std::string run_dir;
+};
+
 struct CheckOptions {
     std::string scenario;
 };
@@ -49,6 +58,8 @@ struct AgentOptions {
     std::int64_t power_on_ns = 0; // as the monotonic clock counts
     pid_t parent = 0;
 };
+// The same as arguments of the program.
+std::vector<std::string> agent_words(const AgentOptions &agent);
 
 // A tester's or an operator's command to a chassis that runs.
 struct CommandOptions {
@@ -61,8 +72,8 @@ struct ExitNow {
     int status = 0;
 };
 
-using Options =
-    std::variant<RunOptions, CheckOptions, ExampleOptions, ScenariosOptions, AgentOptions, CommandOptions, ExitNow>;
+using Options = std::variant<RunOptions, BoardsOptions, CheckOptions, ExampleOptions, ScenariosOptions, AgentOptions,
+                             CommandOptions, ExitNow>;
 
 Options read_options(int argc, char **argv);
 

@@ -2,6 +2,7 @@
 
 #include "board/board_folder.h"
 #include "manager/processes.h"
+#include "options.h"
 
 #include "orva_comm.h"
 
@@ -60,25 +61,16 @@ std::vector<Board *> Supervisor::processes() {
 }
 
 std::vector<std::string> Supervisor::arguments(const Board &board) const {
-    std::vector<std::string> words = {"agent",
-                                      "--slot",
-                                      std::to_string(board.slot),
-                                      "--folder",
-                                      board.folder.string(),
-                                      "--run-folder",
-                                      options_.run_folder.string(),
-                                      "--port",
-                                      std::to_string(options_.port),
-                                      "--run",
-                                      std::to_string(links_.run()),
-                                      "--power-on",
-                                      std::to_string(loop_.clock().power_on().count()),
-                                      "--parent",
-                                      std::to_string(getpid())};
-    if (board.backup) {
-        words.push_back("--backup");
-    }
-    return words;
+    AgentOptions agent;
+    agent.backup = board.backup;
+    agent.slot = board.slot;
+    agent.folder = board.folder.string();
+    agent.run_folder = options_.run_folder.string();
+    agent.port = options_.port;
+    agent.run = links_.run();
+    agent.power_on_ns = loop_.clock().power_on().count();
+    agent.parent = getpid();
+    return agent_words(agent);
 }
 
 void Supervisor::start(Board &board) {

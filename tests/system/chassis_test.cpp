@@ -1,6 +1,7 @@
 // The chassis as a user runs it: whole runs, what they leave behind, and how they end early.
 #include "system_support.h"
 
+#include <arpa/inet.h>
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -14,6 +15,7 @@
 #include <sstream>
 #include <string>
 #include <sys/msg.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -524,6 +526,35 @@ INSTANTIATE_TEST_SUITE_P(Chassis, BuiltinScenario,
                              return name;
                          });
 
+std::uint16_t free_udp_port() {
+    const int fd = socket(AF_INET, SOCK_DGRAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), size), 0);
+    EXPECT_EQ(getsockname(fd, reinterpret_cast<sockaddr *>(&address), &size), 0);
+    close(fd);
+    return ntohs(address.sin_port);
+}
+
+TEST_F(Chassis, Boards_AnswerTheManagementProcessOfTheExample) {
+    const std::string port = std::to_string(free_udp_port());
+    BackgroundRun boards(scratch_.file("output"),
+                         {"boards", "--port", port, "--boards", "3", "--run-dir", run_dir()});
+    const auto manager =
+        orva_test::run_program({std::string(ORVA_TEST_BINARY_DIR) + "/tests/system/example_manager", port, "3"});
+    EXPECT_EQ(manager.status, 0) << manager.output << boards.output();
+    for (const char *slot : {"1", "2", "3"}) {
+        const std::string start = std::string("slot ") + slot + ": ";
+        EXPECT_GE(lines_that_begin(manager.output, start), 1U) << manager.output;
+        EXPECT_GE(count_of(manager.output, " C"), 9U) << manager.output;
+    }
+    boards.signal(SIGTERM);
+    EXPECT_EQ(boards.wait(), 128 + SIGTERM) << boards.output();
+    expect_nothing_left(3);
+}
+
 TEST_F(Chassis, Scenarios_ListsEachWithItsNameFirst) {
     const auto result = orva_test::run_program({kProgram, "scenarios"});
     EXPECT_EQ(result.status, 0);
@@ -736,6 +767,7 @@ TEST_F(Chassis, CommandLine_IsRefusedWithAMessageAndTwo) {
         {"a state that does not exist", {"online", "set", "1", "1", "2"}, "state"},
         {"a bus that does not exist", {"debug", "packet", "on", "1", "usb"}, "usb"},
         {"a mask that is no number", {"debug", "log", "on", "1", "all"}, "all is not a number"},
+        {"boards of nobody", {"boards"}, "--port"},
         {"an option of a run", {"table", "--boards", "3"}, "--boards"},
         {"a folder that is a file", {"run", "--run-dir", scratch_.file("file")}, scratch_.file("file")},
         {"a folder that is not empty", {"run", "--run-dir", scratch_.path()}, "is not empty"},
