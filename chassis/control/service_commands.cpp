@@ -157,6 +157,11 @@ std::string round(Chassis &chassis, const Words &) {
     return "boards online: " + std::to_string(chassis.boards.count(BoardState::kOnline)) + "\n";
 }
 
+// What a board of the user's own needs to join.
+std::string address(Chassis &chassis, const Words &) {
+    return std::to_string(chassis.links.port()) + " " + std::to_string(chassis.links.run()) + "\n";
+}
+
 constexpr auto kRecords = [] {
     std::array<const char *, kSyncRecords> keys{};
     std::ranges::transform(kSyncRecordRows, keys.begin(), [](const Record *row) { return row->key; });
@@ -182,6 +187,7 @@ constexpr std::array kCommands = {
     Command{"fan-log", "Write to a board's fan log", kOneBoard, true, fan_log_line},
     Command{"trace", "Show how long the stages of the request path take", kOneBoard, false, trace, true},
     Command{"figures", "Show a process's records, queue, memory and descriptors", kOneBoard, false, figures},
+    Command{"address", "Show the port and the run's number, for a board of your own", {}, false, address},
 };
 
 } // namespace

@@ -740,6 +740,27 @@ TEST_F(Chassis, Command_FindsTheOneChassisThatRuns) {
     EXPECT_TRUE(std::filesystem::is_empty(temporary));
 }
 
+TEST_F(RunningChassis, Agent_OfTheExampleJoinsAndAnswers) {
+    const auto address = command({"address"});
+    ASSERT_EQ(address.status, 0) << address.output;
+    const std::string line = "exec " + std::string(ORVA_TEST_BINARY_DIR) + "/tests/system/example_agent " +
+                             address.output.substr(0, address.output.find('\n')) + " 7";
+    const pid_t agent = fork();
+    if (agent == 0) {
+        execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
+        _exit(127);
+    }
+    std::string table;
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    while (table.find(" 38.4 C ") == std::string::npos && std::chrono::steady_clock::now() < deadline) {
+        table = command({"table"}).output;
+    }
+    EXPECT_NE(table.find("      7  0x18001     inlet                 21.5 C"), std::string::npos) << table;
+    EXPECT_NE(table.find("      7  0x18001     heartbeat "), std::string::npos) << table;
+    kill(agent, SIGKILL);
+    waitpid(agent, nullptr, 0);
+}
+
 struct BadLine {
     const char *name;
     std::vector<std::string> arguments;
