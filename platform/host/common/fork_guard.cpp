@@ -9,20 +9,15 @@ namespace host {
 
 namespace {
 
-struct Guarded {
-    std::mutex *lock; // null: none
-    void (*in_child)();
-};
-
 constexpr std::size_t kMost = 8;
 
-constinit std::array<Guarded, kMost> g_guarded{};
+constinit std::array<GuardedLock, kMost> g_guarded{};
 constinit std::size_t g_count = 0;
 
 void before_fork() {
     for (std::size_t i = 0; i < g_count; ++i) {
         if (g_guarded[i].lock != nullptr) {
-            g_guarded[i].lock->lock();
+            g_guarded[i].take(g_guarded[i].lock);
         }
     }
 }
@@ -33,12 +28,14 @@ void release(bool is_child) {
             g_guarded[i].in_child();
         }
         if (g_guarded[i].lock != nullptr) {
-            g_guarded[i].lock->unlock();
+            g_guarded[i].release(g_guarded[i].lock);
         }
     }
 }
 
-void add(Guarded guarded) {
+} // namespace
+
+void guard_at_fork(const GuardedLock &guarded) {
     if (g_count == 0) {
         pthread_atfork(
             before_fork, [] { release(false); }, [] { release(true); });
@@ -49,14 +46,8 @@ void add(Guarded guarded) {
     g_guarded[g_count++] = guarded;
 }
 
-} // namespace
-
-void keep_usable_after_fork(std::mutex &lock, void (*in_child)()) {
-    add({&lock, in_child});
-}
-
 void after_fork_in_child(void (*in_child)()) {
-    add({nullptr, in_child});
+    guard_at_fork({.lock = nullptr, .take = nullptr, .release = nullptr, .in_child = in_child});
 }
 
 } // namespace host

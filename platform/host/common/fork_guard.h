@@ -3,14 +3,27 @@
 #ifndef HOST_FORK_GUARD_H
 #define HOST_FORK_GUARD_H
 
-#include <mutex>
-
 namespace host {
 
 // Takes `lock` before a fork and releases it in both processes. `in_child` runs in the child with the lock still
 // held, to mend what the threads that stayed in the parent leave behind. Called by constructors; of two locks that
 // one thread may hold together the outer one comes first.
-void keep_usable_after_fork(std::mutex &lock, void (*in_child)() = nullptr);
+struct GuardedLock {
+    void *lock; // null: none
+    void (*take)(void *lock);
+    void (*release)(void *lock);
+    void (*in_child)();
+};
+
+void guard_at_fork(const GuardedLock &guarded);
+
+template <typename Lock>
+void keep_usable_after_fork(Lock &lock, void (*in_child)() = nullptr) {
+    guard_at_fork({.lock = &lock,
+                   .take = [](void *taken) { static_cast<Lock *>(taken)->lock(); },
+                   .release = [](void *taken) { static_cast<Lock *>(taken)->unlock(); },
+                   .in_child = in_child});
+}
 
 // Runs in the child only, for state that no lock of the parent protects.
 void after_fork_in_child(void (*in_child)());

@@ -38,10 +38,18 @@ constexpr std::size_t kClasses = kFineClasses + kStepsPerPower * 4;
 
 constexpr std::uint32_t kNoSlot = 0xFFFFFFFFu;
 
+// Four to a cache line: with many live blocks the look at one is what takes the time.
 struct Slot {
-    Block block; // partition 0: free
-    std::uint32_t next_free;
+    Site *site;
+    std::uint32_t size;     // of a free slot: the next free one, or kNoSlot
+    std::uint8_t partition; // 0: free
 };
+
+static_assert(sizeof(Slot) == 16);
+
+Block block_of(const Slot &slot) {
+    return {slot.size, slot.site, slot.partition};
+}
 
 struct Slab {
     std::byte *base;
@@ -69,10 +77,19 @@ struct Pool {
     std::uint64_t live = 0;
 };
 
-// Never destroyed: blocks are freed until the process is gone.
+// Never destroyed: blocks are freed until the process is gone. A pointer costs less at each call than a static
+// object.
+constinit Pool *g_pool = nullptr;
+
+[[gnu::noinline, gnu::cold]] void make_pool() {
+    g_pool = new Pool;
+}
+
 Pool &pool() {
-    static Pool &made = *new Pool;
-    return made;
+    if (g_pool == nullptr) {
+        make_pool();
+    }
+    return *g_pool;
 }
 
 std::size_t class_of(std::size_t bytes) {
@@ -162,9 +179,9 @@ void *add_pooled(Pool &all, std::size_t size, Site *site, std::uint8_t partition
     const std::uint32_t at = slab->free_slot != kNoSlot ? slab->free_slot : slab->fresh++;
     Slot &slot = slab->slot[at];
     if (slab->free_slot == at) {
-        slab->free_slot = slot.next_free;
+        slab->free_slot = slot.size;
     }
-    slot.block = {size, site, partition};
+    slot = {site, static_cast<std::uint32_t>(size), partition};
     if (++slab->live == slab->slots) {
         all.with_room[index] = slab->next;
         slab->next = nullptr;
@@ -191,10 +208,19 @@ std::uint32_t slot_at(const Slab &slab, std::size_t offset) {
     return static_cast<std::uint32_t>(offset * slab.reciprocal >> 32);
 }
 
+// The live slot that begins there, or kNoSlot.
+std::uint32_t live_slot_at(const Slab &slab, const void *start) {
+    const auto offset = static_cast<std::size_t>(static_cast<const std::byte *>(start) - slab.base);
+    const std::uint32_t at = slot_at(slab, offset);
+    const bool is_live =
+        at < slab.fresh && std::size_t{at} * slab.slot_bytes == offset && slab.slot[at].partition != 0;
+    return is_live ? at : kNoSlot;
+}
+
 void free_slot(Pool &all, Slab &slab, std::uint32_t at) {
     Slot &slot = slab.slot[at];
-    slot.block.partition = 0;
-    slot.next_free = slab.free_slot;
+    slot.partition = 0;
+    slot.size = slab.free_slot;
     slab.free_slot = at;
     if (slab.live-- == slab.slots) {
         Slab *&first = all.with_room[class_of(slab.slot_bytes)];
@@ -218,35 +244,46 @@ void *add_block(std::size_t size, Site *site, std::uint8_t partition) {
     return start;
 }
 
-const Block *find_block(const void *start) {
+bool find_block(const void *start, Block &found) {
     const Pool &all = pool();
     if (const Slab *slab = slab_of(all, start); slab != nullptr) {
-        const auto offset = static_cast<std::size_t>(static_cast<const std::byte *>(start) - slab->base);
-        const std::uint32_t at = slot_at(*slab, offset);
-        const bool is_live =
-            at < slab->fresh && std::size_t{at} * slab->slot_bytes == offset && slab->slot[at].block.partition != 0;
-        return is_live ? &slab->slot[at].block : nullptr;
+        const std::uint32_t at = live_slot_at(*slab, start);
+        found = at != kNoSlot ? block_of(slab->slot[at]) : Block{};
+        return at != kNoSlot;
     }
-    const auto found = all.large.find(start);
-    return found != all.large.end() ? &found->second : nullptr;
+    const auto large = all.large.find(start);
+    found = large != all.large.end() ? large->second : Block{};
+    return large != all.large.end();
 }
 
-void remove_block(void *start) {
+bool take_block(void *start, Block &taken) {
     Pool &all = pool();
-    --all.live;
     if (Slab *slab = slab_of(all, start); slab != nullptr) {
-        free_slot(all, *slab, slot_at(*slab, static_cast<std::size_t>(static_cast<std::byte *>(start) - slab->base)));
-        return;
+        const std::uint32_t at = live_slot_at(*slab, start);
+        if (at == kNoSlot) {
+            return false;
+        }
+        taken = block_of(slab->slot[at]);
+        free_slot(all, *slab, at);
+        --all.live;
+        return true;
     }
-    all.large.erase(start);
+    const auto found = all.large.find(start);
+    if (found == all.large.end()) {
+        return false;
+    }
+    taken = found->second;
+    all.large.erase(found);
     std::free(start);
+    --all.live;
+    return true;
 }
 
 void remove_blocks_of(std::uint8_t partition) {
     Pool &all = pool();
     for (Slab *slab : all.slabs) {
         for (std::uint32_t at = 0; at < slab->fresh; ++at) {
-            if (slab->slot[at].block.partition == partition) {
+            if (slab->slot[at].partition == partition) {
                 free_slot(all, *slab, at);
                 --all.live;
             }
@@ -261,31 +298,33 @@ void remove_blocks_of(std::uint8_t partition) {
     });
 }
 
-const Block *find_around(const void *address, const void *&start) {
+bool find_around(const void *address, const void *&start, Block &found) {
     const Pool &all = pool();
+    const auto lies_in = [&] {
+        return reinterpret_cast<std::uintptr_t>(address) - reinterpret_cast<std::uintptr_t>(start) < found.size;
+    };
     if (const Slab *slab = slab_of(all, address); slab != nullptr) {
         const auto offset = static_cast<std::size_t>(static_cast<const std::byte *>(address) - slab->base);
         const std::uint32_t at = slot_at(*slab, offset);
         start = slab->base + std::size_t{at} * slab->slot_bytes;
-        const bool inside = at < slab->fresh && slab->slot[at].block.partition != 0 &&
-                            offset - std::size_t{at} * slab->slot_bytes < slab->slot[at].block.size;
-        return inside ? &slab->slot[at].block : nullptr;
+        return find_block(start, found) && lies_in();
     }
     for (const auto &[block_start, block] : all.large) {
-        if (reinterpret_cast<std::uintptr_t>(address) - reinterpret_cast<std::uintptr_t>(block_start) < block.size) {
-            start = block_start;
-            return &block;
+        start = block_start;
+        found = block;
+        if (lies_in()) {
+            return true;
         }
     }
-    return nullptr;
+    return false;
 }
 
 void visit_blocks(void (*visit)(const void *start, const Block &block, void *context), void *context) {
     const Pool &all = pool();
     for (const Slab *slab : all.slabs) {
         for (std::uint32_t at = 0; at < slab->fresh; ++at) {
-            if (slab->slot[at].block.partition != 0) {
-                visit(slab->base + std::size_t{at} * slab->slot_bytes, slab->slot[at].block, context);
+            if (slab->slot[at].partition != 0) {
+                visit(slab->base + std::size_t{at} * slab->slot_bytes, block_of(slab->slot[at]), context);
             }
         }
     }

@@ -15,16 +15,16 @@ namespace host {
 // Makes a block live. Null when the host has no memory.
 void *add_block(std::size_t size, Site *site, std::uint8_t partition);
 
-// The live block that starts at the address, or null. Valid until the next call that adds or removes one.
-const Block *find_block(const void *start);
+// Copies what is known of the live block that starts at the address. False when there is none.
+bool find_block(const void *start, Block &found);
 
-// Gives a live block's memory back.
-void remove_block(void *start);
+// Gives the memory of a live block back and copies what was known of it. False when none starts at the address.
+bool take_block(void *start, Block &taken);
 
 void remove_blocks_of(std::uint8_t partition);
 
-// The live block that the address lies in, with its start, or null. Slow for large blocks.
-const Block *find_around(const void *address, const void *&start);
+// The same for the live block that the address lies in, with its start. Slow for large blocks.
+bool find_around(const void *address, const void *&start, Block &found);
 
 std::uint64_t live_blocks();
 

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <exception>
 #include <map>
+#include <mutex>
 #include <set>
 #include <string>
 #include <string_view>
@@ -22,7 +23,7 @@ using host::Account;
 using host::g_memory_lock;
 using host::Partition;
 
-using Guard = std::lock_guard<std::mutex>;
+using Guard = std::lock_guard<host::ShortLock>;
 
 // A copy of one call site, so that nobody is called under the lock.
 struct SiteCopy {
@@ -78,8 +79,8 @@ void keep_with_what_it_points_to(const void *start, const host::Block &block, vo
     kept.add(start, block);
     for (std::size_t i = 0; i < block.size / sizeof(void *); ++i) {
         const void *word = word_at(start, i);
-        if (const host::Block *found = word != nullptr ? host::find_block(word) : nullptr; found != nullptr) {
-            kept.add(word, *found);
+        if (host::Block found; word != nullptr && host::find_block(word, found)) {
+            kept.add(word, found);
         }
     }
 }

@@ -9,14 +9,27 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <mutex>
 
 namespace host {
 
-std::mutex g_memory_lock;
+constinit ShortLock g_memory_lock;
+
+namespace {
+
+constinit MemoryTable *g_table = nullptr;
+
+[[gnu::noinline, gnu::cold]] void make_table() {
+    g_table = new MemoryTable;
+}
+
+} // namespace
 
 MemoryTable &memory_table() {
-    static MemoryTable &table = *new MemoryTable;
-    return table;
+    if (g_table == nullptr) {
+        make_table();
+    }
+    return *g_table;
 }
 
 void Account::add(std::size_t bytes) {
@@ -45,7 +58,7 @@ using host::MemoryTable;
 using host::Partition;
 using host::Site;
 
-using Guard = std::lock_guard<std::mutex>;
+using Guard = std::lock_guard<host::ShortLock>;
 
 constexpr char kNoFile[] = "(no file)";
 
@@ -141,15 +154,13 @@ void remember_freed(MemoryTable &table, const void *block, const char *file, std
 bool take_block(void *block, const char *file, std::uint32_t line) {
     const Guard guard(g_memory_lock);
     MemoryTable &table = host::memory_table();
-    const Block *found = host::find_block(block);
-    if (found == nullptr) {
+    Block taken;
+    if (!host::take_block(block, taken)) {
         return false;
     }
-    const Block taken = *found;
     Partition &partition = *table.partitions[taken.partition];
     partition.account.remove(taken.size);
     (taken.site != nullptr ? taken.site->second : partition.without_site).remove(taken.size);
-    host::remove_block(block);
     remember_freed(table, block, file, line);
     return true;
 }
@@ -165,11 +176,11 @@ std::string explain_unknown(const void *pointer) {
         }
     }
     const void *start = nullptr;
-    if (const Block *block = host::find_around(pointer, start); block != nullptr) {
+    if (Block block; host::find_around(pointer, start, block)) {
         const auto distance = static_cast<const char *>(pointer) - static_cast<const char *>(start);
-        std::string text = std::to_string(distance) + " bytes into a block of " + std::to_string(block->size);
-        if (block->site != nullptr) {
-            text += " from " + block->site->first.file + ":" + std::to_string(block->site->first.line);
+        std::string text = std::to_string(distance) + " bytes into a block of " + std::to_string(block.size);
+        if (block.site != nullptr) {
+            text += " from " + block.site->first.file + ":" + std::to_string(block.site->first.line);
         }
         return text;
     }

@@ -2,12 +2,13 @@
 #ifndef HOST_MEMORY_TABLE_H
 #define HOST_MEMORY_TABLE_H
 
+#include "short_lock.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -62,9 +63,9 @@ struct Partition {
 
 // A live block.
 struct Block {
-    std::size_t size;
-    Site *site; // null: allocated without accounting per call site
-    std::uint8_t partition;
+    std::size_t size = 0;
+    Site *site = nullptr; // null: allocated without accounting per call site
+    std::uint8_t partition = 0;
 };
 
 // What became of the latest blocks, to tell a second free from a foreign pointer.
@@ -93,7 +94,7 @@ struct MemoryTable {
     std::uint8_t last_number = 0;
 };
 
-extern std::mutex g_memory_lock;
+extern ShortLock g_memory_lock;
 
 // Never destroyed: blocks are freed until the process is gone.
 MemoryTable &memory_table();
