@@ -1,10 +1,12 @@
 #include "wire/messages.h"
 
 #include "orva_comm.h"
+#include "wire_transport.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
 #include <stdexcept>
+#include <string_view>
 
 namespace chassis {
 
@@ -175,6 +177,12 @@ constexpr std::array kTypes = {
     words<FiguresBody, 8>(kNetFnChassisReply, kCmdFigures, "figures"),
     plain(kNetFnChassis, kCmdExhaust, "partition exhaustion"),
 };
+// The description knows the same commands, so that inspector and dissector name what the chassis sends.
+static_assert(std::ranges::equal(kTypes, orva::wire::kRoutes, [](const MessageType &type, const auto &route) {
+    return type.net_fn == route.net_fn && type.command == route.command &&
+           type.name == std::string_view(route.name) &&
+           (route.message == nullptr || type.body_bytes == orva::wire::body_bytes(*route.message));
+}));
 static_assert(std::ranges::all_of(kTypes, [](const MessageType &type) {
     return type.min_body_bytes >= sizeof(OrvaWireHeader) && type.min_body_bytes <= type.body_bytes &&
            type.body_bytes <= kMaxBodyBytes;

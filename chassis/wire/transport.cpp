@@ -1,8 +1,11 @@
 #include "wire/transport.h"
 
+#include "wire_transport.h"
+
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstring>
+#include <string_view>
 #include <sys/socket.h>
 #include <system_error>
 
@@ -10,15 +13,25 @@ namespace chassis {
 
 namespace {
 
-constexpr std::uint32_t kMagic = 0x4F524348;
-constexpr std::uint8_t kVersion = 1;
+constexpr std::uint32_t kMagic = orva::wire::kTransportMagic;
+constexpr std::uint8_t kVersion = orva::wire::kTransportVersion;
+static_assert(kTransportHeaderBytes == orva::wire::kTransportBytes);
 
-// All big-endian. Where the network function and the command stand is given by the library's dump of UDP packets.
-constexpr std::size_t kRunAt = 4;
-constexpr std::size_t kLengthAt = 8;
-constexpr std::size_t kNetFnAt = 12;
-constexpr std::size_t kCommandAt = 13;
-constexpr std::size_t kVersionAt = 15;
+// Where a field of the transport header is.
+consteval std::size_t place_of(std::string_view name) {
+    for (const orva::wire::Field &field : orva::wire::kTransportFields) {
+        if (field.name == name) {
+            return field.offset;
+        }
+    }
+    throw "no such field"; // does not compile
+}
+
+constexpr std::size_t kRunAt = place_of("run");
+constexpr std::size_t kLengthAt = place_of("length");
+constexpr std::size_t kNetFnAt = place_of("net_fn");
+constexpr std::size_t kCommandAt = place_of("command");
+constexpr std::size_t kVersionAt = place_of("version");
 
 std::uint32_t load32(std::span<const std::uint8_t> bytes, std::size_t offset) {
     std::uint32_t word;
