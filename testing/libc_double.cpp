@@ -101,7 +101,7 @@ using namespace orva_test;
 // Sanitizers that are linked in statically call wrapped functions (dlsym) before anything is set up: until the calls
 // are registered each goes straight through, by code that is not instrumented.
 #define PLAIN_CODE __attribute__((no_sanitize("address"), no_sanitize("thread"), no_sanitize("undefined")))
-static bool g_ready = false;
+static volatile bool g_ready = false; // volatile: set while the program starts, never before
 
 #define X(result, name, parameters, arguments)                                                                       \
     static CallState state_of_##name;                                                                                \
@@ -191,4 +191,7 @@ int __wrap_fprintf(FILE *file, const char *format, ...) {
 }
 
 // The last initialiser of the file.
-[[maybe_unused]] static const bool made_ready = (g_ready = true);
+[[maybe_unused]] static const bool made_ready = [] {
+    g_ready = true;
+    return true;
+}();

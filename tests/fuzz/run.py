@@ -38,7 +38,8 @@ class Target:
         result = self.run(f"-max_total_time={seconds}", "-print_final_stats=1", "-verbosity=0", "-timeout=20",
                           "-rss_limit_mb=2048", f"-artifact_prefix={self.findings}/", self.grown, self.checked_in)
         executed = re.search(r"number_of_executed_units:\s*(\d+)", result.stderr)
-        return int(executed[1]) if executed else 0, result.stderr if result.returncode != 0 else ""
+        ended = f"{result.stderr}\nended with {result.returncode}" if result.returncode != 0 else ""
+        return int(executed[1]) if executed else 0, ended
 
     def profile(self, folder):
         self.run("-runs=0", self.grown, self.checked_in, profile=folder / f"{self.subject}-%m.profraw")
@@ -59,7 +60,7 @@ def reached(build, targets, folder):
         return 0, 0
     merged = folder / "merged.profdata"
     subprocess.run(["llvm-profdata-14", "merge", "-sparse", "-o", merged, *raw], check=True, capture_output=True)
-    objects = [next(build.rglob("liborva_comm.so")), *(target.program for target in targets)]
+    objects = [*build.rglob("liborva_comm.so"), *(target.program for target in targets)]
     command = ["llvm-cov-14", "export", "-summary-only", f"-instr-profile={merged}", str(objects[0])]
     for other in objects[1:]:
         command += ["-object", str(other)]
