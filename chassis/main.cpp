@@ -6,8 +6,15 @@
 #include "run.h"
 #include "scenario/texts.h"
 
-int main(int argc, char **argv) {
-    using namespace chassis;
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+
+namespace {
+
+using namespace chassis;
+
+int run_program(int argc, char **argv) {
     const Options options = read_options(argc, argv);
     if (const auto *exit_now = std::get_if<ExitNow>(&options)) {
         return exit_now->status;
@@ -31,4 +38,38 @@ int main(int argc, char **argv) {
         return scenarios_command();
     }
     return run_chassis(std::get<RunOptions>(options));
+}
+
+// The message is written without a stream, which may be what failed.
+int end_with(const char *what) {
+    std::fprintf(stderr, "orva-chassis: %s\n", what);
+    return EXIT_FAILURE;
+}
+
+// Where an exception cannot go any further, as from a destructor that found no memory, the process ends in good
+// order.
+[[noreturn]] void end_of_exception() {
+    try {
+        std::rethrow_exception(std::current_exception());
+    } catch (const std::exception &error) {
+        std::_Exit(end_with(error.what()));
+    } catch (...) {
+        std::abort();
+    }
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    std::set_terminate([] {
+        if (std::current_exception() == nullptr) {
+            std::abort();
+        }
+        end_of_exception();
+    });
+    try {
+        return run_program(argc, argv);
+    } catch (const std::exception &error) {
+        return end_with(error.what());
+    }
 }
