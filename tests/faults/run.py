@@ -191,7 +191,7 @@ def programs(build):
     chassis = build / "chassis/orva-chassis"
     if chassis.exists():
         found += [
-            Program("orva-chassis check", [chassis, "check", "example"], short=0),
+            Program("orva-chassis check", [chassis, "check", "example"], short=20),
             # Its processes take turns as they like, so two runs do not write the same.
             Program("orva-chassis run", [chassis, "run", "killed", "--time", "virtual", "--boards", "2"], short=0,
                     same=False),
