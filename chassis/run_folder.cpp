@@ -1,6 +1,7 @@
 #include "run_folder.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
@@ -51,8 +52,11 @@ RunFolder::RunFolder(const std::string &chosen)
 
 RunFolder::~RunFolder() {
     if (!kept_) {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
+        std::error_code error;
+        std::filesystem::remove_all(path_, error);
+        if (error) {
+            std::fprintf(stderr, "orva-chassis: %s cannot be removed: %s\n", path_.c_str(), error.message().c_str());
+        }
     }
 }
 
