@@ -81,6 +81,10 @@ MIRO_CLOCK_EXPORT uint32_t MIRO_HostClockStart(const MIRO_HOST_CLOCK_CONFIG *con
     if (joined()) {
         return MIRO_HOST_OK;
     }
+    // The thread sanitizer makes threads in a way that this library would come into.
+    if (dlsym(RTLD_DEFAULT, "__tsan_init") != nullptr) {
+        return MIRO_HOST_ERR_UNSUPPORTED;
+    }
     char path[PATH_MAX];
     if (config != nullptr && config->file != nullptr) {
         std::snprintf(path, sizeof path, "%s", config->file);

@@ -15,7 +15,8 @@
  * process in a folder has the plain names; others write their process id into them, and whoever starts removes those
  * of processes that are gone, except for the latest ORVA_HOST_LOG_FILES.
  *
- * A record that a signal handler writes while its own thread writes one is lost and counted. Threads are not
+ * A record that a signal handler writes while its own thread writes one is lost and counted. A sink allocates, so a
+ * handler that interrupts an allocation of its own thread must not log. Threads are not
  * cancelled inside these functions. The child of a fork opens files of its own.
  */
 #ifndef TOVA_HOST_H
