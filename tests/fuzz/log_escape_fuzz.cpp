@@ -1,7 +1,7 @@
 // Texts from outside in a log line of the host platform: the line has no control character and is UTF-8, and nothing
 // of the text is lost.
-#include "fuzz_input.h"
 #include "common/line_text.h"
+#include "fuzz_input.h"
 
 namespace {
 
