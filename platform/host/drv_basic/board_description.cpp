@@ -407,7 +407,8 @@ std::optional<BoardDescription> parse_board(std::string_view given, const std::s
         return std::nullopt;
     }
     try {
-        read_description_tables(reading, toml::parse(text, name));
+        // Without the name: the parser keeps it where it must not throw, so it would end the process without memory.
+        read_description_tables(reading, toml::parse(text));
     } catch (const toml::parse_error &found) {
         reading.fault(found.source(), "", key_on_line(text, found.source().begin.line), found.description());
         return std::nullopt;

@@ -6,10 +6,15 @@
 #include <cerrno>
 #include <charconv>
 #include <csignal>
-#include <filesystem>
+#include <cstdint>
+#include <dirent.h>
 #include <map>
+#include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -17,11 +22,17 @@ namespace host {
 
 namespace {
 
-namespace fs = std::filesystem;
+constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 
 struct Remains {
-    fs::file_time_type written = fs::file_time_type::min();
-    std::vector<fs::path> files;
+    std::int64_t written_ns = 0;
+    std::vector<std::string> files;
+};
+
+struct CloseFolder {
+    void operator()(DIR *folder) const {
+        closedir(folder);
+    }
 };
 
 // The process that "KIND-PROCESS.log" or "KIND-PROCESS.NUMBER.log" names.
@@ -53,13 +64,17 @@ bool is_gone(pid_t process) {
 
 void prune_log_folder(const std::string &folder, std::size_t kept) {
     std::map<pid_t, Remains> gone;
-    std::error_code error;
-    for (const fs::directory_entry &entry : fs::directory_iterator(folder, error)) {
-        const auto process = process_of(entry.path().filename().native());
-        if (process && entry.is_regular_file(error) && is_gone(*process)) {
+    // Not the C++ library's iterator: it ends the process when memory has run out.
+    const std::unique_ptr<DIR, CloseFolder> opened(opendir(folder.c_str()));
+    while (const dirent *const entry = opened ? readdir(opened.get()) : nullptr) {
+        const auto process = process_of(entry->d_name);
+        const std::string file = folder + "/" + entry->d_name;
+        struct stat status = {};
+        if (process && stat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) && is_gone(*process)) {
             Remains &remains = gone[*process];
-            remains.written = std::max(remains.written, entry.last_write_time(error));
-            remains.files.push_back(entry.path());
+            const std::int64_t written_ns = status.st_mtim.tv_sec * kNsPerSecond + status.st_mtim.tv_nsec;
+            remains.written_ns = std::max(remains.written_ns, written_ns);
+            remains.files.push_back(file);
         }
     }
     std::vector<const Remains *> newest_first;
@@ -67,10 +82,10 @@ void prune_log_folder(const std::string &folder, std::size_t kept) {
         newest_first.push_back(&remains);
     }
     std::sort(newest_first.begin(), newest_first.end(),
-              [](const Remains *a, const Remains *b) { return a->written > b->written; });
+              [](const Remains *a, const Remains *b) { return a->written_ns > b->written_ns; });
     for (std::size_t i = kept; i < newest_first.size(); ++i) {
-        for (const fs::path &file : newest_first[i]->files) {
-            fs::remove(file, error);
+        for (const std::string &file : newest_first[i]->files) {
+            unlink(file.c_str());
         }
     }
 }
