@@ -109,10 +109,12 @@ def changes_of_lines(masked, text, found):
         whole = is_statement(bare)
         if indent and (whole or LEAVE.match(bare)):
             found.append((at + indent, at + len(bare), ";"))
-        if indent and whole and before is not None and before[1] == indent:
+        # Two plain stores in another order are seldom another program.
+        is_call = bool(CALL.match(bare))
+        if indent and whole and before is not None and before[1] == indent and (is_call or before[3]):
             first = text[before[0]:before[0] + before[2]]
             found.append((before[0], at + len(bare), text[at:at + len(bare)] + "\n" + first))
-        before = (at, indent, len(bare)) if indent and whole else None
+        before = (at, indent, len(bare), is_call) if indent and whole else None
         at += len(line)
 
 

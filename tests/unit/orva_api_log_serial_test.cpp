@@ -170,6 +170,11 @@ TEST_F(Serial, GetSerialFd_OpensTheConsoleForWritingAndTracksIt) {
     EXPECT_EQ(live_blocks(), 0u);
 }
 
+TEST_F(Serial, GetSerialFd_ZeroIsADescriptor) {
+    fail("safeio_fd_owner_assemble", 2, 0);
+    EXPECT_EQ(ORVA_GetSerialFd(), 0u);
+}
+
 struct FdCase {
     const char *name, *call;
     unsigned nth;
