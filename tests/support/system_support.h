@@ -69,11 +69,11 @@ std::string without_stamp(const std::string &text, std::string_view shape);
 
 } // namespace orva_test
 
-// Skips loudly when the kernel refuses the namespaces.
+// Skips, with the reason, when the kernel refuses the namespaces.
 #define ORVA_ENTER_NAMESPACES_OR_SKIP(flags)                                                                         \
     do {                                                                                                             \
         if (!::orva_test::enter_namespaces(flags)) {                                                                 \
-            GTEST_SKIP() << "SKIPPED LOUDLY: the kernel refuses namespaces " #flags ", errno " << errno;             \
+            GTEST_SKIP() << "the kernel refuses namespaces " #flags ", errno " << errno;                             \
         }                                                                                                            \
     } while (false)
 

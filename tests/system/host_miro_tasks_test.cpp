@@ -181,7 +181,7 @@ TEST_F(HostMiroTask, TaskCreate_RefusesWhatItCannotUse) {
 
 TEST_F(HostMiroTask, TaskCreate_FailsWithoutAddressSpaceForTheStack) {
     if (!kLimitsApply) {
-        GTEST_SKIP() << "SKIPPED LOUDLY: sanitizers need all address space";
+        GTEST_SKIP() << "sanitizers need all address space";
     }
     const int status = orva_test::run_in_child([] {
         const rlimit limit{.rlim_cur = 1 << 30, .rlim_max = 1 << 30};
@@ -445,7 +445,7 @@ TEST_F(HostMiroTimer, ReltmrCbkStart_FailsWithoutADescriptorAndWorksLater) {
 
 TEST_F(HostMiroTimer, AChildProcess_StartsWithoutTimersAndCanStartItsOwn) {
     if (!kThreadsAfterFork) {
-        GTEST_SKIP() << "SKIPPED LOUDLY: the thread sanitizer allows no threads after a fork";
+        GTEST_SKIP() << "the thread sanitizer allows no threads after a fork";
     }
     const MIRO_TIMER_ID timer = start(5, MIRO_TIMER_PERIODIC, count_fired);
     ASSERT_TRUE(g_fired.wait_for(1));
@@ -584,7 +584,7 @@ TEST_F(HostMiroDeadLoop, ABracketInTheLastDestructorsOfAThread_IsNotWatched) {
 
 TEST_F(HostMiroDeadLoop, AChildProcess_IsWatchedByAMonitorOfItsOwn) {
     if (!kThreadsAfterFork) {
-        GTEST_SKIP() << "SKIPPED LOUDLY: the thread sanitizer allows no threads after a fork";
+        GTEST_SKIP() << "the thread sanitizer allows no threads after a fork";
     }
     MIRO_HostSetDeadLoopLimit(30);
     MIRO_DeadLoopTaskCheckBegin();

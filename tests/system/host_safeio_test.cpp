@@ -560,7 +560,7 @@ TEST_F(HostSafeioDescriptor, NumbersAbove16Bits_AreNotHandedOut) {
     limit.rlim_cur = 0x10010;
     limit.rlim_max = std::max(limit.rlim_max, limit.rlim_cur);
     if (setrlimit(RLIMIT_NOFILE, &limit) != 0) {
-        GTEST_SKIP() << "SKIPPED LOUDLY: the kernel refuses " << limit.rlim_cur << " descriptors, errno " << errno;
+        GTEST_SKIP() << "the kernel refuses " << limit.rlim_cur << " descriptors, errno " << errno;
     }
     const int zero = open("/dev/null", O_RDONLY | O_CLOEXEC);
     std::vector<int> held;

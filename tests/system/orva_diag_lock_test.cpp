@@ -175,7 +175,7 @@ void run_on(int cpu) {
 TEST_F(DiagLock, HoggedReader_HoldsUpNoRecord) {
     const std::vector<int> cpus = processors();
     if (cpus.size() < 2) {
-        GTEST_SKIP() << "SKIPPED LOUDLY: one processor only";
+        GTEST_SKIP() << "one processor only";
     }
     run_on(cpus[0]);
     std::thread reader([&] {
@@ -208,7 +208,7 @@ TEST_F(DiagLock, HoggedReader_HoldsUpNoRecord) {
     g_mayGoOn = true;
     reader.join();
     if (hogState == -1) {
-        GTEST_SKIP() << "SKIPPED LOUDLY: real-time scheduling is not allowed";
+        GTEST_SKIP() << "real-time scheduling is not allowed";
     }
 }
 

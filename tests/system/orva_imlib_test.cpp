@@ -54,7 +54,7 @@ protected:
     void SetUp() override {
         ORVA_ENTER_NAMESPACES_OR_SKIP(CLONE_NEWNS | CLONE_NEWNET);
         if (!mount_tmpfs("/opt")) {
-            GTEST_SKIP() << "SKIPPED LOUDLY: the kernel refuses a tmpfs on /opt, errno " << errno;
+            GTEST_SKIP() << "the kernel refuses a tmpfs on /opt, errno " << errno;
         }
         std::filesystem::create_directories("/opt/keldv8/tmp");
         // The build folder may itself be below /opt; the copy was made before it was hidden.
@@ -154,7 +154,7 @@ TEST_F(PrivateFiles, Binding_HandsASwitchOverToTheAgentWithinTheTimersPeriod) {
 TEST_F(PrivateFiles, Binding_HandsTheOwnAddressOverWhenItComes) {
     const ProgramResult made = run_program({"ip", "link", "add", "veth0", "type", "veth", "peer", "name", "bond0"});
     if (made.status != 0) {
-        GTEST_SKIP() << "SKIPPED LOUDLY: no veth pair: " << made.output;
+        GTEST_SKIP() << "no veth pair: " << made.output;
     }
     ORVA_SetImlibIpConfigInPnf("/opt/agent.so", 7, "orva_test", 2);
     ASSERT_NE(ORVA_GetImHandle(), 0u);
