@@ -440,7 +440,38 @@ TEST_F(Chassis, VirtualTime_TwoRunsOfOneSeedWriteTheSameBytes) {
     }
 }
 
+// Two steps of the demonstration, with expectations that a missing board fails soon.
+constexpr char kTwoSteps[] = R"(name = "two-steps"
+text = "packets, then records"
+boards = 2
+
+[[step]]
+title = "200 packets"
+do = ["round", "send first long 200"]
+[[step.expect]]
+event = "heartbeat"
+count = 4
+by = 1
+
+[[step]]
+title = "configuration records"
+do = ["sync"]
+[[step.expect]]
+event = "heartbeat"
+count = 4
+by = 1
+
+[[step]]
+title = "a round"
+do = ["round"]
+[[step.expect]]
+event = "heartbeat"
+every_board = true
+by = 1
+)";
+
 TEST_F(Chassis, KilledAgent_WhenSomeoneElseKillsItInTheMiddle) {
+    orva_test::write_file(scratch_.file("two-steps.toml"), kTwoSteps);
     struct Moment {
         const char *step;
         const char *slot;
@@ -453,7 +484,7 @@ TEST_F(Chassis, KilledAgent_WhenSomeoneElseKillsItInTheMiddle) {
         SCOPED_TRACE(moment.step);
         std::filesystem::remove_all(run_dir());
         BackgroundRun chassis(scratch_.file("output"),
-                              arguments({"--boards", "2", "--seconds", "1", "--no-restart"}));
+                              {"run", scratch_.file("two-steps.toml"), "--run-dir", run_dir(), "--no-restart"});
         ASSERT_TRUE(chassis.shows(moment.step)) << chassis.output();
         const auto agents =
             processes_with(std::string("agent --slot ") + moment.slot + " --folder " + run_dir() + "/slot");
