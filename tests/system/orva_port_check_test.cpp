@@ -114,7 +114,8 @@ TEST_P(OrvaPortCheckPart, ABrokenStatementFailsItsCaseAlone) {
             continue; // tried above
         }
         setenv("ORVA_CRIPPLE", name.c_str(), 1);
-        const Outcome crippled = run(kCheck + "--preload " + library("libcrippled_platform.so") + host_libraries());
+        const Outcome crippled =
+            run(kCheck + "--patience 2 --preload " + library("libcrippled_platform.so") + host_libraries());
         EXPECT_EQ(crippled.status, 1) << name;
         EXPECT_EQ(cases_that_are("broken", crippled.output), std::set<std::string>{name}) << crippled.output;
     }
@@ -147,6 +148,7 @@ TEST(OrvaPortCheck, Json_SaysTheSame) {
 TEST(OrvaPortCheck, WrongUseIsTold) {
     EXPECT_EQ(run(kCheck + "--case nothing").status, 2);
     EXPECT_EQ(run(kCheck + "--wrong").status, 2);
+    EXPECT_EQ(run(kCheck + "--patience 31").status, 2);
     EXPECT_EQ(run(kCheck + "--preload /missing/lib.so").status, 3);
     EXPECT_EQ(run(kCheck + "--list > /dev/full").status, 3);
     EXPECT_EQ(run(kCheck + "--help").status, 0);

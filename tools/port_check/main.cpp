@@ -267,6 +267,9 @@ int main(int argc, char **argv) {
         ->type_name("LIB")
         ->expected(1, -1);
     app.add_option("--case", options.names, "Only these cases")->type_name("NAME")->expected(1, -1);
+    app.add_option("--patience", port_check::g_patience_s, "How long a case waits for what should come, default 10")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(1U, kSecondsPerCase / 2));
     app.add_flag("--json", options.json, "Print one JSON document");
     app.add_flag("--list", options.list, "Print the cases and run none");
     try {

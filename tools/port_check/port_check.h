@@ -25,6 +25,9 @@ struct NotTried : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// How long a case waits for what should come.
+inline unsigned g_patience_s = 10;
+
 struct Case {
     const char *name;
     const char *statement;

@@ -18,14 +18,13 @@ namespace port_check {
 
 namespace {
 
-constexpr auto kPatience = std::chrono::seconds(10);
 constexpr std::uint32_t kPriority = 255; // as the library asks
 constexpr std::uint32_t kStackBytes = 64 * 1024;
 
 // True once the condition holds; waits for it, not for a length of time.
 template <typename Condition>
 bool comes(Condition condition) {
-    const auto until = std::chrono::steady_clock::now() + kPatience;
+    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(g_patience_s);
     while (!condition()) {
         if (std::chrono::steady_clock::now() > until) {
             return false;
