@@ -74,7 +74,7 @@ private:
         agent.run = options_.run;
         agent.power_on_ns = clock_.power_on().count();
         agent.parent = getpid();
-        return start_process(options_.agent.empty() ? kOwnProgram : options_.agent, agent_words(agent));
+        return start_board(options_.agent, agent);
     }
 
     void note_ended() {

@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <stdexcept>
@@ -130,6 +131,11 @@ private:
     std::vector<Entry> entries_;
 };
 
+// Names of files are meant from here; the run goes to a folder of its own.
+std::string from_here(const std::string &file) {
+    return file.empty() ? file : std::filesystem::absolute(file).string();
+}
+
 ExitNow usage_error(const std::string &message) {
     std::cerr << "orva-chassis: " << message << "\nRun with --help for more information.\n";
     return {kUsageStatus};
@@ -187,9 +193,12 @@ Options read_options(int argc, char **argv) {
     }
     run.virtual_time = time == "virtual";
     if (run_command->parsed()) {
+        run.events = from_here(run.events);
+        run.agent = from_here(run.agent);
         return run;
     }
     if (boards_command->parsed()) {
+        boards.agent = from_here(boards.agent);
         return boards;
     }
     if (check_command->parsed()) {

@@ -4,6 +4,8 @@
  *     orva-chassis run demo --boards 3 --seconds 60 &
  *     agent $(orva-chassis address) 7
  *
+ * or is started for every board: orva-chassis run --agent ./agent
+ *
  * Copy it and go on from here. It ends when the chassis is silent for a while.
  */
 #include "miro_host.h"

@@ -12,6 +12,7 @@
 #include <string>
 #include <sys/msg.h>
 #include <system_error>
+#include <unistd.h>
 #include <vector>
 
 namespace chassis {
@@ -106,7 +107,8 @@ std::filesystem::path fan_log(const std::filesystem::path &folder) {
 }
 
 key_t queue_key(const std::filesystem::path &folder, std::uint32_t slot) {
-    return ftok((folder / kKeyFile).c_str(), static_cast<int>(slot));
+    const auto file = folder / kKeyFile;
+    return access(file.c_str(), F_OK) == 0 ? ftok(file.c_str(), static_cast<int>(slot)) : -1;
 }
 
 // A key holds only the low 16 bits of the file's inode number, so two files can share one. Colliding

@@ -2,7 +2,6 @@
 
 #include "board/board_folder.h"
 #include "board/sensor_file.h"
-#include "manager/processes.h"
 
 #include <random>
 #include <stdexcept>
@@ -14,7 +13,7 @@ namespace {
 constexpr std::uint32_t kLastSlot = 30;
 
 SupervisorOptions supervisor_options(const ChassisPlan &plan, const Links &links) {
-    return {plan.run_folder, plan.agent.empty() ? kOwnProgram : plan.agent, plan.restart, links.port()};
+    return {plan.run_folder, plan.agent, plan.restart, links.port()};
 }
 
 // Two chassis of one machine have different numbers; two virtual runs of one seed write the same bytes.

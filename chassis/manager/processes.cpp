@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -17,17 +18,36 @@ namespace {
 
 constexpr int kNotStarted = 127;
 
+struct Start {
+    const char *program;
+    char *const *arguments;
+    const char *folder; // empty: none
+    const char *output;
+    pid_t parent;
+};
+
+bool go_to(const Start &start) {
+    if (*start.folder != '\0' && chdir(start.folder) != 0) {
+        return false;
+    }
+    if (*start.output == '\0') {
+        return true;
+    }
+    const int fd = open(start.output, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    return fd >= 0 && dup2(fd, STDOUT_FILENO) >= 0 && dup2(fd, STDERR_FILENO) >= 0;
+}
+
 // Between fork and exec: nothing that takes a lock.
-[[noreturn]] void become(const char *program, char *const *arguments, pid_t parent) {
+[[noreturn]] void become(const Start &start) {
     prctl(PR_SET_PDEATHSIG, SIGTERM);
-    if (getppid() != parent) {
+    if (getppid() != start.parent || !go_to(start)) {
         _exit(kNotStarted);
     }
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
     signal(SIGPIPE, SIG_DFL);
-    execv(program, arguments);
+    execv(start.program, start.arguments);
     _exit(kNotStarted);
 }
 
@@ -39,7 +59,7 @@ bool ends_within(pid_t child, std::chrono::milliseconds patience) {
 }
 
 int status_of(int status) {
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : kSignalStatus + WTERMSIG(status);
 }
 
 int reap(pid_t child) {
@@ -51,21 +71,30 @@ int reap(pid_t child) {
 
 } // namespace
 
-pid_t start_process(const std::string &program, const std::vector<std::string> &arguments) {
-    std::vector<char *> pointers = {const_cast<char *>("orva-chassis")};
+pid_t start_process(const std::string &program, const std::vector<std::string> &arguments, const std::string &folder,
+                    const std::string &output) {
+    std::vector<char *> pointers = {const_cast<char *>(program == kOwnProgram ? "orva-chassis" : program.c_str())};
     for (const std::string &argument : arguments) {
         pointers.push_back(const_cast<char *>(argument.c_str()));
     }
     pointers.push_back(nullptr);
-    const pid_t parent = getpid();
+    const Start start = {program.c_str(), pointers.data(), folder.c_str(), output.c_str(), getpid()};
     const pid_t child = fork();
     if (child < 0) {
         throw std::system_error(errno, std::generic_category(), "fork");
     }
     if (child == 0) {
-        become(program.c_str(), pointers.data(), parent);
+        become(start);
     }
     return child;
+}
+
+pid_t start_board(const std::string &program, const AgentOptions &agent) {
+    if (program.empty()) {
+        return start_process(kOwnProgram, agent_words(agent));
+    }
+    return start_process(program, {std::to_string(agent.port), std::to_string(agent.run), std::to_string(agent.slot)},
+                         agent.folder);
 }
 
 std::optional<int> exit_status(pid_t child) {
@@ -86,7 +115,9 @@ bool stop_processes(std::span<const pid_t> children, std::chrono::milliseconds p
         if (!ends_within(child, patience)) {
             kill(child, SIGKILL);
         }
-        all_stopped = reap(child) == 0 && all_stopped;
+        const int status = reap(child);
+        // A program of the user's own need not catch the signal.
+        all_stopped = (status == 0 || status == kSignalStatus + SIGTERM) && all_stopped;
     }
     return all_stopped;
 }

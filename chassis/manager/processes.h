@@ -2,6 +2,8 @@
 #ifndef CHASSIS_MANAGER_PROCESSES_H
 #define CHASSIS_MANAGER_PROCESSES_H
 
+#include "options.h"
+
 #include <chrono>
 #include <optional>
 #include <span>
@@ -15,7 +17,13 @@ namespace chassis {
 inline constexpr const char *kOwnProgram = "/proc/self/exe";
 
 // Starts a program with these arguments. The process is told to stop when this one ends, however it ends.
-pid_t start_process(const std::string &program, const std::vector<std::string> &arguments);
+// `folder`: where it begins; `output`: the file that takes both its outputs; empty: as this process has them.
+pid_t start_process(const std::string &program, const std::vector<std::string> &arguments,
+                    const std::string &folder = "", const std::string &output = "");
+
+// Starts a board's process: this program, or one of the user's own, which gets PORT RUN SLOT and begins in the
+// board's folder. `program` is empty for this one.
+pid_t start_board(const std::string &program, const AgentOptions &agent);
 
 // The exit status of a child that has ended, 128 plus the number of the signal that ended it. It is then reaped and
 // must not be named again.

@@ -2,7 +2,6 @@
 
 #include "board/board_folder.h"
 #include "manager/processes.h"
-#include "options.h"
 
 #include "orva_comm.h"
 
@@ -60,7 +59,7 @@ std::vector<Board *> Supervisor::processes() {
     return all;
 }
 
-std::vector<std::string> Supervisor::arguments(const Board &board) const {
+AgentOptions Supervisor::agent_of(const Board &board) const {
     AgentOptions agent;
     agent.backup = board.backup;
     agent.slot = board.slot;
@@ -70,12 +69,12 @@ std::vector<std::string> Supervisor::arguments(const Board &board) const {
     agent.run = links_.run();
     agent.power_on_ns = loop_.clock().power_on().count();
     agent.parent = getpid();
-    return agent_words(agent);
+    return agent;
 }
 
 void Supervisor::start(Board &board) {
     // The backup is a management process, never a user's agent.
-    board.process = start_process(board.backup ? kOwnProgram : options_.program, arguments(board));
+    board.process = start_board(board.backup ? "" : options_.program, agent_of(board));
     ++board.starts;
     board.queue = -1;
     log_.add(EventKind::kProcess, board.number(),

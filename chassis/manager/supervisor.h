@@ -5,6 +5,7 @@
 #include "manager/boards.h"
 #include "manager/links.h"
 #include "manager/loop.h"
+#include "options.h"
 
 #include <filesystem>
 #include <string>
@@ -23,7 +24,7 @@ struct Leftovers {
 
 struct SupervisorOptions {
     std::filesystem::path run_folder;
-    std::string program;    // the agent
+    std::string program;    // of the boards; empty: this one
     bool restart = true;    // a process that ended by itself is started again
     std::uint16_t port = 0; // of the management process
 };
@@ -61,7 +62,7 @@ private:
     void note_ended(Board &board, int status);
     void start_again_later(Board &board);
     std::vector<Board *> processes();
-    std::vector<std::string> arguments(const Board &board) const;
+    AgentOptions agent_of(const Board &board) const;
 
     Loop &loop_;
     EventLog &log_;

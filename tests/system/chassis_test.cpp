@@ -586,6 +586,29 @@ TEST_F(Chassis, Boards_AnswerTheManagementProcessOfTheExample) {
     expect_nothing_left(3);
 }
 
+// The boards' program is named from where the user is, and so is the file.
+TEST_F(Chassis, Agent_OfTheExampleIsTestedInBothKindsOfTime) {
+    orva_test::write_file(
+        scratch_.file("own.toml"),
+        "name = \"own\"\ntext = \"t\"\nboards = 3\nseconds = 30\n[[step]]\ntitle = \"one\"\n"
+        "[[step.fault]]\nkind = \"killed\"\nslot = 2\nat = 1\nfor = 0.1\n"
+        "[[step.expect]]\nevent = \"process\"\nslot = 2\nwhere = { state = \"started\", starts = 2 }\n"
+        "[[step.expect]]\nevent = \"reading\"\nwhere = { sensor = \"outlet\", value = 384 }\n"
+        "every_board = true\n[[step.expect]]\nevent = \"request\"\nslot = 2\n"
+        "where = { result = \"answered\" }\nat_least = 6\n");
+    const std::string folder = std::string(ORVA_TEST_BINARY_DIR) + "/tests/system";
+    const std::string events = scratch_.file("events");
+    for (const char *time : {"real", "virtual"}) {
+        std::filesystem::remove(events);
+        const auto result = orva_test::run_program({kProgram, "run", scratch_.file("own.toml"), "--time", time,
+                                                    "--agent", "./example_agent", "--events",
+                                                    std::filesystem::relative(events, folder).string()},
+                                                   {}, folder);
+        EXPECT_EQ(result.status, 0) << result.output;
+        EXPECT_GT(count_of(read_file(events), "\n"), 30U) << result.output;
+    }
+}
+
 TEST_F(Chassis, Scenarios_ListsEachWithItsNameFirst) {
     const auto result = orva_test::run_program({kProgram, "scenarios"});
     EXPECT_EQ(result.status, 0);
@@ -821,6 +844,7 @@ TEST_F(Chassis, CommandLine_IsRefusedWithAMessageAndTwo) {
         {"a mask that is no number", {"debug", "log", "on", "1", "all"}, "all is not a number"},
         {"boards of nobody", {"boards"}, "--port"},
         {"an option of a run", {"table", "--boards", "3"}, "--boards"},
+        {"an agent that does not exist", {"run", "--agent", "/no/such"}, "--agent"},
         {"a folder that is a file", {"run", "--run-dir", scratch_.file("file")}, scratch_.file("file")},
         {"a folder that is not empty", {"run", "--run-dir", scratch_.path()}, "is not empty"},
         {"a folder that cannot be made", {"run", "--run-dir", "/proc/no/such"}, "/proc/no/such"},

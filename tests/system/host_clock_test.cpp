@@ -338,6 +338,9 @@ public:
         getsockname(fd_, reinterpret_cast<sockaddr *>(&own), &length);
         return own.sin_port;
     }
+    int descriptor() const {
+        return fd_;
+    }
     void send(std::uint16_t port, int value) const {
         const sockaddr_in to = loopback(port);
         sendto(fd_, &value, sizeof value, 0, reinterpret_cast<const sockaddr *>(&to), sizeof to);
@@ -371,6 +374,21 @@ TEST_F(HostClock, DatagramsArriveAtTheInstantThatSentThem) {
     EXPECT_EQ(here.receive(60'000), -1);
     EXPECT_EQ(status_of(child), 0);
     EXPECT_LT(real_seconds(), 30.0);
+}
+
+TEST_F(HostClock, ASocketsTimeLimitPassesInVirtualTime) {
+    const Datagrams here;
+    const timeval limit = {.tv_sec = 2, .tv_usec = 500'000};
+    ASSERT_EQ(setsockopt(here.descriptor(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit), 0);
+    const std::uint64_t start = now_ms();
+    int value = 0;
+    EXPECT_EQ(recv(here.descriptor(), &value, sizeof value, 0), -1);
+    EXPECT_EQ(errno, EAGAIN);
+    EXPECT_EQ(now_ms() - start, 2500u);
+    here.send(here.port(), 7);
+    EXPECT_EQ(recv(here.descriptor(), &value, sizeof value, 0), ssize_t{sizeof value});
+    EXPECT_EQ(value, 7);
+    EXPECT_EQ(now_ms() - start, 2500u);
 }
 
 TEST_F(HostClock, AKilledProcessHoldsNobodyUp) {

@@ -9,6 +9,7 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/un.h>
 
 namespace host_clock {
@@ -170,6 +171,17 @@ int poll_until(pollfd *descriptors, nfds_t count, std::int64_t instant) {
     }
 }
 
+// The time limit of a socket's own calls.
+std::int64_t socket_limit(int fd, short events) {
+    timeval limit{};
+    socklen_t length = sizeof limit;
+    const int option = events == POLLIN ? SO_RCVTIMEO : SO_SNDTIMEO;
+    if (getsockopt(fd, SOL_SOCKET, option, &limit, &length) != 0 || (limit.tv_sec == 0 && limit.tv_usec == 0)) {
+        return kNever;
+    }
+    return instant_after({.tv_sec = limit.tv_sec, .tv_nsec = limit.tv_usec * 1000});
+}
+
 bool wait_ready(int fd, short events) {
     pollfd one{.fd = fd, .events = events, .revents = 0};
     fire_timers();
@@ -180,7 +192,11 @@ bool wait_ready(int fd, short events) {
     if (flags < 0 || (flags & O_NONBLOCK) != 0) {
         return true;
     }
-    return poll_until(&one, 1, kNever) >= 0;
+    const int ready = poll_until(&one, 1, socket_limit(fd, events));
+    if (ready == 0) {
+        errno = EAGAIN;
+    }
+    return ready > 0;
 }
 
 } // namespace host_clock

@@ -42,7 +42,8 @@ void touch_peer(int fd);
 // The same after a read, for those that wait for room.
 void touch_writers(int fd);
 
-// Waits until a blocking descriptor is ready for the events. False, with errno set, when a signal interrupted it.
+// Waits until a blocking descriptor is ready for the events. False, with errno set, when a signal interrupted it or
+// the time limit of a socket is over.
 bool wait_ready(int fd, short events);
 
 // ---- Timer descriptors of this process
