@@ -27,6 +27,8 @@ CLI::App *add_run_command(CLI::App &app, RunOptions &run, std::string &time) {
         ->check(CLI::Range(0U, 86400U));
     command->add_option("--time", time, "real or virtual")->check(CLI::IsMember({"real", "virtual"}));
     command->add_option("--events", run.events, "Write every event to this file, a JSON object a line");
+    command->add_option("--record", run.record,
+                        "Write every datagram to this file, a capture for tcpdump and Wireshark");
     command->add_option("--agent", run.agent, "Program that runs as the boards' agent")->check(CLI::ExistingFile);
     command->add_option("--run-dir", run.run_dir, "Folder of the run, absent or empty (default: a temporary one)");
     command->add_flag("--keep", run.keep, "Keep the temporary run folder");
@@ -194,6 +196,7 @@ Options read_options(int argc, char **argv) {
     run.virtual_time = time == "virtual";
     if (run_command->parsed()) {
         run.events = from_here(run.events);
+        run.record = from_here(run.record);
         run.agent = from_here(run.agent);
         return run;
     }

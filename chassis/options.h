@@ -22,7 +22,8 @@ struct RunOptions {
     std::optional<std::uint32_t> seconds;
     bool virtual_time = false;
     bool no_restart = false;
-    std::string events;  // files; empty: none
+    std::string events; // files, absolute; empty: none
+    std::string record;
     std::string run_dir; // empty: a fresh folder below the system's temporary folder
     std::string agent;   // program of the boards' processes; empty: this one
     bool keep = false;

@@ -6,6 +6,7 @@
 #include "events/json_lines.h"
 #include "manager/chassis.h"
 #include "miro_host_clock.h"
+#include "record/recorder.h"
 #include "run_folder.h"
 #include "runtime.h"
 #include "scenario/player.h"
@@ -88,22 +89,38 @@ int interrupted(const Interrupted &reason, Chassis &chassis) {
     return kSignalStatus + reason.signal;
 }
 
+// A file that the user asked for cannot be written; nothing was started.
+struct CannotBegin : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
 // What only watches is made from the options, and subscribes.
 class Watchers {
 public:
     Watchers(Chassis &chassis, const RunOptions &options) {
-        if (!options.events.empty()) {
-            events_ = std::make_unique<EventFile>(chassis.log, options.events);
+        try {
+            if (!options.events.empty()) {
+                events_ = std::make_unique<EventFile>(chassis.log, options.events);
+            }
+            if (!options.record.empty()) {
+                recorder_ = std::make_unique<Recorder>(chassis.log, chassis.loop.clock(), options.record);
+            }
+        } catch (const std::runtime_error &error) {
+            throw CannotBegin(error.what());
         }
     }
     void close() {
         if (events_) {
             events_->close();
         }
+        if (recorder_) {
+            recorder_->close();
+        }
     }
 
 private:
     std::unique_ptr<EventFile> events_;
+    std::unique_ptr<Recorder> recorder_;
 };
 
 int play(Chassis &chassis, const Scenario &scenario, const RunOptions &options) {
@@ -122,7 +139,9 @@ int play(Chassis &chassis, const Scenario &scenario, const RunOptions &options) 
         }
         return console.failed() == 0 ? 0 : 1;
     } catch (const Interrupted &reason) {
-        return interrupted(reason, chassis);
+        const int status = interrupted(reason, chassis);
+        watchers.close();
+        return status;
     }
 }
 
@@ -152,6 +171,9 @@ int run_in(RunFolder &folder, const RunOptions &options, const Scenario &scenari
         if (status == 1) {
             folder.keep();
         }
+    } catch (const CannotBegin &error) {
+        std::cerr << "orva-chassis: " << error.what() << '\n';
+        return kUsageStatus;
     } catch (const std::exception &error) {
         std::cerr << "orva-chassis: " << error.what() << '\n';
     }

@@ -13,6 +13,7 @@ namespace {
 
 // A round of thirty boards arrives at once.
 constexpr int kReceiveBytes = 4 << 20;
+constexpr std::uint32_t kLastSlot = 30;
 
 const char *result_of(const Frame &request, const Frame &reply) {
     const bool own_kind = reply.type->command == request.type->command;
@@ -136,20 +137,21 @@ void Links::send(Board &board, const Frame &frame) {
 }
 
 void Links::send_datagram(Board &board, std::span<const std::uint8_t> datagram) {
-    note_packet(board, Direction::kToBoard, datagram);
+    note_packet(board.number(), board.peer, Direction::kToBoard, datagram);
     endpoint_.send_to(board.peer, datagram);
 }
 
-void Links::note_packet(const Board &board, Direction direction, std::span<const std::uint8_t> datagram) {
+void Links::note_packet(std::int32_t slot, const sockaddr_in &peer, Direction direction,
+                        std::span<const std::uint8_t> datagram) {
     if (!log_.wants_packets()) {
         return;
     }
     const auto packet = parse_packet(datagram, run_);
     const MessageType *type = packet ? find_type(packet->net_fn, packet->command) : nullptr;
-    log_.add_packet(board.number(),
+    log_.add_packet(slot,
                     {text_field("direction", direction == Direction::kToBoard ? "to" : "from"),
                      text_field("message", type != nullptr ? type->name : ""),
-                     number_field("port", ntohs(board.peer.sin_port))},
+                     number_field("port", ntohs(peer.sin_port))},
                     datagram);
 }
 
@@ -210,8 +212,9 @@ void Links::receive(std::span<const std::uint8_t> datagram, const sockaddr_in &f
 
 void Links::handle(std::span<const std::uint8_t> datagram, const sockaddr_in &from) {
     ORVA_DEBUG_OutUdpPacket("from a board", datagram.data(), static_cast<std::uint32_t>(datagram.size()));
-    if (const Board *board = board_at(from)) {
-        note_packet(*board, Direction::kFromBoard, datagram);
+    const Board *known = board_at(from);
+    if (known != nullptr) {
+        note_packet(known->number(), from, Direction::kFromBoard, datagram);
     }
     const auto packet = parse_packet(datagram, run_);
     const MessageType *type = packet ? find_type(packet->net_fn, packet->command) : nullptr;
@@ -222,6 +225,9 @@ void Links::handle(std::span<const std::uint8_t> datagram, const sockaddr_in &fr
     }
     const Frame frame = frame_to_host(*type, packet->frame);
     if (type->net_fn == kNetFnAgent && type->command == kCmdAddress) {
+        if (known == nullptr && frame.header().src_slot <= kLastSlot) {
+            note_packet(static_cast<std::int32_t>(frame.header().src_slot), from, Direction::kFromBoard, datagram);
+        }
         register_board(frame, from);
     } else {
         take_reply(frame, from);

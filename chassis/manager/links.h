@@ -108,7 +108,8 @@ private:
     void set_timer(std::uint16_t sequence, Waiting &waiting);
     void finish(std::uint16_t sequence, const Frame *reply, const char *result);
     Board *board_at(const sockaddr_in &peer);
-    void note_packet(const Board &board, Direction direction, std::span<const std::uint8_t> datagram);
+    void note_packet(std::int32_t slot, const sockaddr_in &peer, Direction direction,
+                     std::span<const std::uint8_t> datagram);
 
     Loop &loop_;
     EventLog &log_;

@@ -26,7 +26,7 @@ bool queue_exists(int queue) {
 }
 
 int queue_of(const Board &board) {
-    return board.foreign ? -1 : msgget(queue_key(board.folder, board.slot), 0);
+    return board.foreign || board.starts == 0 ? -1 : msgget(queue_key(board.folder, board.slot), 0);
 }
 
 // An agent that ended as it should has removed its queue; a killed one has not.
