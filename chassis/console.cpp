@@ -1,8 +1,9 @@
 #include "console.h"
 
+#include "text.h"
+
 #include <cstdio>
 #include <iostream>
-#include <sstream>
 #include <utility>
 
 namespace chassis {
@@ -14,8 +15,7 @@ void line(const std::string &text) {
 }
 
 void lines(const std::string &text, const char *indent) {
-    std::istringstream stream(text);
-    for (std::string each; std::getline(stream, each);) {
+    for (const std::string &each : lines_of(text)) {
         std::cout << indent << each << std::endl;
     }
 }

@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdio>
 #include <numeric>
-#include <sstream>
 
 namespace chassis {
 
@@ -39,13 +38,26 @@ std::string address_text(std::uint32_t address) {
            std::to_string(address >> 8 & 0xFF) + "." + std::to_string(address & 0xFF);
 }
 
+// A stream would take a failed allocation for the end of the text; so in lines_of().
 std::vector<std::string> words_of(std::string_view text) {
-    std::istringstream stream{std::string(text)};
+    constexpr std::string_view kSpace = " \t\n\v\f\r";
     std::vector<std::string> words;
-    for (std::string word; stream >> word;) {
-        words.push_back(word);
+    for (std::size_t start = text.find_first_not_of(kSpace); start != std::string_view::npos;) {
+        const std::size_t end = std::min(text.find_first_of(kSpace, start), text.size());
+        words.emplace_back(text.substr(start, end - start));
+        start = text.find_first_not_of(kSpace, end);
     }
     return words;
+}
+
+std::vector<std::string> lines_of(std::string_view text) {
+    std::vector<std::string> lines;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        lines.emplace_back(text.substr(0, end));
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return lines;
 }
 
 std::string joined(const std::vector<std::string> &words, const char *separator) {

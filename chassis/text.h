@@ -17,6 +17,7 @@ std::string address_text(std::uint32_t address);
 
 // The words of a command line; blanks separate them.
 std::vector<std::string> words_of(std::string_view text);
+std::vector<std::string> lines_of(std::string_view text);
 std::string joined(const std::vector<std::string> &words, const char *separator = " ");
 
 // The name that is most like `wrong`, or empty when none is.

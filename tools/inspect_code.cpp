@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <iostream>
 #include <nlohmann/json.hpp>
-#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
 
 namespace inspect {
 
@@ -33,11 +35,15 @@ Code take_apart(std::uint32_t number) {
     return code;
 }
 
-std::vector<std::string> words_of(const char *text) {
-    std::istringstream stream(text);
+// A stream would take a failed allocation for the end of the text.
+std::vector<std::string> words_of(std::string_view text) {
     std::vector<std::string> words;
-    for (std::string word; stream >> word;) {
-        words.push_back(word);
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find(' '), text.size());
+        if (end > 0) {
+            words.emplace_back(text.substr(0, end));
+        }
+        text.remove_prefix(std::min(end + 1, text.size()));
     }
     return words;
 }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <fstream>
 #include <stdexcept>
@@ -33,7 +34,7 @@ CurveKind curve_named(const std::string &name) {
 
 std::int64_t ms_of(const toml::table &table, const char *key, std::int64_t fallback) {
     const auto seconds = table[key].value<double>();
-    return seconds ? static_cast<std::int64_t>(*seconds * 1000 + (*seconds < 0 ? -0.5 : 0.5)) : fallback;
+    return seconds ? std::llround(*seconds * 1000) : fallback;
 }
 
 std::int32_t number_of(const toml::table &table, const char *key, std::int32_t fallback) {
@@ -45,7 +46,7 @@ std::vector<CurvePoint> points_of(const toml::table &table) {
     if (const toml::array *pairs = table["points"].as_array()) {
         for (const toml::node &pair : *pairs) {
             const auto &row = *pair.as_array();
-            points.push_back({static_cast<std::int64_t>(row[0].value_or(0.0) * 1000 + 0.5),
+            points.push_back({std::llround(row[0].value_or(0.0) * 1000),
                               static_cast<std::int32_t>(row[1].value_or<std::int64_t>(0))});
         }
     }

@@ -1,12 +1,12 @@
 #include "control/control_socket.h"
 
 #include "run_folder.h"
+#include "text.h"
 
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <iostream>
-#include <sstream>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -43,15 +43,6 @@ std::string receive_text(int fd) {
     const ssize_t count = recv(fd, text.data(), text.size(), 0);
     text.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
     return text;
-}
-
-std::vector<std::string> lines_of(const std::string &text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
 }
 
 Descriptor connect_to(const std::filesystem::path &folder) {

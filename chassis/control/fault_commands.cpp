@@ -13,7 +13,6 @@ namespace {
 
 constexpr std::uint32_t kStrangeSlot = 31;
 constexpr std::uint32_t kExtraBytes = 40;
-constexpr std::uint16_t kUnknownCommand = 0x7F;
 constexpr std::uint32_t kMaxCount = 100000;
 
 FaultSetting setting_of(Chassis &chassis, const Words &words) {

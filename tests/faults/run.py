@@ -141,6 +141,9 @@ def try_program(harness, program, short):
             print(f"{program.name}: undisturbed it ends with {reference.status}\n{reference.errors.decode()}")
             return 1
         what = "allocations" if kind == "alloc" else "system calls"
+        if reference.count == 0:
+            print(f"{program.name}: no {what} were seen: {harness.preload} is not in the way of them")
+            return 1
         survived = 0
         for nth in numbers(reference.count, program.short if short else None):
             run = harness.run(program, kind, nth)

@@ -144,9 +144,11 @@ TEST_F(DiagSystem, NeedRestrain_KeepsTheTreeWholeUnderConcurrentFirstRecords) {
         }
     });
     const Totals totals = walk_whole_tree();
-    // A record whose key was inserted by someone else meanwhile counts twice as a failure, and nowhere else.
-    EXPECT_EQ(totals.let + totals.dropped + g_orvaDiagMgr->uiErrCount / 2, std::uint64_t{kThreads} * kKeys);
-    EXPECT_EQ(g_orvaDiagMgr->uiErrCount % 2, 0u);
+    // Each record that no item counts is a failure: twice when someone else inserted its key meanwhile, once when its
+    // thread met look-ups at every try.
+    const std::uint64_t uncounted = std::uint64_t{kThreads} * kKeys - totals.let;
+    EXPECT_LE(uncounted, g_orvaDiagMgr->uiErrCount);
+    EXPECT_GE(2 * uncounted, g_orvaDiagMgr->uiErrCount);
     EXPECT_EQ(totals.dropped, 0u);
     EXPECT_EQ(std::string(g_orvaDiagMgr->nodes[kDiagId]->text).rfind("key ", 0), 0u);
 }

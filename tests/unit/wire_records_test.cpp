@@ -58,6 +58,7 @@ TEST(WireRecords, EachTableIsItsDescription) {
             EXPECT_EQ(row.nested != nullptr, member.kept == Kept::kNested) << record.key << ' ' << member.name;
         }
         EXPECT_EQ(record_of(record.table), &record);
+        EXPECT_EQ(record.encode == nullptr, record.key == std::string("delay")) << record.key;
     }
     EXPECT_EQ(record_of(nullptr), nullptr);
 }

@@ -45,9 +45,7 @@ int finish(int result) {
     return kOutput;
 }
 
-} // namespace
-
-int main(int argc, char **argv) {
+int run(int argc, char **argv) {
     CLI::App app{"Board descriptions of the host platform: what ORVA_HOST_BOARD names.", "orva-board"};
     app.require_subcommand(1);
     app.set_version_flag("--version", ORVA_BOARD_VERSION);
@@ -62,12 +60,18 @@ int main(int argc, char **argv) {
         app.exit(error);
         return finish(asked ? kGood : kUsage);
     }
+    if (example->parsed()) {
+        std::fputs(DRV_HostExampleBoard(), stdout);
+        return finish(kGood);
+    }
+    return finish(check(files));
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
     try {
-        if (example->parsed()) {
-            std::fputs(DRV_HostExampleBoard(), stdout);
-            return finish(kGood);
-        }
-        return finish(check(files));
+        return run(argc, argv);
     } catch (const std::exception &error) {
         std::fprintf(stderr, "orva-board: %s\n", error.what());
         return kOutput;

@@ -30,7 +30,7 @@ bool set_variable(const char *name, const std::string &value) {
         }
     }
     std::free(copy);
-    return setenv(name, value.c_str(), 1) == 0; // NOLINT(concurrency-mt-unsafe): before threads
+    return setenv(name, value.c_str(), 1) == 0; // before threads
 }
 
 // The library's own file, for the processes that this one starts.

@@ -78,6 +78,7 @@ void prune_log_folder(const std::string &folder, std::size_t kept) {
         }
     }
     std::vector<const Remains *> newest_first;
+    newest_first.reserve(gone.size());
     for (const auto &[process, remains] : gone) {
         newest_first.push_back(&remains);
     }

@@ -88,9 +88,10 @@ void RotatingFile::write(std::string_view line) {
         rotate();
     }
     if (!write_all(fd_, line)) {
-        const std::system_error error = failure(path_);
+        const int reason = errno;
         close();
-        throw error;
+        errno = reason;
+        throw failure(path_);
     }
     size_ += line.size();
 }
