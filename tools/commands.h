@@ -4,6 +4,7 @@
 #define INSPECT_COMMANDS_H
 
 #include "input.h"
+#include "message_view.h"
 
 #include <cstdint>
 #include <optional>
@@ -20,16 +21,32 @@ enum class Description { kText, kJson, kMarkdown, kSchema, kLua, kHeader };
 
 enum class Bus { kUdp, kIpmb };
 
+// What a command writes: lines for people, every byte with its name beside it, or one JSON document.
+enum class Shown { kTable, kAnnotated, kJson };
+
+// Files that are read one after the other, "-" for the standard input. One that is rejected does not stop the others.
+struct Files {
+    std::vector<std::string> paths;
+    InputForm form = InputForm::kDetect;
+
+    // How messages name a file: not at all when it is the only one.
+    std::string shown(const std::string &path) const {
+        return paths.size() > 1 ? path : std::string();
+    }
+};
+
 // Every code that the library names, ascending.
 std::vector<std::uint32_t> every_code();
 
-// A code without a name is null in JSON, and the status then is kFailed.
+// A code without a name is null in JSON, and the status then is kRejected.
 int inspect_codes(const std::vector<std::uint32_t> &codes, bool json);
 
 // `record` null: tags without names.
-int inspect_tlv(const std::string &path, InputForm form, const orva::wire::Record *record, bool json);
+int inspect_tlv(const Files &files, const orva::wire::Record *record, Shown shown);
 
-int inspect_packets(const std::string &path, std::optional<Bus> bus, bool json);
+int inspect_messages(const Files &files, const MessageForm &form, Shown shown);
+
+int inspect_packets(const Files &files, std::optional<Bus> bus, bool json);
 int inspect_ports(const std::vector<std::uint32_t> &board_types, bool json);
 
 // Each name is a stub's name, composed or bare, or a stub type's number.
@@ -41,7 +58,11 @@ int inspect_sensor_types(const std::vector<std::uint32_t> &codes, bool json);
 // Each name is a message's family, a converter's name, a record's key or its table; none: everything.
 int inspect_describe(const std::vector<std::string> &names, Description form);
 
-int inspect_crc(const std::string &path, bool json);
+int inspect_crc(const Files &files, bool json);
+
+// The JSON Schema of what the commands of these names write with --json; none: of all.
+std::vector<std::string> commands_with_schema();
+int inspect_schema(const std::vector<std::string> &commands);
 
 } // namespace inspect
 

@@ -21,6 +21,9 @@ struct Described {
     std::vector<const orva::wire::Message *> messages() const;
 };
 
+// All of it.
+Described everything();
+
 nlohmann::ordered_json description_json(const Described &described);
 
 // A JSON Schema of messages and records as documents: {"family": "TempInfo", "req_or_reply": 2, ...} and

@@ -149,12 +149,11 @@ std::optional<Bytes> bytes_of_dump(std::string_view text, DumpForm form) {
 
 } // namespace
 
-std::optional<Bytes> read_input(const std::string &path, std::size_t limit) {
+Input read_input(const std::string &path, std::size_t limit) {
     const std::string shown = path == "-" ? "standard input" : printable(path);
     const std::unique_ptr<std::FILE, CloseFile> file(path == "-" ? stdin : std::fopen(path.c_str(), "rb"));
     if (file == nullptr) {
-        fail(shown + " cannot be opened: " + std::strerror(errno));
-        return std::nullopt;
+        return {{}, fail_input_output(shown + " cannot be opened: " + std::strerror(errno))};
     }
     Bytes bytes;
     std::size_t count = kReadStep;
@@ -165,14 +164,21 @@ std::optional<Bytes> read_input(const std::string &path, std::size_t limit) {
         bytes.resize(start + count);
     }
     if (std::ferror(file.get()) != 0) {
-        fail(shown + " cannot be read: " + std::strerror(errno));
-        return std::nullopt;
+        return {{}, fail_input_output(shown + " cannot be read: " + std::strerror(errno))};
     }
     if (bytes.size() > limit) {
-        fail(shown + " is too long: more than " + std::to_string(limit) + " bytes");
-        return std::nullopt;
+        return {{}, fail(shown + " is too long: more than " + std::to_string(limit) + " bytes")};
     }
-    return bytes;
+    return {std::move(bytes), kDone};
+}
+
+Input read_bytes(const std::string &path, InputForm form, std::size_t limit) {
+    Input input = read_input(path, limit);
+    if (input.status != kDone) {
+        return input;
+    }
+    std::optional<Bytes> bytes = bytes_of(std::move(input.bytes), form);
+    return bytes ? Input{std::move(*bytes), kDone} : Input{{}, kRejected};
 }
 
 std::optional<Bytes> bytes_of(Bytes input, InputForm form) {

@@ -14,9 +14,18 @@ using Bytes = std::vector<std::uint8_t>;
 
 enum class InputForm { kDetect, kHex, kBinary };
 
-// The whole of a file, or of the standard input for "-". Nothing, after a message, when it cannot be read or is
+// What reading gave: bytes, or after a message the exit status.
+struct Input {
+    Bytes bytes;
+    int status = 0;
+};
+
+// The whole of a file, or of the standard input for "-". kInputOutput when it cannot be read, kRejected when it is
 // longer than `limit` bytes.
-std::optional<Bytes> read_input(const std::string &path, std::size_t limit);
+Input read_input(const std::string &path, std::size_t limit);
+
+// The same, and the bytes that the input stands for.
+Input read_bytes(const std::string &path, InputForm form, std::size_t limit);
 
 // The bytes that an input stands for. What xxd and hexdump -C print is read as such. Other hexadecimal text: pairs of
 // digits, separated by blanks, line ends, commas or colons or by nothing, each group with or without 0x. Detection

@@ -104,21 +104,19 @@ std::vector<std::uint32_t> every_code() {
 }
 
 int inspect_codes(const std::vector<std::uint32_t> &codes, bool json) {
-    Json document = Json::array();
+    Document document("code", json);
     int status = kDone;
     for (const std::uint32_t number : codes) {
         const Code code = take_apart(number);
         const bool known = !code.names.empty();
-        status = known ? status : kFailed;
+        status = known ? status : kRejected;
         if (json) {
-            document.push_back(known ? json_of(code) : Json());
+            document.add(known ? json_of(code) : Json());
         } else {
             print(code);
         }
     }
-    if (json) {
-        print_json(document);
-    }
+    document.end();
     return status;
 }
 

@@ -9,19 +9,7 @@
 
 namespace inspect {
 
-namespace {
-
 using namespace orva::wire;
-
-// A message is named by its family or by one of its converters, a record by its key, its structure's table or its
-// title.
-bool names(const std::string &name, const Converter &converter) {
-    return name == converter.message->family || name == converter.function;
-}
-
-bool names(const std::string &name, const Record &record) {
-    return name == record.key || name == record.table_name || name == record.title;
-}
 
 Described everything() {
     Described described;
@@ -32,6 +20,18 @@ Described everything() {
         described.records.push_back(&record);
     }
     return described;
+}
+
+namespace {
+
+// A message is named by its family or by one of its converters, a record by its key, its structure's table or its
+// title.
+bool names(const std::string &name, const Converter &converter) {
+    return name == converter.message->family || name == converter.function;
+}
+
+bool names(const std::string &name, const Record &record) {
+    return name == record.key || name == record.table_name || name == record.title;
 }
 
 // What is named, in the order of the tables; or nothing, after a message for each name that nothing has.
@@ -106,7 +106,7 @@ std::uint32_t elements_of(const OrvaTlvDes &row) {
 int inspect_describe(const std::vector<std::string> &names, Description form) {
     const std::optional<Described> described = chosen(names);
     if (!described) {
-        return kFailed;
+        return kRejected;
     }
     switch (form) {
     case Description::kText:

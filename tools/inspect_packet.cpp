@@ -111,33 +111,46 @@ Json json_of(const Dump &dump, std::optional<Bus> bus) {
     return json;
 }
 
-} // namespace
-
-int inspect_packets(const std::string &path, std::optional<Bus> bus, bool json) {
-    const std::optional<Bytes> log = read_input(path, kLogLimit);
-    if (!log) {
-        return kFailed;
+int inspect_log(const Files &files, const std::string &path, std::optional<Bus> bus, Document &document) {
+    const Input log = read_input(path, kLogLimit);
+    if (log.status != kDone) {
+        return log.status;
     }
-    const std::vector<Packet> packets = find_packets({reinterpret_cast<const char *>(log->data()), log->size()});
+    const std::vector<Packet> packets =
+        find_packets({reinterpret_cast<const char *>(log.bytes.data()), log.bytes.size()});
     std::size_t broken = 0;
-    const char *before = "["; // written packet by packet: a document of a long log would be many times its size
+    if (!document.is_written()) {
+        print_title(files.shown(path));
+    }
     for (const Packet &packet : packets) {
         const Dump dump = dump_of(packet);
         broken += dump.whole ? 0 : 1;
-        if (json) {
-            std::cout << before << '\n' << json_text(json_of(dump, bus));
-            before = ",";
+        if (document.is_written()) {
+            Json json = {{"file", path}};
+            json.update(json_of(dump, bus));
+            document.add(json);
         } else {
             print(dump, bus);
         }
     }
-    if (json) {
-        std::cout << (packets.empty() ? "[]\n" : "\n]\n");
-    }
+    const std::string name = files.shown(path).empty() ? "" : printable(path) + ": ";
     if (packets.empty()) {
-        return fail("no packet dump found");
+        return fail(name + "no packet dump found");
     }
-    return broken == 0 ? kDone : fail(count_of(broken, "packet") + (broken == 1 ? " is" : " are") + " not whole");
+    return broken == 0 ? kDone
+                       : fail(name + count_of(broken, "packet") + (broken == 1 ? " is" : " are") + " not whole");
+}
+
+} // namespace
+
+int inspect_packets(const Files &files, std::optional<Bus> bus, bool json) {
+    Document document("packet", json);
+    int status = kDone;
+    for (const std::string &path : files.paths) {
+        status = std::max(status, inspect_log(files, path, bus, document));
+    }
+    document.end();
+    return status;
 }
 
 } // namespace inspect

@@ -18,30 +18,28 @@ using Json = nlohmann::ordered_json;
 // One answer for each thing asked: a row of the document, or null and a message.
 class Answers {
 public:
-    explicit Answers(bool json) : json_(json) {}
+    Answers(std::string_view command, bool json) : json_(json), document_(command, json) {}
 
     void found(const Json &row, const std::string &line) {
-        document_.push_back(row);
+        document_.add(row);
         if (!json_) {
             std::cout << line << '\n';
         }
     }
 
     void missing(const std::string &message) {
-        document_.push_back(nullptr);
+        document_.add(nullptr);
         status_ = fail(message);
     }
 
-    int end() const {
-        if (json_) {
-            print_json(document_);
-        }
+    int end() {
+        document_.end();
         return status_;
     }
 
 private:
     bool json_;
-    Json document_ = Json::array();
+    Document document_;
     int status_ = kDone;
 };
 
@@ -72,7 +70,7 @@ void find_stub(Answers &answers, const std::string &name) {
 } // namespace
 
 int inspect_ports(const std::vector<std::uint32_t> &board_types, bool json) {
-    Answers answers(json);
+    Answers answers("port", json);
     for (const std::uint32_t type : board_types) {
         const BoardPortInfo *const port = ORVA_GetBoardEthInfo(type);
         if (port == nullptr) {
@@ -93,7 +91,7 @@ int inspect_ports(const std::vector<std::uint32_t> &board_types, bool json) {
 }
 
 int inspect_stubs(const std::vector<std::string> &names, bool json) {
-    Answers answers(json);
+    Answers answers("stub", json);
     for (const std::string &name : names) {
         find_stub(answers, name);
     }
@@ -101,7 +99,7 @@ int inspect_stubs(const std::vector<std::string> &names, bool json) {
 }
 
 int inspect_sensor_types(const std::vector<std::uint32_t> &codes, bool json) {
-    Answers answers(json);
+    Answers answers("sensor-type", json);
     const std::string unknown = "unknown";
     for (const std::uint32_t code : codes) {
         const char *const name = ORVA_ALARM_GetSensorTypeDesc(static_cast<std::uint8_t>(code));

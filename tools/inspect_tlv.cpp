@@ -3,6 +3,7 @@
 #include "text.h"
 #include "tlv_block.h"
 
+#include <algorithm>
 #include <iostream>
 #include <nlohmann/json.hpp>
 
@@ -86,31 +87,51 @@ void print(const TlvBlock &block, const std::string &indent) {
 
 } // namespace
 
-int inspect_tlv(const std::string &path, InputForm form, const Record *record, bool json) {
-    std::optional<Bytes> bytes = read_input(path, kInputLimit);
-    if (bytes) {
-        bytes = bytes_of(std::move(*bytes), form);
+namespace {
+
+int inspect_block(const Files &files, const std::string &path, const Record *record, Shown shown,
+                  Document &document) {
+    const Input input = read_bytes(path, files.form, kInputLimit);
+    if (input.status != kDone) {
+        return input.status;
     }
-    if (!bytes) {
-        return kFailed;
+    const Bytes &bytes = input.bytes;
+    TlvBlock block = take_apart_block(bytes, 0, record);
+    const std::vector<Fault> faults = faults_of(block);
+    const std::size_t rest = bytes.size() > block.length ? bytes.size() - block.length : 0;
+    if (faults.empty() && rest != 0) {
+        block.notes.push_back(count_of(rest, "byte") + " of the input after the block");
     }
-    TlvBlock block = take_apart_block(*bytes, 0, record);
-    const std::vector<std::string> faults = faults_of(block);
-    if (faults.empty() && block.length < bytes->size()) {
-        block.notes.push_back(count_of(bytes->size() - block.length, "byte") + " of the input after the block");
+    if (shown == Shown::kJson) {
+        Json json = {{"file", path}};
+        json.update(json_of(block));
+        json["record"] = record != nullptr ? Json(record->key) : Json(nullptr);
+        json["document"] = record != nullptr && rest == 0 ? document_of(block, *record) : Json(nullptr);
+        json["faults"] = faults_json(faults);
+        document.add(json);
+    } else if (bytes.size() >= ORVA_TLV_BLOCK_HEADER) {
+        print_title(files.shown(path));
+        if (shown == Shown::kAnnotated) {
+            std::vector<Part> parts = parts_of(block);
+            const std::size_t end = parts.back().at + parts.back().length;
+            parts.push_back({end, bytes.size() - std::min(end, bytes.size()), {}});
+            print_annotated(parts, bytes);
+        } else {
+            print(block, "");
+        }
     }
-    if (json) {
-        Json document = json_of(block);
-        document["record"] = record != nullptr ? Json(record->key) : Json(nullptr);
-        document["faults"] = faults;
-        print_json(document);
-    } else if (bytes->size() >= ORVA_TLV_BLOCK_HEADER) {
-        print(block, "");
-    }
+    return report(faults, bytes, files.shown(path));
+}
+
+} // namespace
+
+int inspect_tlv(const Files &files, const Record *record, Shown shown) {
+    Document document("tlv", shown == Shown::kJson);
     int status = kDone;
-    for (const std::string &fault : faults) {
-        status = fail(fault);
+    for (const std::string &path : files.paths) {
+        status = std::max(status, inspect_block(files, path, record, shown, document));
     }
+    document.end();
     return status;
 }
 

@@ -11,6 +11,8 @@
 #include <iostream>
 #include <optional>
 #include <string>
+#include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -19,10 +21,17 @@ using namespace inspect;
 
 struct Options {
     bool json = false;
+    bool annotate = false;
     bool hex = false;
     bool list = false;
     bool binary = false;
-    std::string path = "-";
+    bool host = false;
+    bool net = false;
+    std::string color = "auto";
+    std::vector<std::string> paths = {"-"};
+    std::string family;
+    std::string framing = "detect";
+    std::size_t at = 0;
     std::string record;
     std::string bus;
     Description description = Description::kText;
@@ -61,15 +70,52 @@ std::optional<Bus> bus_of(const Options &options) {
     return options.bus == "udp" ? Bus::kUdp : Bus::kIpmb;
 }
 
+Files files_of(const Options &options) {
+    return {options.paths, form_of(options)};
+}
+
+Shown shown_of(const Options &options) {
+    if (options.json) {
+        return Shown::kJson;
+    }
+    return options.annotate ? Shown::kAnnotated : Shown::kTable;
+}
+
+MessageForm message_form(const Options &options) {
+    constexpr std::pair<const char *, Framing> kFramings[] = {
+        {"body", Framing::kBody}, {"frame", Framing::kFrame}, {"datagram", Framing::kDatagram}};
+    MessageForm form;
+    form.family = find_message(options.family);
+    form.order = options.host ? Order::kHost : Order::kNet;
+    form.at = options.at;
+    for (const auto &[name, framing] : kFramings) {
+        form.framing = options.framing == name ? framing : form.framing;
+    }
+    return form;
+}
+
+// Colours on a terminal, unless NO_COLOR is set to something; --color decides before it.
+void choose_colour(const std::string &when) {
+    const char *const no_color = std::getenv("NO_COLOR");
+    const bool may = when == "always" || (when == "auto" && (no_color == nullptr || *no_color == '\0'));
+    use_colour(may && (when == "always" || isatty(STDOUT_FILENO) == 1),
+               may && (when == "always" || isatty(STDERR_FILENO) == 1));
+}
+
 class CommandLine {
 public:
-    CommandLine() : app_("Looks result codes, TLV blocks, packet dumps and table rows of the library up.") {
+    CommandLine() : app_("Explains result codes, messages, blocks, dumps and table rows of the library.") {
         app_.name("orva-inspect");
         app_.set_version_flag("--version", ORVA_INSPECT_VERSION);
         app_.add_flag("--json", options_.json, "Write JSON");
+        app_.add_option("--color", options_.color, "Colours: auto (on a terminal), always, never")
+            ->check(CLI::IsMember({"auto", "always", "never"}))
+            ->type_name("WHEN")
+            ->capture_default_str();
         app_.require_subcommand(1);
         add_code();
         add_tlv();
+        add_message();
         add_packet();
         add_describe();
         add_numbers("port", "Board types: the interface to the management network", UINT32_MAX,
@@ -79,9 +125,13 @@ public:
             ->required();
         add_numbers("sensor-type", "Sensor types: their names", UINT8_MAX,
                     [this] { return inspect_sensor_types(numbers_of(options_), options_.json); });
-        CLI::App *const crc = add("crc", "CRC-16 variants and CRC-32 of a file",
-                                  [this] { return inspect_crc(options_.path, options_.json); });
-        crc->add_option("FILE", options_.path, "File, - for the standard input")->required();
+        CLI::App *const crc = add("crc", "CRC-16 variants and CRC-32 of files",
+                                  [this] { return inspect_crc(files_of(options_), options_.json); });
+        crc->add_option("FILE", options_.paths, "Files, - for the standard input")->required();
+        CLI::App *const schema = add("schema", "The JSON Schema of what the commands write with --json",
+                                     [this] { return inspect_schema(options_.words); });
+        schema->add_option("COMMAND", options_.words, "Commands; none: all of them")
+            ->check(CLI::IsMember(commands_with_schema()));
     }
 
     int run(int argc, char **argv) {
@@ -89,14 +139,17 @@ public:
             app_.parse(argc, argv);
         } catch (const CLI::ParseError &error) {
             if (error.get_exit_code() == 0) {
-                return app_.exit(error); // help or the version
+                app_.exit(error); // help or the version
+                std::cout.flush();
+                return std::cout ? kDone : fail_input_output("the output cannot be written");
             }
             fail(unknown_command(error).value_or(error.what()) + "\nRun orva-inspect --help for more information.");
             return kUsage;
         }
+        choose_colour(options_.color);
         const int status = command_();
         std::cout.flush();
-        return std::cout ? status : fail("the output cannot be written");
+        return std::cout ? status : fail_input_output("the output cannot be written");
     }
 
 private:
@@ -141,19 +194,64 @@ private:
             ->check(number_up_to(limit));
     }
 
-    void add_tlv() {
-        CLI::App *const tlv = add("tlv", "A TLV block: header, items, members", [this] {
-            return inspect_tlv(options_.path, form_of(options_), find_record(options_.record), options_.json);
-        });
-        tlv->add_option("FILE", options_.path, "Block, binary or as hexadecimal text, - for the standard input")
-            ->capture_default_str();
+    // Files, and how they are to be read.
+    void add_files(CLI::App *command, const std::string &help) {
+        command->add_option("FILE", options_.paths, help + ", - for the standard input")->capture_default_str();
+    }
+
+    void add_forms(CLI::App *command) {
+        CLI::Option *const hex = command->add_flag("--hex", options_.hex, "The input is hexadecimal text");
+        command->add_flag("--binary", options_.binary, "The input is binary")->excludes(hex);
+        command->add_flag("--annotate", options_.annotate, "Every byte, with field and value beside it");
+    }
+
+    CLI::Option *add_record(CLI::App *command) {
         std::vector<std::string> keys;
         for (const orva::wire::Record &record : orva::wire::kRecords) {
             keys.emplace_back(record.key);
         }
-        tlv->add_option("--record", options_.record, "Record whose members the tags are")->check(CLI::IsMember(keys));
-        CLI::Option *const hex = tlv->add_flag("--hex", options_.hex, "The input is hexadecimal text");
-        tlv->add_flag("--binary", options_.binary, "The input is binary")->excludes(hex);
+        return command->add_option("--record", options_.record, "Record whose members the tags are")
+            ->check(CLI::IsMember(keys));
+    }
+
+    void add_tlv() {
+        CLI::App *const tlv = add("tlv", "TLV blocks: header, items, members", [this] {
+            return inspect_tlv(files_of(options_), find_record(options_.record), shown_of(options_));
+        });
+        add_files(tlv, "Blocks, binary or as hexadecimal text");
+        add_record(tlv);
+        add_forms(tlv);
+    }
+
+    // How bytes are read as a message.
+    CLI::Option *add_message_form(CLI::App *command) {
+        std::vector<std::string> families;
+        for (const orva::wire::Message *message : every_message()) {
+            families.emplace_back(message->family);
+        }
+        CLI::Option *const family =
+            command->add_option("--family", options_.family, "Message; a datagram of the chassis needs none")
+                ->check(CLI::IsMember(families));
+        CLI::Option *const host = command->add_flag("--host", options_.host, "The message is in host byte order");
+        command->add_flag("--net", options_.net, "The message is in network byte order, the default")->excludes(host);
+        command
+            ->add_option("--framing", options_.framing,
+                         "What is ahead of the body: nothing, a prefix, or the "
+                         "chassis's header and a prefix")
+            ->check(CLI::IsMember({"detect", "body", "frame", "datagram"}))
+            ->capture_default_str();
+        command->add_option("--at", options_.at, "Bytes ahead of the message that are something else")
+            ->type_name("COUNT");
+        return family;
+    }
+
+    void add_message() {
+        CLI::App *const message = add("message", "Agent messages, field by field", [this] {
+            return inspect_messages(files_of(options_), message_form(options_), shown_of(options_));
+        });
+        add_files(message, "Messages, binary or as hexadecimal text");
+        add_message_form(message);
+        add_forms(message);
     }
 
     void add_describe() {
@@ -183,9 +281,9 @@ private:
 
     void add_packet() {
         CLI::App *const packet = add("packet", "Packet dumps of a log, put together again", [this] {
-            return inspect_packets(options_.path, bus_of(options_), options_.json);
+            return inspect_packets(files_of(options_), bus_of(options_), options_.json);
         });
-        packet->add_option("FILE", options_.path, "Log, - for the standard input")->capture_default_str();
+        add_files(packet, "Logs");
         packet->add_option("--bus", options_.bus, "Show netFn and command of this bus's packets")
             ->check(CLI::IsMember({"udp", "ipmb"}));
     }
@@ -203,7 +301,7 @@ int main(int argc, char **argv) {
     // A destructor of the JSON package asks for memory: without any the process ends there, in good order.
     std::set_terminate([] {
         std::fputs("orva-inspect: out of memory\n", stderr);
-        std::_Exit(kFailed);
+        std::_Exit(kInputOutput);
     });
     try {
         return CommandLine().run(argc, argv);
@@ -211,6 +309,6 @@ int main(int argc, char **argv) {
         // Memory has run out, or a file cannot be read any further. The message is written without a stream, which
         // may be what failed.
         std::fprintf(stderr, "orva-inspect: %s\n", error.what());
-        return kFailed;
+        return kInputOutput;
     }
 }

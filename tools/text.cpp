@@ -115,10 +115,98 @@ void print_json(const nlohmann::ordered_json &document) {
     std::cout << json_text(document) << '\n';
 }
 
+namespace {
+
+Document *g_open_document = nullptr; // that messages wait for
+
+} // namespace
+
+Document::Document(std::string_view command, bool json) : json_(json) {
+    if (json_) {
+        g_open_document = this;
+        std::cout << "{\n  \"schema\": " << kSchemaVersion << ",\n  \"command\": \"" << command
+                  << "\",\n  \"results\": [";
+    }
+}
+
+void Document::add(const nlohmann::ordered_json &result) {
+    if (!json_) {
+        return;
+    }
+    std::cout << (empty_ ? "\n    " : ",\n    ");
+    empty_ = false;
+    for (const char character : json_text(result)) { // a line end is never inside a string
+        std::cout << character << (character == '\n' ? "    " : "");
+    }
+}
+
+Document::~Document() {
+    g_open_document = nullptr;
+}
+
+void Document::end() {
+    if (json_) {
+        std::cout << (empty_ ? "]\n}\n" : "\n  ]\n}\n");
+        g_open_document = nullptr;
+        explain(messages_);
+    }
+}
+
+namespace {
+
+bool g_paints_output = false;
+bool g_paints_messages = false;
+
+const char *escape_of(Paint kind) {
+    switch (kind) {
+    case Paint::kName:
+        return "\x1b[36m";
+    case Paint::kValue:
+        return "\x1b[1m";
+    case Paint::kDim:
+        return "\x1b[2m";
+    case Paint::kBad:
+        return "\x1b[31m";
+    default:
+        return "\x1b[32m";
+    }
+}
+
+} // namespace
+
+void use_colour(bool output, bool messages) {
+    g_paints_output = output;
+    g_paints_messages = messages;
+}
+
+std::string paint(Paint kind, const std::string &text) {
+    return g_paints_output && !text.empty() ? escape_of(kind) + text + "\x1b[0m" : text;
+}
+
+void print_title(const std::string &file) {
+    if (!file.empty()) {
+        std::cout << paint(Paint::kDim, "== " + printable(file)) << '\n';
+    }
+}
+
 int fail(const std::string &message) {
+    const std::string name = "orva-inspect:";
+    explain((g_paints_messages ? escape_of(Paint::kBad) + name + "\x1b[0m" : name) + ' ' + message + '\n');
+    return kRejected;
+}
+
+int fail_input_output(const std::string &message) {
+    fail(message);
+    return kInputOutput;
+}
+
+void explain(const std::string &lines) {
+    if (g_open_document != nullptr) {
+        g_open_document->messages_ += lines;
+        return;
+    }
     std::cout.flush();
-    std::cerr << "orva-inspect: " << message << '\n';
-    return kFailed;
+    std::cerr << lines;
 }
 
 } // namespace inspect

@@ -2,6 +2,7 @@
 #ifndef INSPECT_TLV_BLOCK_H
 #define INSPECT_TLV_BLOCK_H
 
+#include "parts.h"
 #include "wire_record_table.h"
 
 #include <cstddef>
@@ -33,8 +34,8 @@ struct TlvBlock {
     std::uint32_t count;
     std::uint32_t length;
     std::vector<TlvItem> items;
-    std::vector<std::string> notes;  // odd, but decodable
-    std::vector<std::string> faults; // truncated or inconsistent
+    std::vector<std::string> notes; // odd, but decodable
+    std::vector<Fault> faults;      // truncated or inconsistent
 };
 
 // Takes the block at the start of `bytes` apart as far as it goes. `at`: position of `bytes` in the input. `record`
@@ -48,7 +49,14 @@ const Record *find_record(std::string_view key);
 std::string name_of(const Member &member);
 
 // The faults of a block and of the blocks inside it, in their order.
-std::vector<std::string> faults_of(const TlvBlock &block);
+std::vector<Fault> faults_of(const TlvBlock &block);
+
+// The block's bytes in order, members with their paths.
+std::vector<Part> parts_of(const TlvBlock &block);
+
+// The block as a document, {"record": ..., ...}, which `encode` reads back; null when a rule is broken or the block
+// is not what an encoder writes: each member once and of its length.
+nlohmann::ordered_json document_of(const TlvBlock &block, const Record &record);
 
 } // namespace inspect
 

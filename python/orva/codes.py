@@ -9,7 +9,7 @@ from importlib import resources
 
 @cache
 def _table() -> dict[int, tuple[str, ...]]:
-    rows = json.loads(resources.files("orva").joinpath("codes.json").read_text("utf-8"))
+    rows = json.loads(resources.files("orva").joinpath("codes.json").read_text("utf-8"))["results"]
     return {int(row["code"]): tuple(str(name["name"]) for name in row["names"]) for row in rows}
 
 

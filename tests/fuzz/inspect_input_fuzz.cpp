@@ -1,6 +1,6 @@
-// Every input of orva-inspect that is read from a file: blocks, logs with packet dumps, files to sum, hexadecimal
-// text. Input: sub-command and options, record, then the file. The result is 0 or 1, and what is read back is what
-// was written.
+// Every input of orva-inspect that is read from a file: blocks, messages, logs with packet dumps, files to sum,
+// hexadecimal text. Input: sub-command and options, record, then the file. The result is 0 or 1, and what is read
+// back is what was written.
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -79,15 +79,29 @@ int run(std::uint8_t choice, std::uint8_t record, const std::string &path) {
     const orva::wire::Record *const chosen = number == records.size() ? nullptr : &records[number];
     constexpr inspect::InputForm kForms[] = {inspect::InputForm::kDetect, inspect::InputForm::kHex,
                                              inspect::InputForm::kBinary};
-    switch (choice % 4) {
+    using inspect::Shown;
+    const bool annotated = (choice & 0x40) != 0;
+    const Shown shown = json ? Shown::kJson : annotated ? Shown::kAnnotated : Shown::kTable;
+    const inspect::Files files{{path}, choice % 8 < 2 ? inspect::InputForm::kBinary : kForms[record % 3]};
+    const std::vector<const orva::wire::Message *> families = inspect::every_message();
+    constexpr inspect::Framing kFramings[] = {inspect::Framing::kDetect, inspect::Framing::kBody,
+                                              inspect::Framing::kFrame, inspect::Framing::kDatagram};
+    inspect::MessageForm form;
+    form.family = record % 24 < families.size() ? families[record % 24] : nullptr;
+    form.order = record >= 0x80 ? inspect::Order::kHost : inspect::Order::kNet;
+    form.framing = kFramings[choice / 8 % 4];
+    switch (choice % 8) {
     case 0:
-        return inspect::inspect_tlv(path, inspect::InputForm::kBinary, chosen, json);
+    case 4:
+    case 5:
+        return inspect::inspect_tlv(files, chosen, shown);
     case 1:
-        return inspect::inspect_tlv(path, kForms[record % 3], chosen, json);
+    case 6:
+        return inspect::inspect_messages(files, form, shown);
     case 2:
-        return inspect::inspect_packets(path, record % 2 != 0 ? inspect::Bus::kUdp : inspect::Bus::kIpmb, json);
+        return inspect::inspect_packets(files, record % 2 != 0 ? inspect::Bus::kUdp : inspect::Bus::kIpmb, json);
     default:
-        return inspect::inspect_crc(path, json);
+        return inspect::inspect_crc(files, json);
     }
 }
 
@@ -102,7 +116,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const MemoryFile file(bytes);
     const Captured output(std::cout), messages(std::cerr);
     const int status = run(choice, record, file.path());
-    REQUIRE(status == inspect::kDone || status == inspect::kFailed);
+    REQUIRE(status == inspect::kDone || status == inspect::kRejected);
     REQUIRE(status == inspect::kDone || !messages.text().empty() || !output.text().empty());
     for (const char character : output.text()) {
         REQUIRE(character == '\n' || (character >= 0x20 && character < 0x7F));
