@@ -55,7 +55,7 @@ def main():
 
         alone = scratch / "alone"
         run([args.cmake, "-G", "Ninja", "-S", args.root, "-B", alone, "-DORVA_BUILD_HOST_PLATFORM=OFF", *compilers,
-             "-DCMAKE_BUILD_TYPE=Debug"])
+             "-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-O0"])
         run([args.cmake, "--build", alone, "--target", "orva_comm"])
         if not list(alone.rglob("liborva_comm.so")):
             sys.exit("the library was not built")
