@@ -40,7 +40,7 @@ std::uint32_t host_word(const std::uint8_t *at) {
     return value;
 }
 
-// Body converters; the framed ones swap the prefix and go on behind it.
+// Body converters; the framed ones swap the prefix and go on after it.
 template <typename Swap>
 void words(std::uint8_t *p, int count) {
     for (int i = 0; i < count; ++i) {

@@ -1,6 +1,6 @@
 // A queue write and the read of the same message against msgsnd and msgrcv, by payload size: once with the two
-// message buffers taken from the partition and cleared as the library does it, once with one buffer that stands. The
-// library checks its arguments and copies the payload in and out besides; neither peer does.
+// message buffers taken from the partition and cleared as the library does it, once with one buffer that is used
+// again. The library checks its arguments and copies the payload in and out besides; neither peer does.
 #include <array>
 #include <csignal>
 #include <cstdint>

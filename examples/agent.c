@@ -40,7 +40,7 @@ enum {
 
 #pragma pack(push, 1)
 typedef struct {
-    uint32_t magic; /* all in net order */
+    uint32_t magic; /* all in network byte order */
     uint32_t run;
     uint32_t length; /* of the prefix and the body */
     uint8_t netFn;
@@ -50,7 +50,7 @@ typedef struct {
 
 typedef struct {
     Transport transport;
-    OrvaWirePrefix prefix; /* a reply repeats the word of its request, still in net order */
+    OrvaWirePrefix prefix; /* a reply repeats the word of its request, still in network byte order */
     union {
         OrvaWireHeader header;
         OrvaWireReq result;
@@ -82,7 +82,7 @@ static int connect_to(uint16_t port) {
     return fd;
 }
 
-/* Prefix and body are in net order already. */
+/* Prefix and body are in network byte order already. */
 static void send_packet(int fd, Packet *packet, uint8_t netFn, uint16_t command, size_t bodyBytes) {
     const size_t length = sizeof packet->prefix + bodyBytes;
     const Transport transport = {htonl(MAGIC), htonl(g_run), htonl((uint32_t)length), netFn, htons(command), VERSION};

@@ -34,7 +34,7 @@ enum {
 
 #pragma pack(push, 1)
 typedef struct {
-    uint32_t magic; /* all in net order */
+    uint32_t magic; /* all in network byte order */
     uint32_t run;
     uint32_t length; /* of the prefix and the body */
     uint8_t netFn;
@@ -71,7 +71,7 @@ static int open_socket(uint16_t port) {
     return fd;
 }
 
-/* Prefix and body are in net order already. */
+/* Prefix and body are in network byte order already. */
 static void send_packet(int fd, const struct sockaddr_in *board, Packet *packet, uint8_t netFn, uint16_t command,
                         size_t bodyBytes) {
     const size_t length = sizeof packet->prefix + bodyBytes;

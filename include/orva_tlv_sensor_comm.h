@@ -608,8 +608,8 @@ ORVA_API uint32_t ORVA_OrvaAgt_GetModelCtlTlvBufSize(void);
  * @param[in]  info The record, host byte order.
  * @param[out] out  At any address, with room for ORVA_BOARD_INFO_SYNC_LENGTH bytes; the size is not checked.
  * @retval 0     `info` is null; nothing is written.
- * @retval other The block length. When only `out` is null: the low 32 bits of `info`, which is no length. Check `out`
- *               before the call.
+ * @retval other The block length. When only `out` is null: the low 32 bits of `info`, which is not a length. Check
+ *               `out` before the call.
  */
 ORVA_API uint32_t ORVA_TLV_SyncBoardInfoToBakEncode(const OrvaBoardInfoSync *info, void *out);
 
@@ -619,8 +619,8 @@ ORVA_API uint32_t ORVA_TLV_SyncBoardInfoToBakEncode(const OrvaBoardInfoSync *inf
  * @param[in]  pwr The record.
  * @param[out] out At any address, with room for ORVA_PWRS_SYNC_LENGTH bytes; the size is not checked.
  * @retval 0     `pwr` is null; nothing is written.
- * @retval other The block length. When only `out` is null: the low 32 bits of `pwr`, which is no length. Check `out`
- *               before the call.
+ * @retval other The block length. When only `out` is null: the low 32 bits of `pwr`, which is not a length. Check
+ *               `out` before the call.
  */
 ORVA_API uint32_t ORVA_TLV_SyncPwrsPwrDataToBakEncode(const OrvaPwrsPwrSync *pwr, void *out);
 

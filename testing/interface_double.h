@@ -21,7 +21,7 @@ namespace orva_test {
 struct Interfaces {
     std::map<std::string, std::uint32_t> addresses, masks;
     std::vector<std::string> queries;
-    unsigned silentQueries = 0; // so many queries from now on fail whatever the maps say
+    unsigned silentQueries = 0; // the next n queries fail, whatever the maps say
 
     // Answers ioctl and makes pauses instant until the next test.
     void install() {

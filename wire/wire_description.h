@@ -203,7 +203,7 @@ constexpr bool is_same_message(const Converter &one, const Converter &other) {
     return std::string_view(one.message->family) == other.message->family;
 }
 
-// Every row and its message are sound, no function stands twice, and the rows of a message follow each other.
+// Every row and its message are sound, no function occurs twice, and the rows of a message follow each other.
 template <std::size_t N>
 constexpr bool converters_are_sound(const std::array<Converter, N> &converters) {
     for (std::size_t i = 0; i < N; ++i) {

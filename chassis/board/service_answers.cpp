@@ -23,7 +23,7 @@ Frame trace(const Frame &request, BoardContext &board) {
     return make_frame(kNetFnChassisReply, kCmdTrace, request.sequence(), body);
 }
 
-// The box of a module that the chassis does not have: each byte tells where it stands.
+// The box of a module that the chassis does not have: each byte tells where it is.
 Frame black_box(const Frame &request, BoardContext &board) {
     std::array<std::uint8_t, kBlackBoxBytes> box{};
     for (std::size_t i = 0; i < box.size(); ++i) {

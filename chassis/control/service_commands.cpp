@@ -18,7 +18,7 @@ namespace {
 constexpr std::uint32_t kOtherMainBoard = 251; // last octet of the other main board's address
 constexpr std::uint32_t kPowerModule = 1;
 constexpr std::array kStageNames = {"queue read",   "length check",      "to host order",
-                                    "header check", "making the answer", "to net order and send"};
+                                    "header check", "making the answer", "to network order, send"};
 static_assert(kStageNames.size() == kStages);
 
 SyncBody encoded(const SyncRecord &record, std::uint32_t number, std::uint32_t seed) {

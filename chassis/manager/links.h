@@ -82,7 +82,7 @@ public:
     void disturb(Disturbance disturbance) {
         disturbance_ = std::move(disturbance);
     }
-    // Sends a datagram that is no request, such as one of a flood.
+    // Sends a datagram that is not a request, such as one of a flood.
     void send_datagram(Board &board, std::span<const std::uint8_t> datagram);
 
 private:

@@ -170,7 +170,7 @@ void Poller::take(Board &board, const Round &round) {
     note_heart_beat(board, beat);
 }
 
-// What says the same as before is no event.
+// What says the same as before is not an event.
 void Poller::note_readings(const Board &board, const std::vector<Measured> &before) {
     for (const Measured &now : board.measured) {
         if (std::ranges::find(before, now) != before.end()) {

@@ -61,7 +61,7 @@ struct Scenario {
     std::vector<Step> steps;
 };
 
-// Gives the scenario so many boards: the first of its own, and default ones after them.
+// Gives the scenario n boards: the first of its own, and default ones after them.
 void set_boards(Scenario &scenario, std::uint32_t boards);
 
 } // namespace chassis

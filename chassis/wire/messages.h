@@ -1,5 +1,5 @@
-// The messages of the chassis: which layout each one has, and how a frame gets from host to net order and back. The
-// layouts and their converters are the library's where it has them.
+// The messages of the chassis: which layout each one has, and how a frame gets from host to network byte order and
+// back. The layouts and their converters are the library's where it has them.
 #ifndef CHASSIS_WIRE_MESSAGES_H
 #define CHASSIS_WIRE_MESSAGES_H
 
@@ -63,10 +63,10 @@ HeartBeat heart_beat_of(const OrvaWireHeartBeat &body);
 // Takes the bytes of a received frame, at most the layout's length, to host order.
 Frame frame_to_host(const MessageType &type, std::span<const std::uint8_t> bytes);
 
-// Brings the frame's bytes, in place, to net order.
+// Brings the frame's bytes, in place, to network byte order.
 void frame_to_net(Frame &frame);
 
-// The sequence number of a received frame that is at least a prefix long, still in net order.
+// The sequence number of a received frame that is at least a prefix long, still in network byte order.
 std::uint16_t net_sequence(std::span<const std::uint8_t> bytes);
 
 } // namespace chassis

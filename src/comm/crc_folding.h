@@ -49,7 +49,7 @@ constexpr std::uint64_t power_of_x(unsigned degree) {
 template <typename Form>
 constexpr std::uint64_t quotient_of_x() {
     std::uint64_t quotient = 0;
-    std::uint64_t rest = Form::kPolynomial; // behind the first step, which gives the term of degree 64
+    std::uint64_t rest = Form::kPolynomial; // after the first step, which gives the term of degree 64
     for (unsigned step = 0; step < 64; ++step) {
         rest <<= 1;
         const std::uint64_t bit = rest >> Form::kBits;
@@ -251,7 +251,7 @@ ORVA_LANE Block multiply_first(Block a, const Halves &constant) {
     return Form::kIsReflected ? multiply_low(a, load_constant(constant)) : multiply_high(a, load_constant(constant));
 }
 
-// The register that the message ends with, when its last block with everything folded into it is `block`.
+// The register at the end of the message. `block` is its last block, with everything before it folded in.
 template <typename Form>
 ORVA_LANE typename Form::Register reduce(Block block) {
     const Block second = Form::kIsReflected ? high_to_low(block) : low_to_high(block);
@@ -273,8 +273,8 @@ ORVA_LANE Block load_in_order(const std::uint8_t *data) {
     return in_order<Form>(load_block(data));
 }
 
-// What there is to add to the first of the whole blocks that a message ends with. Takes the odd bytes before them,
-// which become a block of their own with zeros in front.
+// Takes the odd bytes at the start of the message, so that whole blocks are left. They become a block of their own,
+// with zeros in front; the result is what that block adds to the first whole one.
 template <typename Form>
 ORVA_LANE Block enter(typename Form::Register r, const std::uint8_t *&data, std::size_t &length) {
     const Block start = as_bytes<Form>(r);

@@ -154,7 +154,7 @@ template <typename Form>
 }
 
 // The register after `length` bytes of `data`, entering with `r`: look-ups alone, which every processor can do. Once
-// in the library, out of the way of those who need it seldom.
+// in the library, and not inlined: few processors need it.
 template <typename Form>
 [[gnu::noinline]] inline typename Form::Register advance_by_look_up(typename Form::Register r,
                                                                     const std::uint8_t *data, std::size_t length) {

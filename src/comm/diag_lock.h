@@ -4,8 +4,7 @@
 // read what the thread is changing. So each thread says where it is: outside, or inside (from before the mutex is
 // taken until after it is released, and while memory is allocated). A reader is outside with a mark set. In a handler
 // that interrupts a reader, known keys are decided as usual and new ones are let through; in a handler that
-// interrupts its thread inside, every record is let through. A thread that is cancelled leaves neither lock nor mark
-// behind.
+// interrupts its thread inside, every record is let through. A thread that is cancelled leaves no lock and no mark.
 #ifndef ORVA_DIAG_LOCK_H
 #define ORVA_DIAG_LOCK_H
 

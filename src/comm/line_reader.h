@@ -9,7 +9,7 @@
 
 namespace orva {
 
-// One buffer of the C library's for all lines, freed at the end with the stream closed.
+// Owns the stream and `getline`'s buffer; the destructor releases both.
 class LineReader {
 public:
     explicit LineReader(FILE *file) : file_(file) {}

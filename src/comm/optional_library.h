@@ -63,7 +63,7 @@ struct LibrarySymbol {
 };
 
 // Looks the rows up in order and stores each address, also a null one. Stops at the first required symbol that is
-// missing and gives its row back; null when all required ones are there.
+// missing and returns its row; null when all required ones are there.
 template <typename Record, std::size_t Count>
 const LibrarySymbol<Record> *find_symbols(void *library, const LibrarySymbol<Record> (&rows)[Count], Record &record) {
     for (const LibrarySymbol<Record> &row : rows) {

@@ -193,8 +193,8 @@ struct Report {
     bool isGivenUp;
 };
 
-// Formats the caller's text and removes one line end from its end. The report is given up without memory, on a text
-// that cannot be formatted, and on one that is shorter than `shortest` characters.
+// Formats the caller's text and removes one line end from its end. Drops the report when there is no memory, when the
+// text cannot be formatted, and when it is shorter than `shortest` characters.
 Report open_report(int shortest, const char *format, va_list args) {
     Report report{orva::make_partition_buffer(kArea, kFaultTextSize), {}, true};
     if (report.text == nullptr) {
@@ -225,7 +225,7 @@ void log_refusal(std::uint32_t result, std::uint32_t line) {
     }
 }
 
-// Hands a built line to the diagnostic log.
+// Passes a built line to the diagnostic log.
 void send(const Report &report, std::uint32_t infoId, std::uint32_t word3, std::uint32_t line = __builtin_LINE()) {
     log_refusal(ORVA_DIAGLOG(0, infoId, word3, 0, 0, "%s", report.line.get()), line);
 }

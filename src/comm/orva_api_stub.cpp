@@ -231,7 +231,7 @@ namespace {
 
 constexpr orva::Area kArea = orva::make_area("src/comm/orva_api_stub");
 
-// No row is empty (an empty name would match everything), and no name stands twice.
+// No row is empty (an empty name would match everything), and no name occurs twice.
 consteval bool names_are_distinct() {
     for (std::size_t i = 0; i < ORVA_STUB_TYPES; ++i) {
         const std::string_view name = g_acStubParaBuf[i];

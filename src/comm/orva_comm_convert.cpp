@@ -21,13 +21,13 @@ using orva::wire::Shape;
 
 // ---- What the engine takes from a description, at compile time
 
-// Consecutive 32-bit words; a run of 0 words is no run.
+// Consecutive 32-bit words; 0 words mean that there is none.
 struct WordRun {
     std::size_t offset;
     std::size_t words;
 };
 
-// A converted field of an array entry; width 0 is no field.
+// A converted field of an array entry; width 0 means that there is none.
 struct EntryField {
     std::size_t offset;
     std::size_t width;

@@ -71,8 +71,8 @@ void ORVA_COMM_Crc16CheckSum(const uint8_t *data, uint32_t length, uint16_t *crc
 void ORVA_PWR_CheckCrc16Sum(const uint8_t *data, uint32_t length, uint16_t *crc) {
     std::uint16_t r = *crc;
     if (is_crc16_fast(length)) {
-        // Shifting a message in is the direct form over all but its last two bytes, entered with the start value
-        // behind two zero bytes; the last two bytes then stand in the register as they are.
+        // Shifting a message in is the direct form over all but its last two bytes, with a start value that
+        // two zero bytes have been shifted into; the last two bytes are then added to the register unchanged.
         r = shift_in(shift_in(r, 0), 0);
         *crc = crc::advance<crc::Crc16>(r, data, length - 2) ^ orva::load_be16(data + length - 2);
         return;

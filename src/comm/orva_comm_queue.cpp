@@ -49,7 +49,7 @@ std::uint32_t key_path(char (&path)[kPathSize]) {
     return ORVA_OK;
 }
 
-// Copies a received payload out, or gives the message up.
+// Copies a received payload out, or discards the message.
 std::uint32_t deliver(const OrvaQueueMessage &message, ssize_t received, std::uint32_t queueId, void *buffer,
                       std::uint32_t bufferSize) {
     const auto count = static_cast<std::size_t>(received);

@@ -232,7 +232,7 @@ constexpr std::uint32_t kSmallestRoom = orva::kHexCharsPerByte + 1; // a byte an
 constexpr std::uint32_t kChunkBytes = 64;
 constexpr std::uint32_t kDebugInfoId = 0xCE4BC006;
 
-std::uint32_t g_packetCount; // packets handed to ORVA_DEBUG_OutPacket so far
+std::uint32_t g_packetCount; // packets passed to ORVA_DEBUG_OutPacket so far
 
 // The sink's result, or 0 when none is bound.
 std::uint32_t hand_to_sink(std::uint32_t module, const char *text) {

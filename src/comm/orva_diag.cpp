@@ -82,8 +82,8 @@ void clear_mark_at_end(void *place) {
     return t_isEndWatched;
 }
 
-// Whether the calling thread may set a mark. A signal handler may not that interrupts a reader of its thread: a
-// thread clears one mark only.
+// Whether the calling thread may set a mark. A signal handler that interrupts a reader of its own thread may not: a
+// thread has one mark only.
 bool may_mark() {
     return (t_isEndWatched || watch_end()) && !is_reading();
 }

@@ -1,4 +1,4 @@
-// The diagnostic manager's clock: zones that close, hourly summaries, and the thread that counts the seconds.
+// The diagnostic manager's clock: closing of buckets, hourly summaries, and the thread that counts the seconds.
 #include "orva_diag.h"
 
 #include <cstdint>

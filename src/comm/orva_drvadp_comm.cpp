@@ -141,7 +141,7 @@ constexpr std::uint32_t kRzBoxBase = 13;
 constexpr std::uint8_t kRzBox[13] = {1, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0};
 constexpr std::uint32_t kFanElabelBase = 12;
 constexpr std::uint8_t kFanElabel[4] = {1, 0, 0, 0};
-constexpr std::uint32_t kHalcySpan = 3; // 2U, 3U and 5U stand in a row
+constexpr std::uint32_t kHalcySpan = 3; // 2U, 3U and 5U follow each other
 
 template <std::size_t Count>
 std::uint32_t frame_entry(const std::uint8_t (&table)[Count], std::uint32_t base) {
@@ -307,7 +307,7 @@ uint32_t ORVA_DRVADP_GetChassisID(uint32_t *chassisId) {
     }
     const BoardPortInfo *port = ORVA_GetBoardEthInfo(boardType);
     if (port != nullptr) {
-        wait_for_port_number(*port, chassisId); // without an address the environment's number stands
+        wait_for_port_number(*port, chassisId); // without an address the environment's number stays
     }
     return ORVA_OK;
 }

@@ -1,5 +1,5 @@
-// Board ports and addresses: which interface a board uses, its address and subnet, and the board that a name stands
-// for.
+// Board ports and addresses: which interface a board uses, its address and subnet, and the board that a name
+// means.
 #include "orva_drvadp_comm.h"
 
 #include <arpa/inet.h>

@@ -47,7 +47,7 @@ struct FreeResolved {
     }
 };
 
-// Makes each directory along `path`, whose separators are cut and restored one after the other.
+// Makes each directory along `path`, whose separators are replaced by zeros and restored one after the other.
 std::uint32_t make_each_directory(char *path, std::size_t length, mode_t mode, const char *wholePath) {
     for (std::size_t i = 1; i <= length; ++i) {
         const char separator = path[i];

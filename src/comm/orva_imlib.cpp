@@ -349,7 +349,7 @@ uint32_t ORVA_GetDebugSwitchId(uint32_t switchBit) {
            debug_switch_number(switchBit);
 }
 
-// ---- Addresses handed over
+// ---- Addresses for the agent library
 
 uint32_t ORVA_SetMainBoardIpAddr(void) {
     std::uint32_t ip = 0;

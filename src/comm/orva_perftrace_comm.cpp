@@ -65,7 +65,7 @@ uint32_t ORVA_PerfTraceInit(OrvaTrace *trace, uint32_t nodeCount) {
         orva::log_check_true_error();
         return ORVA_ERR_PERFTRACE_INIT_EMPTY;
     }
-    // A product that wraps into range is as much too large as one that does not.
+    // A product that wraps around is too large too, although its low word is in range.
     if (nodeCount > ORVA_PERFTRACE_MAX_BYTES / sizeof(OrvaTracePoint)) {
         orva::log_check_true_error();
         return ORVA_ERR_PERFTRACE_INIT_TOO_LARGE;

@@ -18,7 +18,7 @@ namespace {
 
 constexpr orva::Area kArea = orva::make_area("src/comm/orva_simulate_comm");
 
-// Lines by which the platform's leak reports know the items.
+// Call-site numbers of the items in the platform's leak reports.
 constexpr std::uint32_t kAddLine = 99;
 constexpr std::uint32_t kAddLostLine = 110;
 constexpr std::uint32_t kDeleteLine = 142;

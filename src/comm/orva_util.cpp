@@ -35,7 +35,7 @@ static_assert(kResolvedPathSize > PATH_MAX);
 #define ORVA_UTIL_LOG_CONTENT(text, ...)                                                                             \
     ORVA_LOG_PROCESS(TOVA_PLOG_ERROR, orva::kLogModule, orva::kCodeError, text __VA_OPT__(, ) __VA_ARGS__)
 
-// What one read gives: a result code, and the content on success or the errno of the failed call.
+// The outcome of one read: a result code, and the content on success or the errno of the failed call.
 struct FileContent {
     std::uint32_t code;
     int error;
@@ -96,7 +96,7 @@ void log_content_failure(const FileContent &read) {
     case ORVA_ERR_FILE_CONTENT_READ:
         ORVA_UTIL_LOG_CONTENT("[GetFileContent]Read File Buffer Fail, err: %s.", reason);
         break;
-    default: // an empty file is no news
+    default: // an empty file is not logged
         break;
     }
 }

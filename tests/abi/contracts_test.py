@@ -97,7 +97,7 @@ def main():
             codes += 1
             if code not in results:
                 reports.append(f"{code} is the result of no function")
-        reports += [f"{code} is no result code" for code in results if code.startswith("ORVA_ERR_") and code not in defined]
+        reports += [f"{code} is not a result code" for code in results if code.startswith("ORVA_ERR_") and code not in defined]
         if "Kept:" in text:
             reports.append("says Kept:")
         bad += len(reports)

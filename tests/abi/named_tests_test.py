@@ -22,7 +22,7 @@ def main():
     page = (root / "docs/security.md").read_text()
     table = page[page.index("## Defect classes"):page.index("## Fuzzing")]
     named = re.findall(r"`(\w+\.\w+)`", table)
-    bad = [f"docs/security.md names {name}, which is no test"
+    bad = [f"docs/security.md names {name}, which is not a test"
            for name in named if name not in cases | targets | scripts]
     bad += [f"docs/security.md does not name {target}" for target in sorted(targets - set(named))]
     bad += [f"the row \"{row.split('|')[1].strip()}\" names no test"

@@ -6,7 +6,7 @@ import subprocess
 import sys
 import tempfile
 
-# The file, a text in it, what stands there instead, and the source that holds the check.
+# The file, a text in it, the wrong text in its place, and the source that holds the check.
 CONVERT, SENSOR, BOARD = (f"src/comm/orva_{name}.cpp" for name in
                           ("comm_convert", "tlv_sensor_comm_sensor", "tlv_sensor_comm_board"))
 WRONG = [

@@ -1,7 +1,7 @@
 """Runs the code blocks of a page, in order, in a folder of their own.
 
 - sh: run by bash; what it exports and its working folder stay for the blocks after it.
-- console: lines that begin with `$ ` are run, the other lines are their output; a line `...` stands for any lines.
+- console: lines that begin with `$ ` are run, the other lines are their output; a line `...` matches any lines.
 - LANGUAGE file=NAME: written to the file.
 - c, cpp without a file: compiled. `<!-- given: ... -->` above it declares what the block leaves out.
 - text, and blocks without a language: not code; they hold no commands.

@@ -10,7 +10,7 @@
  * whether there was memory for it, and no caller can help that.
  *
  * Calls that take something away (unlink, rmdir, munmap, kill, waitpid, IPC_RMID) never fail: after their failure
- * something stays behind whatever the program does. `close` closes and then reports a failure, as the kernel does.
+ * something is left whatever the program does. `close` closes and then reports a failure, as the kernel does.
  */
 #include <dirent.h>
 #include <dlfcn.h>

@@ -64,7 +64,7 @@ unsigned mode_of(const std::string &path);
 // Appends what the process writes on its standard error to a file from here on.
 void standard_error_to(const std::string &path);
 
-// `text` without the stamp at its start, where a '0' of `shape` stands for any digit.
+// `text` without the stamp at its start, where a '0' of `shape` means any digit.
 std::string without_stamp(const std::string &text, std::string_view shape);
 
 } // namespace orva_test

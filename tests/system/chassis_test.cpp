@@ -126,7 +126,7 @@ std::size_t lines_that_begin(const std::string &text, const std::string &start) 
     return count;
 }
 
-// The lines at which two texts part.
+// The first lines in which two texts differ.
 std::string first_difference(const std::string &one, const std::string &two) {
     std::istringstream first(one);
     std::istringstream second(two);
@@ -252,7 +252,7 @@ struct Demo {
 
     void expect_stages() const {
         for (const char *stage : {"queue read", "length check", "to host order", "header check", "making the answer",
-                                  "to net order and send"}) {
+                                  "to network order, send"}) {
             const std::size_t at = output.find(std::string("\n   ") + stage + " ");
             ASSERT_NE(at, std::string::npos) << stage;
             std::istringstream numbers(output.substr(at + 4 + std::string(stage).size()));
@@ -841,7 +841,7 @@ TEST_F(Chassis, CommandLine_IsRefusedWithAMessageAndTwo) {
         {"a fault that does not exist", {"fault", "start", "1", "stcuk"}, "did you mean stuck?"},
         {"a state that does not exist", {"online", "set", "1", "1", "2"}, "state"},
         {"a bus that does not exist", {"debug", "packet", "on", "1", "usb"}, "usb"},
-        {"a mask that is no number", {"debug", "log", "on", "1", "all"}, "all is not a number"},
+        {"a mask that is not a number", {"debug", "log", "on", "1", "all"}, "all is not a number"},
         {"boards of nobody", {"boards"}, "--port"},
         {"an option of a run", {"table", "--boards", "3"}, "--boards"},
         {"an agent that does not exist", {"run", "--agent", "/no/such"}, "--agent"},

@@ -47,7 +47,7 @@ protected:
     void SetUp() override {
         const std::uint32_t code = MIRO_HostClockStart(nullptr);
         if (code == MIRO_HOST_ERR_UNSUPPORTED) {
-            GTEST_SKIP() << "a sanitizer stands before the calls of the stepped clock";
+            GTEST_SKIP() << "a sanitizer comes before the stepped clock";
         }
         ASSERT_EQ(code, MIRO_HOST_OK);
         real_start_ = MIRO_HostClockRealNs();

@@ -133,7 +133,7 @@ TEST_F(HostDrvBasic, BuiltInBoard_SuitsTheLibrary) {
     });
 }
 
-TEST_F(HostDrvBasic, Library_IsNoMatrixBoards) {
+TEST_F(HostDrvBasic, Library_IsNotThatOfAMatrixBoard) {
     void *library = dlopen("libdrv_basic.so", RTLD_LAZY);
     ASSERT_NE(library, nullptr) << dlerror();
     EXPECT_EQ(dlsym(library, "DRV_GetBoardProductType"), nullptr);
@@ -291,7 +291,7 @@ TEST_F(HostDrvBasic, Faults_AreReportedWithFileLineAndKey) {
          "b.toml:3: [board] type: must be from 0 to 4294967295"},
         {"chassis type as a fraction", "[board]\nslot = 1\ntype = 1\n[chassis]\ntype = 1.5\n",
          "b.toml:5: [chassis] type: expected an integer, found a floating-point number"},
-        {"board is no table", "board = 5\n", "b.toml:1: board: expected a table, found an integer"},
+        {"board is not a table", "board = 5\n", "b.toml:1: board: expected a table, found an integer"},
         {"unknown key", minimal + "[fail]\nslots = 1\n", "b.toml:7: [fail] slots: unknown key"},
         {"unknown table", minimal + "[enviroment]\nchassisid = 1\n", "b.toml:6: enviroment: unknown key"},
         {"failing with success", minimal + "[fail]\nslot = 0\n",
@@ -304,7 +304,7 @@ TEST_F(HostDrvBasic, Faults_AreReportedWithFileLineAndKey) {
          "b.toml:7: [environment] cpu_id: holds a control character"},
         {"environment value with a zero", minimal + "[environment]\ncpu_id = \"1\\u0000\"\n",
          "b.toml:7: [environment] cpu_id: holds a control character"},
-        {"environment is no table", "environment = [1]\n" + minimal,
+        {"environment is not a table", "environment = [1]\n" + minimal,
          "b.toml:1: environment: expected a table, found an array"},
         {"other board is one table", minimal + "[other_board]\nslot = 1\n",
          "b.toml:6: other_board: expected an array of tables, found a table"},

@@ -241,7 +241,7 @@ TEST_F(HostImAgent, Debug_WritesOneLineForEachText) {
     });
 }
 
-TEST_F(HostImAgent, Debug_RefusesABadRecordAndNoFormat) {
+TEST_F(HostImAgent, Debug_RefusesAnInvalidRecordAndNoFormat) {
     in_child([&] {
         const Agent agent;
         const char *no_format = nullptr;

@@ -72,7 +72,7 @@ std::string address(const void *pointer) {
     return text;
 }
 
-TEST_F(HostMiroMemory, HostStart_HandsOutOneHandleThatIsNotZero) {
+TEST_F(HostMiroMemory, HostStart_GivesOneHandleThatIsNotZero) {
     uint32_t first = 0;
     uint32_t second = 0;
     EXPECT_EQ(MIRO_HostStart(nullptr, &first), MIRO_HOST_OK);
@@ -95,7 +95,7 @@ TEST_F(HostMiroMemory, MemPtCreate_KeepsNameOwnerAndSize) {
     EXPECT_EQ(record.liveBlocks, 0u);
 }
 
-TEST_F(HostMiroMemory, MemPtCreate_CutsLongNamesInItsRecordOnly) {
+TEST_F(HostMiroMemory, MemPtCreate_TruncatesLongNamesInItsRecordOnly) {
     const std::string name(40, 'n');
     const uint8_t number = create(16, name.c_str(), nullptr);
     EXPECT_EQ(std::string(stats(number).name), name.substr(0, 31));
@@ -115,7 +115,7 @@ TEST_F(HostMiroMemory, MemPtCreate_RefusesWhatItCannotUse) {
     EXPECT_EQ(number, 77);
 }
 
-TEST_F(HostMiroMemory, MemPtCreate_HandsOutNumbers1To255Once) {
+TEST_F(HostMiroMemory, MemPtCreate_GivesNumbers1To255Once) {
     std::set<unsigned> seen;
     for (int i = 0; i < 255; ++i) {
         seen.insert(create(16));

@@ -565,7 +565,7 @@ TEST_F(HostMiroDeadLoop, ThreadsThatEnd_AreForgotten) {
 
 TEST_F(HostMiroDeadLoop, ABracketInTheLastDestructorsOfAThread_IsNotWatched) {
     MIRO_HostSetDeadLoopLimit(20);
-    // The destructors of keys run behind those of thread-local objects.
+    // The destructors of keys run after those of thread-local objects.
     static pthread_key_t key;
     ASSERT_EQ(pthread_key_create(&key,
                                  [](void *) {

@@ -296,7 +296,7 @@ TEST_F(HostMiroUnzip, Unzip_RefusesWhatLeavesTheDestinationAndWritesNothing) {
          {harmless, {.name = "//tmp/orva_evil", .content = "1"}},
          "the name leaves the destination"},
         {"parent", {harmless, {.name = "../evil", .content = "1"}}, "the name leaves the destination"},
-        {"parent behind a folder",
+        {"parent after a folder",
          {harmless, {.name = "a/../../evil", .content = "1"}},
          "the name leaves the destination"},
         {"parent that stays inside",
@@ -311,7 +311,7 @@ TEST_F(HostMiroUnzip, Unzip_RefusesWhatLeavesTheDestinationAndWritesNothing) {
         {"through a link before",
          {harmless, link_to("l", "d"), {.name = "l/x", .content = "1"}},
          "the name leads through a link of the archive"},
-        {"through a link behind",
+        {"through a link that follows",
          {{.name = "l/x", .content = "1"}, link_to("l", "d")},
          "the name leads through a link of the archive"},
         {"no name", {harmless, {.name = ".", .content = "1"}}, "no name for a file"},
@@ -394,7 +394,7 @@ TEST_F(HostMiroUnzip, Unzip_RefusesAnEncryptedFile) {
     EXPECT_FALSE(exists(out + "/secret"));
 }
 
-TEST_F(HostMiroUnzip, Unzip_RefusesWhatIsNoArchive) {
+TEST_F(HostMiroUnzip, Unzip_RefusesWhatIsNotAnArchive) {
     EXPECT_EQ(unzip_bytes("this is no zip archive, only text"), MIRO_HOST_ERR_ARCHIVE);
     EXPECT_EQ(MIRO_Unzip(scratch.file("missing.zip").c_str(), out.c_str(), 0), MIRO_HOST_ERR_ARCHIVE);
     EXPECT_EQ(MIRO_Unzip(scratch.path().c_str(), out.c_str(), 0), MIRO_HOST_ERR_ARCHIVE);
@@ -420,7 +420,7 @@ TEST_F(HostMiroUnzip, Unzip_RemovesTheFileThatTheDiskHasNoRoomFor) {
     orva_test::write_file(zip, zip_of({{.name = "first", .content = "1"},
                                        {.name = "large", .content = std::string(300000, 'x')},
                                        {.name = "after", .content = "2"}}));
-    // A bound on the size of files stands for a full disk.
+    // A limit on the size of files plays a full disk.
     const int status = orva_test::run_in_child([&] {
         std::signal(SIGXFSZ, SIG_IGN);
         const rlimit limit{.rlim_cur = 100000, .rlim_max = 100000};

@@ -182,7 +182,7 @@ constexpr CutCase kCutCases[] = {
     {"no limit, text does not fit", 6, SIZE_MAX, -1, ""},
 };
 
-TEST_F(HostSafeioText, SnprintfS_CutsAtCountAndFailsAtTheSize) {
+TEST_F(HostSafeioText, SnprintfS_TruncatesAtCountAndFailsAtTheSize) {
     for (const CutCase &c : kCutCases) {
         SCOPED_TRACE(c.name);
         std::memset(buffer, kFill, sizeof buffer);
@@ -207,7 +207,7 @@ int through_list(char *dst, std::size_t dst_size, std::size_t count, const char 
     return result;
 }
 
-TEST_F(HostSafeioText, VsnprintfS_CutsAtCountAndFailsAtTheSize) {
+TEST_F(HostSafeioText, VsnprintfS_TruncatesAtCountAndFailsAtTheSize) {
     for (const CutCase &c : kCutCases) {
         SCOPED_TRACE(c.name);
         std::memset(buffer, kFill, sizeof buffer);
@@ -294,7 +294,7 @@ TEST_F(HostSafeioDescriptor, Assemble_PutsTheOwnerAboveBit15) {
     EXPECT_LT(safeio_fd_owner_assemble(5, UINT32_MAX), 0);
 }
 
-TEST_F(HostSafeioDescriptor, SetFdOwner_RefusesWhatIsNoDescriptor) {
+TEST_F(HostSafeioDescriptor, SetFdOwner_RefusesWhatIsNotADescriptor) {
     std::uint32_t owner = 77;
     EXPECT_EQ(SetFdOwner(-1, 1, &owner), -1);
     EXPECT_EQ(errno, EBADF);
@@ -447,14 +447,14 @@ TEST_F(HostSafeioDescriptor, ReadS_TakesThePlainNumberOfATrackedDescriptor) {
     EXPECT_TRUE(lines.empty());
 }
 
-TEST_F(HostSafeioDescriptor, CloseS_AfterAPlainCloseBehindItsBackIsReported) {
+TEST_F(HostSafeioDescriptor, CloseS_AfterAPlainCloseIsReported) {
     const int fd = tracked_file(folder.file("f"));
     close(fd & 0xFFFF);
     EXPECT_EQ(close_s(fd), -1);
     EXPECT_EQ(errno, EBADF);
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_EQ(lines[0], "close of descriptor " + number(fd & 0xFFFF) + " by owner " + number(fd >> 16) +
-                            ": it was closed behind the tracking");
+                            ": it was closed without the tracking");
     EXPECT_EQ(SAFEIO_HostWalkTracked(nullptr, nullptr), 0u);
 }
 
@@ -554,7 +554,7 @@ TEST_F(HostSafeioDescriptor, PipeAndSocket_FailWhenTheProcessHasNoDescriptorLeft
     EXPECT_EQ(SAFEIO_HostWalkTracked(nullptr, nullptr), 0u);
 }
 
-TEST_F(HostSafeioDescriptor, NumbersAbove16Bits_AreNotHandedOut) {
+TEST_F(HostSafeioDescriptor, NumbersAbove16Bits_AreNotReturned) {
     rlimit limit{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
     limit.rlim_cur = 0x10010;

@@ -225,7 +225,7 @@ TEST_F(HostTova, PLogByProcName_TakesAnyName) {
     });
 }
 
-TEST_F(HostTova, Records_OfAnyLengthAreWrittenWholeUpToTheBoundAndCutBeyond) {
+TEST_F(HostTova, Records_OfAnyLengthAreWrittenWholeUpToTheBoundAndTruncatedBeyond) {
     in_child([&] {
         ASSERT_EQ(start(scratch.path()), TOVA_HOST_OK);
         const std::size_t lengths[] = {1023, 1024, 1025, 4095, 4096, 65535, 65536, 65537, 200000};
@@ -303,9 +303,9 @@ TEST_F(HostTova, Environment_WithValuesOutOfRangeIsReportedOnceAndTakenAsUnset) 
         EXPECT_EQ(TOVA_DLog(0, 0, 0, 0, 0, "one"), 0u);
         EXPECT_EQ(TOVA_DLog(0, 0, 0, 0, 0, "two"), 0u);
         EXPECT_EQ(read_file(scratch.file("stderr")),
-                  "ORVA_HOST_LOG_CONSOLE: \"yes\" is no number from 0 to 1; taken as unset\n"
-                  "ORVA_HOST_LOG_SIZE: \"1023\" is no number from 1024 to 1073741824; taken as unset\n"
-                  "ORVA_HOST_LOG_FILES: \"-1\" is no number from 0 to 1000; taken as unset\n");
+                  "ORVA_HOST_LOG_CONSOLE: \"yes\" is not a number from 0 to 1; taken as unset\n"
+                  "ORVA_HOST_LOG_SIZE: \"1023\" is not a number from 1024 to 1073741824; taken as unset\n"
+                  "ORVA_HOST_LOG_FILES: \"-1\" is not a number from 0 to 1000; taken as unset\n");
         EXPECT_EQ(lines_of(scratch.file("logs/diagnostic.log")).size(), 2u);
     });
 }
@@ -514,7 +514,7 @@ TEST_F(HostTova, HostStop_DropsWhatFollowsUntilTheNextStart) {
     });
 }
 
-TEST_F(HostTova, HostLastError_IsCutToItsBufferAndChecksIt) {
+TEST_F(HostTova, HostLastError_IsTruncatedToItsBufferAndChecksIt) {
     in_child([&] {
         orva_test::write_file(scratch.file("file"), "");
         char text[4] = {'?', '?', '?', '?'};

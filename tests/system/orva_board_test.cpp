@@ -35,7 +35,7 @@ protected:
     orva_test::ScratchFolder scratch;
 };
 
-TEST_F(OrvaBoard, Check_TellsEveryFaultInTheOrderOfLines) {
+TEST_F(OrvaBoard, Check_ReportsEveryFaultInTheOrderOfLines) {
     const Outcome faulty = check("colour = 1\n"
                                  "[board]\n"
                                  "slot = 31\n"
@@ -64,7 +64,7 @@ TEST_F(OrvaBoard, Check_TellsEveryFaultInTheOrderOfLines) {
                              "11 faults in 1 of 1 files\n");
 }
 
-TEST_F(OrvaBoard, Check_TellsAFaultOfTheSyntaxWithItsLine) {
+TEST_F(OrvaBoard, Check_ReportsAFaultOfTheSyntaxWithItsLine) {
     const Outcome faulty = check("[board]\nslot = = 1\n");
     EXPECT_EQ(faulty.status, 1);
     EXPECT_EQ(faulty.output.find("b.toml:2: slot: "), 0u) << faulty.output;
@@ -88,7 +88,7 @@ TEST_F(OrvaBoard, Example_IsADescriptionWithoutAFault) {
     EXPECT_EQ(check(example.output).output, "b.toml: ok\n");
 }
 
-TEST_F(OrvaBoard, FilesThatCannotBeReadAndWrongUseAreTold) {
+TEST_F(OrvaBoard, FilesThatCannotBeReadAndWrongUseAreReported) {
     const Outcome missing = run("check missing.toml");
     EXPECT_EQ(missing.status, 1);
     EXPECT_EQ(missing.output, "missing.toml: cannot be read: No such file or directory\n");

@@ -101,7 +101,7 @@ TEST_F(Queue, FirstIdentifierOfANamespaceIsZero) {
     EXPECT_EQ(msgget(kKey, IPC_CREAT | 0600), 0);
 }
 
-TEST_F(Queue, CreateTry_RefusesTheZeroThatTheKernelHandsOut) {
+TEST_F(Queue, CreateTry_RefusesTheZeroThatTheKernelReturns) {
     std::uint32_t queue = 0;
     ASSERT_EQ(ORVA_QueueCreateTry(kKey, &queue), 0u);
     EXPECT_NE(queue, 0u);

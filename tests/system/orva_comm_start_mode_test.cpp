@@ -113,7 +113,7 @@ TEST_F(PowerOff, Flag_IsReadAfreshAtEveryCall) {
     EXPECT_EQ(ORVA_GetIndependPwrOffFlag(29, 4), 0u);
 }
 
-TEST_F(PowerOff, Flag_IsFoundBehindVeryLongLines) {
+TEST_F(PowerOff, Flag_IsFoundAfterVeryLongLines) {
     write_file(kConfig, std::string(100000, 'x') + "\nindepend_3_1:1;\n");
     EXPECT_EQ(ORVA_GetIndependPwrOffFlag(3, 1), 1u);
 }

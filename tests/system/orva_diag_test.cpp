@@ -105,7 +105,7 @@ protected:
     }
 };
 
-TEST_F(DiagSystem, TimerThread_DrivesTheClockAndGivesUpItsCapabilities) {
+TEST_F(DiagSystem, TimerThread_DrivesTheClockAndDropsItsCapabilities) {
     ASSERT_EQ(ORVA_DiagMgrInit(10, 0), ORVA_OK);
     const auto end = std::chrono::steady_clock::now() + kPatience;
     while (now(g_orvaDiagMgr->startTime) < 2 && std::chrono::steady_clock::now() < end) {

@@ -39,7 +39,7 @@ bool set_address(const char *interface, std::uint32_t address, unsigned long req
     return result == 0;
 }
 
-// The kernel reads the mask where the address stands.
+// The kernel reads the mask from where the address is.
 bool set_mask(const char *interface, std::uint32_t mask) {
     return set_address(interface, mask, SIOCSIFNETMASK);
 }

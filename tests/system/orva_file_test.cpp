@@ -53,7 +53,7 @@ TEST_F(FileSystem, FanWriteLog_WritesNothingWithoutTheFolder) {
     EXPECT_FALSE(fs::exists(other.file("fan.log")));
 }
 
-TEST(Archive, Unzip_HandsThePlatformsRefusalOn) {
+TEST(Archive, Unzip_ReturnsThePlatformsRefusal) {
     const ScratchFolder folder;
     write_file(folder.file("no.zip"), "this is no archive");
     EXPECT_NE(ORVA_Unzip(folder.file("no.zip").c_str(), folder.path().c_str()), 0u);

@@ -109,7 +109,7 @@ TEST_F(PrivateFiles, AddressFile_PresentEmptyInvalidMissing) {
     }
 }
 
-TEST_F(PrivateFiles, AddressFile_AFolderInItsPlaceIsNoAddress) {
+TEST_F(PrivateFiles, AddressFile_AFolderInItsPlaceIsNotAnAddress) {
     std::filesystem::create_directory(ORVA_ACT_MPU_FILE);
     std::uint32_t ip = kUntouched;
     EXPECT_EQ(ORVA_GetActMpuIpAddrFromFile(&ip), 1u);
@@ -117,7 +117,7 @@ TEST_F(PrivateFiles, AddressFile_AFolderInItsPlaceIsNoAddress) {
     EXPECT_EQ(ip, inet_addr("10.0.0.6"));
 }
 
-TEST_F(PrivateFiles, AddressFromEnvironment_ATextThatIsNoAddressIsTaken) {
+TEST_F(PrivateFiles, AddressFromEnvironment_ATextThatIsNotAnAddressIsTaken) {
     load_board("ACT_MPU = \"no address\"\n");
     std::uint32_t ip = kUntouched;
     EXPECT_EQ(ORVA_ChoseActMpuIp(&ip), 0u);
@@ -129,7 +129,7 @@ TEST_F(PrivateFiles, AddressFromEnvironment_ATextThatIsNoAddressIsTaken) {
 
 // ---- The agent library and the timer
 
-TEST_F(PrivateFiles, Binding_HandsASwitchOverToTheAgentWithinTheTimersPeriod) {
+TEST_F(PrivateFiles, Binding_PassesASwitchOverToTheAgentWithinTheTimersPeriod) {
     write_address("10.0.0.5\n");
     ORVA_SetImlibIpConfigInPnf("/opt/agent.so", 7, "orva_test", 2);
     ASSERT_NE(ORVA_GetImHandle(), 0u);
@@ -146,12 +146,12 @@ TEST_F(PrivateFiles, Binding_HandsASwitchOverToTheAgentWithinTheTimersPeriod) {
     write_address("10.0.0.9\n");
     EXPECT_TRUE(comes_true([&] { return lines_with("old=10.0.0.5 new=10.0.0.9") == 1; }));
 
-    // Unchanged addresses are handed over once only.
+    // Unchanged addresses are passed once only.
     std::this_thread::sleep_for(std::chrono::milliseconds(ORVA_IMLIB_TIMER_MS + 500));
     EXPECT_EQ(lines_with("new=10.0.0.9"), 1u);
 }
 
-TEST_F(PrivateFiles, Binding_HandsTheOwnAddressOverWhenItComes) {
+TEST_F(PrivateFiles, Binding_PassesTheOwnAddressWhenItComes) {
     const ProgramResult made = run_program({"ip", "link", "add", "veth0", "type", "veth", "peer", "name", "bond0"});
     if (made.status != 0) {
         GTEST_SKIP() << "no veth pair: " << made.output;

@@ -129,7 +129,7 @@ constexpr const char *kBoardText = "block: 3 items, 59 bytes\n"
 
 // ---- Command line
 
-TEST_F(Inspect, CommandLine_BadOnesSayWhyAndEndWith2) {
+TEST_F(Inspect, CommandLine_WrongOnesSayWhyAndEndWith2) {
     const struct {
         const char *name;
         std::vector<std::string> arguments;
@@ -642,7 +642,7 @@ TEST_F(Inspect, Tlv_AnEmptyBlockIsAHeader) {
     expect_result(run_on(block({}), {"tlv"}), 0, "block: 0 items, 16 bytes\n");
 }
 
-TEST_F(Inspect, Tlv_TextThatIsNoHexSaysWhere) {
+TEST_F(Inspect, Tlv_TextThatIsNotHexSaysWhere) {
     expect_result(run_on("00 0g", {"tlv", "--hex"}), 1,
                   "orva-inspect: not hexadecimal text: no pair of digits at character 4\n");
     expect_result(run_on("00 001", {"tlv"}), 1,
@@ -882,7 +882,7 @@ TEST_F(Inspect, Packet_MissingPiecesAreSaidAndKeepTheOffsets) {
             "orva-inspect: 1 packet is not whole\n");
 }
 
-TEST_F(Inspect, Packet_CutPiecesAreSaid) {
+TEST_F(Inspect, Packet_TruncatedPiecesAreReported) {
     const std::string log = "[0x1:1] name:" + dump_bytes(0, 16) + "\n[0x1:2] name: aa\n";
     expect_result(run_on(log, {"packet"}), 1,
                   "packet 0x1 name: 663 bytes in 2 pieces, not whole\n" + rows(0, 16) +

@@ -145,7 +145,7 @@ TEST(OrvaPortCheck, Json_SaysTheSame) {
 )");
 }
 
-TEST(OrvaPortCheck, WrongUseIsTold) {
+TEST(OrvaPortCheck, WrongUseIsReported) {
     EXPECT_EQ(run(kCheck + "--case nothing").status, 2);
     EXPECT_EQ(run(kCheck + "--wrong").status, 2);
     EXPECT_EQ(run(kCheck + "--patience 31").status, 2);

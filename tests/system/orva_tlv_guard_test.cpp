@@ -1,4 +1,4 @@
-// A receiver that bounds a block before it decodes never reads past what it received: every block, cut at every
+// A receiver that bounds a block before it decodes never reads past what it received: every block, truncated at every
 // length and damaged in many ways, is laid so that its last byte is the last byte before an inaccessible page.
 #include "orva_additions.h"
 #include "orva_tlv_sensor_comm.h"
@@ -142,7 +142,7 @@ void set_length(Bytes &block, std::size_t length) {
     }
 }
 
-TEST(TlvGuard, TheGuardIsReal_AnUnboundedDecodeOfACutBlockDies) {
+TEST(TlvGuard, TheGuardIsReal_AnUnboundedDecodeOfATruncatedBlockDies) {
     const Kind temperature = kinds().front();
     const int status = orva_test::run_in_child([&] {
         GuardedPage page;
@@ -165,7 +165,7 @@ TEST(TlvGuard, BoundedCaller_RefusesEveryTruncationAndDecodesTheWholeBlock) {
     }
 }
 
-TEST(TlvGuard, BoundedCaller_RefusesTruncationsWhoseHeaderClaimsTheCutLength) {
+TEST(TlvGuard, BoundedCaller_RefusesTruncationsWhoseHeaderClaimsTheTruncatedLength) {
     GuardedPage page;
     for (const Kind &kind : kinds()) {
         for (Bytes block : kind.blocks) {
@@ -239,7 +239,7 @@ TEST(TlvGuard, BoundedCaller_NeverReadsPastTheEndOfDamagedBlocks) {
             }
         }
     }
-    EXPECT_GT(outcomes[0], 1000u); // both roads were taken
+    EXPECT_GT(outcomes[0], 1000u); // both outcomes occurred
     EXPECT_GT(outcomes[1], 1000u);
     EXPECT_EQ(outcomes[2], 0u); // an empty item never gets as far as the decoder
 }

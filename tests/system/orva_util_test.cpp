@@ -131,7 +131,7 @@ TEST_F(FileContent, GetFileContent_FollowsLinks) {
     EXPECT_EQ(read(folder.file("circle")), ORVA_ERR_FILE_CONTENT_RESOLVE);
 }
 
-TEST_F(FileContent, GetFileContent_RefusesWhatIsNoFileWithASize) {
+TEST_F(FileContent, GetFileContent_RefusesWhatIsNotAFileWithASize) {
     write_file(folder.file("empty"), "");
     EXPECT_EQ(read(folder.file("empty")), ORVA_ERR_FILE_CONTENT_EMPTY);
     EXPECT_EQ(read(folder.file("none")), ORVA_ERR_FILE_CONTENT_RESOLVE);

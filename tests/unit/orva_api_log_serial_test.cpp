@@ -248,7 +248,7 @@ TEST_F(Serial, SerialLog_WritesOneMessageAndHoldsNothingOpen) {
     EXPECT_EQ(live_blocks(), 0u);
 }
 
-TEST_F(Serial, SerialLog_CutsTheMessageAt511Characters) {
+TEST_F(Serial, SerialLog_TruncatesTheMessageAt511Characters) {
     for (const std::size_t length : {510u, 511u, 512u, 3000u}) {
         platform().written.clear();
         ORVA_SerialLog("%s", std::string(length, 'x').c_str());

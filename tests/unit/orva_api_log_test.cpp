@@ -280,7 +280,7 @@ TEST_F(ApiLog, Formatters_RemoveOneLineEnd) {
     }
 }
 
-TEST_F(ApiLog, Formatters_ReportEmptyTextsButForOne) {
+TEST_F(ApiLog, Formatters_ReportEmptyTextsExceptOne) {
     for (const Formatter &formatter : kFormatters) {
         SCOPED_TRACE(formatter.name);
         for (const char *text : {"", "\n"}) {
@@ -290,7 +290,7 @@ TEST_F(ApiLog, Formatters_ReportEmptyTextsButForOne) {
     }
 }
 
-TEST_F(ApiLog, Formatters_CutTheTextAt511Characters) {
+TEST_F(ApiLog, Formatters_TruncateTheTextAt511Characters) {
     // The diagnostic log keeps 511 characters of the line in its turn.
     for (const Formatter &formatter : kFormatters) {
         SCOPED_TRACE(formatter.name);
@@ -306,7 +306,7 @@ TEST_F(ApiLog, Formatters_CutTheTextAt511Characters) {
     }
 }
 
-TEST_F(ApiLog, Formatters_LookForTheLineEndInTheCutText) {
+TEST_F(ApiLog, Formatters_SearchTheTruncatedTextForTheLineEnd) {
     for (const Formatter &formatter : kFormatters) {
         SCOPED_TRACE(formatter.name);
         formatter.report((std::string(400, 'x') + std::string(110, 'y') + "\n\n").c_str());
@@ -359,7 +359,7 @@ TEST_F(ApiLog, Formatters_GiveUpSilentlyOnATextThatCannotBeFormatted) {
     }
 }
 
-TEST_F(ApiLog, Formatters_RecordALineThatCannotBeBuiltButForOne) {
+TEST_F(ApiLog, Formatters_RecordALineThatCannotBeBuiltExceptOne) {
     const Records failure{"WriteLog(0x10000, 0x2) [ORVA_COMM][ORVA_LEVEL_ERR]sprintf error, f=orva_api_log, l=N, "
                           "ret=-1"};
     for (const Formatter &formatter : kFormatters) {

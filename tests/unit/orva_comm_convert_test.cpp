@@ -77,7 +77,7 @@ enum class CountKind { kNone, kByte, kBigEndianWord, kHostWord };
 struct Count {
     CountKind kind;
     std::size_t offset;
-    unsigned bound; // the largest number of entries that it can stand for
+    unsigned bound; // the largest number of entries that it can mean
 };
 
 struct Case {
@@ -391,7 +391,7 @@ std::vector<std::uint32_t> count_values(const Count &count) {
     }
 }
 
-// Converts `before` at `offset` bytes behind an 8-byte boundary, between guards, and returns what came of it.
+// Converts `before` at `offset` bytes after an 8-byte boundary, between guards, and returns the result.
 Bytes converted(void (*convert)(void *), const Bytes &before, std::size_t offset) {
     constexpr std::uint8_t kGuard = 0xE7;
     Bytes storage(before.size() + 2 * kGuardBytes + 8, kGuard);
@@ -547,7 +547,7 @@ TEST_F(OrvaCommConvert, ChgSoNameAckToNet_TurnsOneEntryIntoWireBytes) {
     EXPECT_EQ(frame, wire);
 }
 
-TEST_F(OrvaCommConvert, ChgPwrSenCfgMsgToHost_CutsACountOf200To96InTheBuffer) {
+TEST_F(OrvaCommConvert, ChgPwrSenCfgMsgToHost_LowersACountOf200To96InTheBuffer) {
     Bytes body(4300, 0);
     body[87] = 200;
     body[2206 + 22 * 95] = 0x12;

@@ -1,4 +1,4 @@
-// The checksums: check values, tables, and the fast forms against loops over the exported tables as they stand. Every
+// The checksums: check values, tables, and the fast forms against loops over the exported tables as they are. Every
 // way to compute that this processor has is forced in turn.
 #include <array>
 #include <cstring>
@@ -172,7 +172,7 @@ TEST_F(OrvaCommCrc, InitCrc16Table_ASecondCallDoesNothing) {
     EXPECT_EQ(g_ausCRC16Table[7], 0x1234u);
 }
 
-TEST_F(OrvaCommCrc, InitCrc16Table_TheFirstCallOverwritesWhatStandsThere) {
+TEST_F(OrvaCommCrc, InitCrc16Table_TheFirstCallOverwritesWhatIsThere) {
     g_ausCRC16Table[1] = 0xFFFF;
     ORVA_COMM_InitCrc16Table();
     EXPECT_EQ(g_ausCRC16Table[1], 0x1021u);
@@ -321,7 +321,7 @@ TEST_F(OrvaCommCrc, Engine_EveryLengthAndAlignmentAsBitByBit) {
     });
 }
 
-TEST_F(OrvaCommCrc, Engine_EveryCutContinuesAsBitByBit) {
+TEST_F(OrvaCommCrc, Engine_EverySplitContinuesAsBitByBit) {
     in_every_way([] {
         expect_cuts_to_continue<orva::crc::Crc16>();
         expect_cuts_to_continue<orva::crc::Crc32>();
@@ -377,7 +377,7 @@ TEST_F(OrvaCommCrc, StandardTables_LongInputsAsTheLoops) {
     });
 }
 
-TEST_F(OrvaCommCrc, StandardTables_EveryCutOfABufferContinuesTheChecksum) {
+TEST_F(OrvaCommCrc, StandardTables_EverySplitOfABufferContinuesTheChecksum) {
     build_tables();
     const Bytes bytes = random_bytes(500, 14);
     const std::uint16_t whole = crc16(bytes.data(), 500, 0x1D0F);

@@ -60,7 +60,7 @@ constexpr HeaderCase kRequests[] = {
     {"no kind", 3, {0, 0, 3, 0}, ORVA_ERR_REQ_KIND, "The ReqOrReply flag is invalid, ReqOrReply: 0."},
     {"reply", 3, {2, 0, 3, 0}, ORVA_ERR_REQ_KIND, "The ReqOrReply flag is invalid, ReqOrReply: 2."},
     {"reply with wrong slots", 3, {2, 31, 4, 0}, ORVA_ERR_REQ_KIND, "The ReqOrReply flag is invalid, ReqOrReply: 2."},
-    {"kind in net order",
+    {"kind in network byte order",
      3,
      {0x01000000, 0, 3, 0},
      ORVA_ERR_REQ_KIND,

@@ -36,7 +36,7 @@ struct FakeQueue {
     std::deque<Message> waiting;
     std::vector<int> sendFlags, receiveFlags, ids, removed;
     std::vector<long> receiveTypes;
-    std::deque<int> identifiers; // what msgget hands out, then kQueue
+    std::deque<int> identifiers; // what msgget returns, then kQueue
 
     void serve() {
         libc().msgsnd = [this](int id, const void *message, size_t size, int flags) {
@@ -260,7 +260,7 @@ TEST_F(Queue, Read_GivesThePayloadOrDiscardsTheMessage) {
     }
 }
 
-TEST_F(Queue, Read_BadArgumentsReceiveNothing) {
+TEST_F(Queue, Read_InvalidArgumentsReceiveNothing) {
     queue_.waiting = {{100, "x"}};
     char buffer[8] = {};
     EXPECT_EQ(ORVA_QueueRead(0xFFFFFFFF, buffer, sizeof buffer, 0, 0), 0u);
@@ -427,7 +427,7 @@ TEST_F(Queue, CreateTry_RemovesQueueZeroAndAsksAgain) {
     }
 }
 
-TEST_F(Queue, CreateTry_GivesUpAfterFiveZeros) {
+TEST_F(Queue, CreateTry_FailsAfterFiveZeros) {
     queue_.identifiers.assign(6, 0);
     std::uint32_t id = 77;
     EXPECT_EQ(ORVA_QueueCreateTry(1, &id), ORVA_ERR_QUEUE_TRY_ZERO);
@@ -441,7 +441,7 @@ TEST_F(Queue, CreateTry_NullResultPointerCreatesNothing) {
     EXPECT_EQ(calls_of("msgget"), 0u);
 }
 
-TEST_F(Queue, Create_BadArgumentsHaveTheirCode) {
+TEST_F(Queue, Create_InvalidArgumentsHaveTheirCode) {
     std::uint32_t id = 77;
     EXPECT_EQ(ORVA_QueueCreate(256, &id), ORVA_ERR_QUEUE_CREATE_ARGUMENT);
     EXPECT_EQ(ORVA_QueueCreate(0xFFFFFFFF, &id), ORVA_ERR_QUEUE_CREATE_ARGUMENT);

@@ -18,7 +18,7 @@ using Records = std::vector<std::string>;
 
 namespace {
 
-// Stands for the fixed paths: every open goes to one scratch file, or fails when there is none.
+// Takes the place of the fixed paths: every open goes to one scratch file, or fails when there is none.
 class ScratchFile {
 public:
     ScratchFile() {
@@ -225,7 +225,7 @@ constexpr ConfigCase kConfigs[] = {
     {"one line", "independ_3_1:1;\n", 3, 1, 1},
     {"without the end of the line", "independ_3_1:1;", 3, 1, 1},
     {"without the semicolon", "independ_3_1:1\n", 3, 1, 1},
-    {"text behind", "independ_3_1:1; on\n", 3, 1, 1},
+    {"text after it", "independ_3_1:1; on\n", 3, 1, 1},
     {"other slot", "independ_4_1:1;\n", 3, 1, 0},
     {"other index", "independ_3_2:1;\n", 3, 1, 0},
     {"off", "independ_3_1:0;\n", 3, 1, 0},

@@ -29,7 +29,7 @@ class Mutex : public PlatformTest {};
 
 // ---- Threads
 
-TEST_F(Thread, CreatThreadNew_HandsEverythingToThePlatform) {
+TEST_F(Thread, CreatThreadNew_PassesEverythingToThePlatform) {
     int argument = 0;
     std::uint32_t id = 0;
     EXPECT_EQ(ORVA_CreatThreadNew(entry, &argument, "OrvaThread", 0x20000, &id), 0u);
@@ -39,7 +39,7 @@ TEST_F(Thread, CreatThreadNew_HandsEverythingToThePlatform) {
     EXPECT_EQ(platform().lastTaskArgument, &argument);
 }
 
-TEST_F(Thread, CreatThreadNew_CutsTheNameAt29Characters) {
+TEST_F(Thread, CreatThreadNew_TruncatesTheNameAt29Characters) {
     std::uint32_t id = 0;
     const std::string name = "0123456789012345678901234567890123456789";
     for (const std::size_t length : {0u, 28u, 29u, 30u, 40u}) {
@@ -50,7 +50,7 @@ TEST_F(Thread, CreatThreadNew_CutsTheNameAt29Characters) {
     }
 }
 
-TEST_F(Thread, CreatThreadNew_NameIsNoFormat) {
+TEST_F(Thread, CreatThreadNew_NameIsNotAFormat) {
     std::uint32_t id = 0;
     EXPECT_EQ(ORVA_CreatThreadNew(entry, nullptr, "%s%n%d", 0, &id), 0u);
     EXPECT_EQ(platform().calls, Records{"MIRO_TaskCreate(\"%s%n%d\", 0xff, 0x0, 0x0, 0)"});

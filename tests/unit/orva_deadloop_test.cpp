@@ -221,7 +221,7 @@ TEST_F(DeadLoop, GetQarlDeadLoopHookRegFunc_KeepsTheRegistrationEntry) {
     EXPECT_EQ(take_logs(), Lines{process("dlopen wendoBase so fail!")});
 }
 
-TEST_F(DeadLoop, RegWendoDeadloop_HandsTheHookOver) {
+TEST_F(DeadLoop, RegWendoDeadloop_PassesTheHook) {
     struct Case {
         std::uint32_t result;
         Lines logs;

@@ -68,7 +68,7 @@ TEST_F(Packets, HexText_IsThatOfPrintfForEveryByteWithTheBlankOnEitherSide) {
 
 // ---- Numbered dump
 
-TEST_F(Packets, OutPacket_CutsThePacketIntoNumberedPieces) {
+TEST_F(Packets, OutPacket_SplitsThePacketIntoNumberedPieces) {
     const Bytes bytes = counting_bytes(700);
     dump("name", bytes);
     EXPECT_EQ(take_logs(), (Records{kUdpSink + std::string("[0x1:1] name:") + hex_of(bytes, 0, 662),
@@ -99,7 +99,7 @@ TEST_F(Packets, OutPacket_FillsALineUpToItsLastByte) {
     }
 }
 
-TEST_F(Packets, OutPacket_HandsTheLineOverAsTextAndUnderTheModulesSwitch) {
+TEST_F(Packets, OutPacket_PassesTheLineAsTextAndUnderTheModulesSwitch) {
     const std::uint8_t byte = 0x0a;
     ORVA_DEBUG_OutPacket(5, "50%n", &byte, 1);
     EXPECT_EQ(platform().formats.back(), "%s");

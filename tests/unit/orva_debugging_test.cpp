@@ -167,7 +167,7 @@ constexpr FilterCase kFilterCases[] = {
     {"any command, other netFn", 1, 6, 0xFF, 7, 1, 0},
     {"any netFn", 1, 0x20, 0, 7, 1, 1},
     {"any netFn, whatever the command filter", 1, 0x20, 0x33, 0x3F, 0xFFFF, 1},
-    {"command 0xFFFF is no wildcard", 1, 6, 0xFFFF, 6, 1, 0},
+    {"command 0xFFFF is not a wildcard", 1, 6, 0xFFFF, 6, 1, 0},
     {"only the low bits of the filter count", 1, 0x106, 0x10001, 6, 1, 1},
     {"filter of zero lets zero through", 1, 0, 0, 0, 0, 1},
 };
@@ -418,7 +418,7 @@ TEST_F(Debugging, OutLog_ReportsAnEmptyText) {
     EXPECT_EQ(take_logs(), Records{"DebugSink(0x0, 0xce42001, NULL, 0xce4bc006) [Position: 0/3]"});
 }
 
-TEST_F(Debugging, OutLog_CutsTheTextAt255Characters) {
+TEST_F(Debugging, OutLog_TruncatesTheTextAt255Characters) {
     bind_debug_sink();
     platform().slot = 3;
     for (const std::size_t length : {254u, 255u, 256u, 1000u}) {

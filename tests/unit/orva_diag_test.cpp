@@ -112,7 +112,7 @@ constexpr CoverCase kCoverCases[] = {
 TEST_F(Diag, DiagMgrInit_CoversIdsByMode) {
     for (const CoverCase &row : kCoverCases) {
         SCOPED_TRACE(row.name);
-        g_orvaDiagMgr = nullptr; // the manager of the case before stays behind
+        g_orvaDiagMgr = nullptr; // the manager of the case before is not freed
         platform().allocations.clear();
         ORVA_SetSingleProcess(row.single);
         ASSERT_EQ(ORVA_DiagMgrInit(row.count, row.base), 0u);
@@ -772,7 +772,7 @@ TEST_F(Diag, DIAGLOG_PrintsADashForChassisZero) {
     EXPECT_EQ(take_logs(), Records{"DLog(0x0, 0xce41001, 0x0, 0x0, 0x0) [Position: -/3]text"});
 }
 
-TEST_F(Diag, DIAGLOG_CutsTheTextAt511Characters) {
+TEST_F(Diag, DIAGLOG_TruncatesTheTextAt511Characters) {
     for (const std::size_t length : {510u, 511u, 512u, 2000u}) {
         EXPECT_EQ(ORVA_DIAGLOG(0, 0, 0, 0, 0, "%s", std::string(length, 'x').c_str()), 0u);
         EXPECT_EQ(take_logs(), Records{"DLog(0x0, 0x0, 0x0, 0x0, 0x0) [Position: 1/3]" +

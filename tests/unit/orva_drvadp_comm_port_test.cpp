@@ -253,7 +253,7 @@ TEST_F(OrvaDrvadpCommPort, QueryEthPortCfg_GivesAddressesAndMasksInHostOrder) {
     EXPECT_TRUE(take_logs().empty());
 }
 
-TEST_F(OrvaDrvadpCommPort, QueryEthPortCfg_HandsTheKernelACleanRequest) {
+TEST_F(OrvaDrvadpCommPort, QueryEthPortCfg_PassesTheKernelACleanRequest) {
     std::string seen;
     unsigned long asked = 0;
     libc().ioctl = [&](int, unsigned long request, void *argument) {

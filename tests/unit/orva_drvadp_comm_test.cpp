@@ -376,7 +376,7 @@ TEST_F(ElabelItem, GetBoardElabelItem_CopiesTheItem) {
     EXPECT_TRUE(take_logs().empty());
 }
 
-TEST_F(ElabelItem, GetBoardElabelItem_LongItemIsCutTo31Characters) {
+TEST_F(ElabelItem, GetBoardElabelItem_LongItemIsTruncatedTo31Characters) {
     platform().elabel = "Item=" + std::string(40, 'i') + "\n";
     EXPECT_EQ(ORVA_DRVADP_GetBoardElabelItem(item, 32), 0u);
     EXPECT_EQ(std::string(item), std::string(31, 'i'));
@@ -409,7 +409,7 @@ TEST_F(ElabelItem, GetBoardElabelItem_UnreadableLabelOrMissingItemFails) {
     EXPECT_TRUE(take_logs().empty());
 }
 
-// The sanitizers see a read behind the label.
+// The sanitizers see a read past the label.
 TEST_F(ElabelItem, GetBoardElabelItem_SurvivesALabelWithoutAZeroAtItsEnd) {
     platform().elabel = std::string(2048, 'x');
     EXPECT_EQ(ORVA_DRVADP_GetBoardElabelItem(item, sizeof item), 1u);
@@ -617,7 +617,7 @@ TEST_F(OrvaDrvadpComm, GetChassisID_TheAddressOfTheBoardsPortOverridesTheEnviron
     EXPECT_EQ(calls_of("select"), 0u);
 }
 
-TEST_F(OrvaDrvadpComm, GetChassisID_WithoutABoardTypeOrARowTheEnvironmentStands) {
+TEST_F(OrvaDrvadpComm, GetChassisID_WithoutABoardTypeOrARowTheEnvironmentCounts) {
     platform().environment = {{"stackid", "4"}};
     std::uint32_t number = kUntouched;
     EXPECT_EQ(ORVA_DRVADP_GetChassisID(&number), 0u);

@@ -100,7 +100,7 @@ TEST_F(OrvaElabelComm, GetElabelElement_ChecksItsPointersInOrder) {
     EXPECT_TRUE(untouched());
 }
 
-TEST_F(OrvaElabelComm, GetElabelElement_AnEmptyLabelOrAnAbsentKeyIsNoNews) {
+TEST_F(OrvaElabelComm, GetElabelElement_AnEmptyLabelOrAnAbsentKeyIsNotLogged) {
     EXPECT_EQ(get("", "Item=", sizeof value), ORVA_ERR_ELABEL_EMPTY);
     EXPECT_EQ(ORVA_GetElabelElement("", 64, "Item=", value, sizeof value), ORVA_ERR_ELABEL_EMPTY);
     EXPECT_EQ(get("Vendor=v\nitem=a\n", "Item=", sizeof value), ORVA_ERR_ELABEL_KEY_ABSENT);

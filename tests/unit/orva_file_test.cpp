@@ -288,7 +288,7 @@ TEST_F(File, Fchmod_ReportsEachFailureTwiceAndKeepsNothingOpen) {
 // The close that follows a failed registration must not replace its errno.
 TEST_F(File, Fchmod_ReportsTheErrnoOfTheRegistration) {
     touch("f");
-    libc().open = [](const char *, int, mode_t) { return 1 << 20; }; // no descriptor: its close fails with EBADF
+    libc().open = [](const char *, int, mode_t) { return 1 << 20; }; // not open: its close fails with EBADF
     fail("safeio_fd_owner_assemble", 1, -1, EACCES);
     EXPECT_EQ(ORVA_Fchmod(path("f").c_str(), 0600), ORVA_ERR_FCHMOD_OPEN);
     EXPECT_EQ(take_logs(), twice("Open file " + path("f") + " unsuccessfully. errno: " + std::strerror(EACCES)));

@@ -219,7 +219,7 @@ TEST_F(OrvaImlibTest, AddressFile_TakesTheFirstLine) {
     } cases[] = {
         {"10.0.0.5\n", 0, net("10.0.0.5")},
         {"10.0.0.5", 0, net("10.0.0.5")},
-        {"10.0.0.5\nrest is no address\n", 0, net("10.0.0.5")},
+        {"10.0.0.5\nrest is not an address\n", 0, net("10.0.0.5")},
         {"0.0.0.0\n", 0, 0},
         {"no address\n", 1, 0xFFFFFFFF},
         {"\n", 1, 0xFFFFFFFF},
@@ -354,9 +354,9 @@ TEST_F(OrvaImlibTest, GetLocalIpAddr_AsksTheBoardsPortOrTheBackupPorts) {
     EXPECT_TRUE(interfaces.queries.empty());
 }
 
-// ---- Addresses handed over
+// ---- Addresses for the agent library
 
-TEST_F(OrvaImlibTest, SetMainBoardIpAddr_HandsEachChangeOverOnce) {
+TEST_F(OrvaImlibTest, SetMainBoardIpAddr_PassesEachChangeOnce) {
     bind();
     set_file("10.0.0.5\n");
     agent.mainResult = 0x55;
@@ -384,7 +384,7 @@ TEST_F(OrvaImlibTest, SetMainBoardIpAddr_WithoutAnAddressOrAnEntryCallsNothing) 
     EXPECT_TRUE(take_logs().empty());
 }
 
-TEST_F(OrvaImlibTest, SetMainBoardIpAddr_HandsAnEnvironmentTextThatIsNoAddressOver) {
+TEST_F(OrvaImlibTest, SetMainBoardIpAddr_PassesAnEnvironmentTextThatIsNotAnAddress) {
     bind();
     platform().environment = {{"ACT_MPU", "no address"}};
     EXPECT_EQ(ORVA_SetMainBoardIpAddr(), 0u);
@@ -392,7 +392,7 @@ TEST_F(OrvaImlibTest, SetMainBoardIpAddr_HandsAnEnvironmentTextThatIsNoAddressOv
     EXPECT_EQ(g_OrvaImlib.mainBoardIp, 0xFFFFFFFFu);
 }
 
-TEST_F(OrvaImlibTest, SetLocalIpAddr_HandsEachChangeOverOnceInNetworkOrder) {
+TEST_F(OrvaImlibTest, SetLocalIpAddr_PassesEachChangeOnceInNetworkByteOrder) {
     bind();
     interfaces.addresses = {{"veth0", 0x0A000009}};
     EXPECT_EQ(ORVA_SetLocalIpAddr(), 0u);
@@ -450,7 +450,7 @@ TEST_F(OrvaImlibTest, InitImlib_BindsTheLibraryAndKeepsItOpen) {
     EXPECT_TRUE(take_logs().empty());
 }
 
-TEST_F(OrvaImlibTest, InitImlib_HandsTheAgentItsRecord) {
+TEST_F(OrvaImlibTest, InitImlib_PassesTheAgentItsRecord) {
     EXPECT_EQ(ORVA_InitImlib("libim.so", 0xABCD1234, "orva_proc", 5), 0u);
     std::string expected(96, '\0');
     expected.replace(0, 9, "orva_proc");
@@ -730,7 +730,7 @@ TEST_F(OrvaImlibTest, CreateImlibIpAddrTimer_StartsThePeriodicCheckOnce) {
     EXPECT_TRUE(take_logs().empty());
 }
 
-TEST_F(OrvaImlibTest, CreateImlibIpAddrTimer_CutsTheNameTo63Characters) {
+TEST_F(OrvaImlibTest, CreateImlibIpAddrTimer_TruncatesTheNameTo63Characters) {
     EXPECT_EQ(ORVA_CreateImlibIpAddrTimer(std::string(80, 'n').c_str()), 0u);
     EXPECT_EQ(platform().calls, timer_calls("PlimImlib_" + std::string(53, 'n')));
 }
@@ -762,7 +762,7 @@ TEST_F(OrvaImlibTest, CreateImlibIpAddrTimer_FailuresGiveTheirCode) {
 
 // ---- Periodic check
 
-TEST_F(OrvaImlibTest, PeriodicCheck_BindsWithTheStoredArgumentsAndHandsBothAddressesOver) {
+TEST_F(OrvaImlibTest, PeriodicCheck_BindsWithTheStoredArgumentsAndPassesBothAddresses) {
     std::strcpy(g_OrvaImlib.libraryPath, "libim.so");
     std::strcpy(g_OrvaImlib.processName, "orva_proc");
     g_OrvaImlib.initParam = 0x4321;
@@ -787,7 +787,7 @@ TEST_F(OrvaImlibTest, PeriodicCheck_BindsWithTheStoredArgumentsAndHandsBothAddre
     EXPECT_TRUE(take_calls().empty());
     EXPECT_TRUE(take_logs().empty());
 
-    // The main address is handed over even where the local one has no interface.
+    // The main address is passed on even where the local one has no interface.
     set_file("10.0.0.7\n");
     interfaces.addresses.clear();
     EXPECT_EQ(ORVA_InitImlibAndSetIpAddrChk(), 1u);
@@ -815,7 +815,7 @@ TEST_F(OrvaImlibTest, PeriodicCheck_AFailedBindingIsSilentAndTriedAgain) {
 
 // ---- Start-up
 
-TEST_F(OrvaImlibTest, SetImlibIpConfigInPnf_StartsTheTimerBindsAndHandsBothAddressesOver) {
+TEST_F(OrvaImlibTest, SetImlibIpConfigInPnf_StartsTheTimerBindsAndPassesBothAddresses) {
     std::memset(&g_OrvaImlib, 0xEE, sizeof g_OrvaImlib);
     g_OrvaImlib.imHandle = 0;
     set_file("10.0.0.5\n");

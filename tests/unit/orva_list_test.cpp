@@ -190,7 +190,7 @@ TEST_F(List, HeadInsertAndAppend_WorkOnBothEnds) {
     EXPECT_TRUE(list_->tail->data == nullptr);
 }
 
-TEST_F(List, DeleteNodeInList_FreesDataAndNodeWhereverItStands) {
+TEST_F(List, DeleteNodeInList_FreesDataAndNodeWhereverItIs) {
     for (std::uint32_t id = 1; id <= 4; ++id) {
         append(id);
     }
@@ -236,7 +236,7 @@ TEST_F(List, DeleteNodeInListById_RemovesTheOneNearerTheHead) {
     EXPECT_EQ(ORVA_DeleteNodeInListById(list_, 5), ORVA_ERR_LIST_DELETE_ID_ABSENT) << "empty list";
 }
 
-TEST_F(List, DeleteOneNodeDirectly_GivesTheNodeBackWithoutItsData) {
+TEST_F(List, DeleteOneNodeDirectly_ReturnsTheNodeWithoutItsData) {
     append(1);
     append(2);
     OrvaListNode *const tail = list_->tail;
@@ -250,7 +250,7 @@ TEST_F(List, DeleteOneNodeDirectly_GivesTheNodeBackWithoutItsData) {
     EXPECT_EQ(live_blocks(), 3u);
 }
 
-TEST_F(List, DeleteNode_HandsThePlatformsResultOn) {
+TEST_F(List, DeleteNode_ReturnsThePlatformsResult) {
     append(1);
     OrvaListNode *const node = list_->head;
     ORVA_DeleteOneNodeDirectly(list_, node);

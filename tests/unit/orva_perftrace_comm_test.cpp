@@ -176,7 +176,7 @@ TEST_F(PerfTrace, End_WithoutABeginChangesNothing) {
     EXPECT_EQ(trace_.nodes[0].count, 1u);
 }
 
-TEST_F(PerfTrace, Begin_WithAFailedClockIsNoBegin) {
+TEST_F(PerfTrace, Begin_WithAFailedClockBeginsNothing) {
     start(1);
     fail("clock_gettime", 1, -1, EINVAL);
     ORVA_PerfTraceRecordBegin(&trace_, 0);

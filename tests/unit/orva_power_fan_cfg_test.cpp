@@ -101,7 +101,7 @@ TEST_F(PowerFanCfg, IsWindCheckPower_LooksAtYearAndPartCode) {
     }
 }
 
-// A date is read up to its 29th character: a day behind it is missing.
+// A date is read up to its 29th character: a day after it is missing.
 TEST_F(PowerFanCfg, IsWindCheckPower_ReadsADateOf29Characters) {
     const std::string month23 = std::string(21, '0') + "12";
     const std::string fits = "2020-" + month23.substr(1) + "-7";

@@ -295,7 +295,7 @@ TEST_F(Simulate, AddItem_FreesTheItemWhenAnEqualOneWasFaster) {
     EXPECT_EQ(platform().frees[0].line, 110u);
 }
 
-TEST_F(Simulate, DelItem_RemovesFreesAndHandsBackTheValue) {
+TEST_F(Simulate, DelItem_RemovesFreesAndReturnsTheValue) {
     const OrvaSimulateSensorReq one = sensor(1, 2, 0, 3, 1);
     const OrvaSimulateSensorReq two = sensor(1, 2, 0, 4, 1);
     ORVA_SimulateSensorAddItem(&root, &one, -50);
@@ -388,7 +388,7 @@ TEST_F(Simulate, PrintLocal_WritesEveryCountedStubEvenPastTheList) {
     // A root in front of enough memory for 40 entries; entries 32 and 33 lie over the pairs, the count and the tree.
     struct Long {
         OrvaSimulateRoot root;
-        char behind[400];
+        char after[400];
     };
     const auto memory = std::make_unique<Long>();
     std::memset(static_cast<void *>(memory.get()), 0, sizeof(Long));

@@ -160,7 +160,7 @@ TEST_F(TlvBoard, Encode_RefusesANullRecord) {
     EXPECT_EQ(out, Bytes(200, kUntouched));
 }
 
-TEST_F(TlvBoard, Encode_WithoutABufferHandsBackTheRecordsAddressForTwoRecords) {
+TEST_F(TlvBoard, Encode_WithoutABufferReturnsTheRecordsAddressForTwoRecords) {
     const OrvaBoardInfoSync info{};
     const OrvaPwrsPwrSync pwr{};
     const OrvaAgentModelCtl ctl{};

@@ -28,7 +28,7 @@ constexpr OrvaTlvDes nested(std::uint32_t tag, std::uint32_t offset, std::uint32
     return {1, tag, offset, ORVA_TLV_TYPE_STRUCT, elemSize, totalLen, table, rows, 0};
 }
 
-// Encodes into a buffer with untouched neighbours and gives back its first `size` bytes.
+// Encodes into a buffer with untouched neighbours and returns its first `size` bytes.
 Bytes encode(const std::vector<OrvaTlvDes> &table, const void *source, std::size_t size, std::uint32_t expected) {
     Bytes buffer(size + 8, kUntouched);
     EXPECT_EQ(ORVA_TLV_Encode(table.data(), static_cast<std::uint32_t>(table.size()), source, buffer.data()),
@@ -173,7 +173,7 @@ TEST_F(TlvCodec, Encode_WritesAnEmptyItemWhenTheElementExceedsTheField) {
     EXPECT_EQ(Bytes(block.begin() + 16, block.end()), (Bytes{0, 1, 0, 1, 0x2A, 0, 2, 0, 0, 0, 3, 0, 1, 0x2B}));
     Seen seen;
     EXPECT_EQ(ORVA_TLV_Decode(block.data(), table.data(), 3, keep_item, &seen), 1u);
-    EXPECT_EQ(seen.tags, (std::vector<std::uint32_t>{1, 2})); // the empty item was still handed over
+    EXPECT_EQ(seen.tags, (std::vector<std::uint32_t>{1, 2})); // the empty item was still passed
     EXPECT_EQ(seen.values, (std::vector<Bytes>{{0x2A}, {}}));
 }
 
@@ -336,7 +336,7 @@ TEST_F(TlvCodec, FillValue_ChoosesTheWriterByTheTypeCode) {
     EXPECT_EQ(Bytes(out.begin(), out.begin() + 8), (Bytes{0, 0, 0, 2, 0, 0, 0, 29}));
 }
 
-TEST_F(TlvCodec, Decode_HandsOverItemsInOrderAndIgnoresTheCallbacksResult) {
+TEST_F(TlvCodec, Decode_PassesItemsInOrderAndIgnoresTheCallbacksResult) {
     const Bytes block = {
         0, 0, 0, 3, 0,    0,    0,    0xFF, 9, 9, 9, 9, 9, 9, 9, 9, // length and reserved bytes are not read
         0, 7, 0, 1, 0x2A, 0xFF, 0xFE, 0,    3, 1, 2, 3, 0, 7, 0, 2, 8, 9};
@@ -497,7 +497,7 @@ TEST_F(TlvCodec, BlockIsWhole_AcceptsWhatADecoderMayReadAndNothingElse) {
     shortNested[4 + 16 + 5 + 3] = 3;
     const WholeCase cases[] = {
         {"empty", outer(0, 16, {}), 1},
-        {"surplus bytes behind the block", outer(0, 16, {1, 2, 3}), 1},
+        {"surplus bytes after the block", outer(0, 16, {1, 2, 3}), 1},
         {"one item", outer(1, 21, {0, 1, 0, 1, 5}), 1},
         {"longer value than the field", outer(1, 23, {0, 1, 0, 3, 5, 6, 7}), 1},
         {"unknown tag", outer(1, 21, {9, 9, 0, 1, 5}), 1},
@@ -509,7 +509,7 @@ TEST_F(TlvCodec, BlockIsWhole_AcceptsWhatADecoderMayReadAndNothingElse) {
         {"count beyond the items", outer(2, 21, {0, 1, 0, 1, 5}), 0},
         {"item header cut", outer(1, 19, {0, 1, 0}), 0},
         {"value cut", outer(1, 24, {0, 1, 0, 5, 5, 6, 7, 8}), 0},
-        {"value runs on behind the block", outer(1, 21, {0, 1, 0, 2, 5, 6}), 0},
+        {"value runs on after the block", outer(1, 21, {0, 1, 0, 2, 5, 6}), 0},
         {"empty item", outer(1, 20, {0, 1, 0, 0}), 0},
         {"word too short", outer(1, 23, {0, 2, 0, 3, 5, 6, 7}), 0},
         {"nested block cut", outer(1, 49, cutNested), 0},

@@ -62,7 +62,7 @@ protected:
     unsigned refused = 0; // opens that failed
 };
 
-TEST_F(FileContent, GetFileContent_GivesTheBytesWithAZeroBehindThem) {
+TEST_F(FileContent, GetFileContent_GivesTheBytesWithAZeroAfterThem) {
     const std::string bytes("a\0b\r\n\xFF", 6);
     for (const std::string &text :
          {std::string("x"), std::string("content of a file\n"), bytes, std::string(70000, 'q')}) {
@@ -172,7 +172,7 @@ TEST_F(FileContent, GetFileContent_EveryFailedCallHasItsCodeAndText) {
     }
 }
 
-// A file that became shorter is no failed call: errno says so, whatever it was before.
+// A file that became shorter is not a failed call: errno says so, whatever it was before.
 TEST_F(FileContent, GetFileContent_AFileThatEndsEarlyHasNoErrno) {
     store("short");
     libc().ftell = [](FILE *) { return 100L; };
@@ -187,7 +187,7 @@ TEST_F(FileContent, GetFileContent_AFileThatEndsEarlyHasNoErrno) {
                                    std::strerror(0) + "."});
 }
 
-TEST_F(FileContent, GetFileContent_EmptyAndMissingFilesAreNoNews) {
+TEST_F(FileContent, GetFileContent_EmptyAndMissingFilesAreNotLogged) {
     store("");
     EXPECT_EQ(read(), ORVA_ERR_FILE_CONTENT_EMPTY);
     expect_untouched();
@@ -255,7 +255,7 @@ TEST_F(OrvaUtil, DeleteCap_NamesTheThreadOrTheProcess) {
     }
 }
 
-TEST_F(OrvaUtil, DeleteCap_OutOfRangeGivesTheFirstArgumentBack) {
+TEST_F(OrvaUtil, DeleteCap_OutOfRangeReturnsTheFirstArgument) {
     Capabilities capabilities;
     capabilities.install();
     for (const std::uint32_t capability : {41u, 64u, 0xFFFFFFFFu}) {
@@ -408,7 +408,7 @@ TEST_F(OrvaUtil, CalValueByLineAdj_MapsAlongTheLine) {
     }
 }
 
-TEST_F(OrvaUtil, CalValueByLineAdj_RefusesWhatIsNoRisingLine) {
+TEST_F(OrvaUtil, CalValueByLineAdj_RefusesWhatIsNotARisingLine) {
     std::int32_t y = 0x5A5A5A5A;
     EXPECT_EQ(ORVA_CalValueByLineAdj(kAbsent, 0, kAbsent, 0, 3, &y), 1u);
     EXPECT_EQ(ORVA_CalValueByLineAdj(10, 5, 0, 9, 3, &y), 1u);

@@ -194,8 +194,8 @@ TEST(WireMessages, MessageIsSound_RefusesEveryWrongField) {
     EXPECT_TRUE(refuses([](Message &m) { m.fields[1].name = ""; }));
     EXPECT_TRUE(refuses([](Message &m) { m.fields[1].text = ""; }));
     EXPECT_TRUE(refuses([](Message &m) { m.fields[1].offset = 3; })); // overlaps the first
-    EXPECT_TRUE(refuses([](Message &m) { m.fields[1].width = 2; }));  // no word, but converted
-    EXPECT_TRUE(refuses([](Message &m) { m.fields[4].width = 3; }));  // no number
+    EXPECT_TRUE(refuses([](Message &m) { m.fields[1].width = 2; }));  // not a word, but converted
+    EXPECT_TRUE(refuses([](Message &m) { m.fields[4].width = 3; }));  // not a number
     EXPECT_TRUE(refuses([](Message &m) { m.fields[4].width = 0; }));
     EXPECT_TRUE(refuses([](Message &m) { m.fields[0].offset = 1; })); // the body starts later
     EXPECT_TRUE(refuses([](Message &m) { m.fields[0].swapped = Swapped::kToHost; }));

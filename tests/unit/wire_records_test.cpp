@@ -17,7 +17,7 @@ namespace {
 using namespace orva::wire;
 using Bytes = std::vector<std::uint8_t>;
 
-// The callbacks that decoders hand items to, in the order of the records; null where a record has no decoder.
+// The callbacks that decoders pass items to, in the order of the records; null where a record has no decoder.
 constexpr OrvaTlvCallback kCallbacks[] = {
     ORVA_TempCfg_SyncDataDecode,
     ORVA_VltCfg_SyncDataDecode,
@@ -33,7 +33,7 @@ std::uint32_t rows_of(const Record &record) {
     return static_cast<std::uint32_t>(record.members.size());
 }
 
-// Any bytes, but for padding, which stays as it is.
+// Any bytes, except in the padding, which stays as it is.
 Bytes random_record(const Record &record, std::mt19937 &numbers) {
     Bytes bytes(record.size);
     std::ranges::generate(bytes, [&numbers] { return static_cast<std::uint8_t>(numbers()); });

@@ -81,7 +81,7 @@ MIRO_CLOCK_EXPORT uint32_t MIRO_HostClockStart(const MIRO_HOST_CLOCK_CONFIG *con
     if (joined()) {
         return MIRO_HOST_OK;
     }
-    // The thread sanitizer makes threads in a way that this library would come into.
+    // The thread sanitizer creates threads in a way that this library would disturb.
     if (dlsym(RTLD_DEFAULT, "__tsan_init") != nullptr) {
         return MIRO_HOST_ERR_UNSUPPORTED;
     }

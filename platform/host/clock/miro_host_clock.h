@@ -45,7 +45,7 @@ typedef struct {
  * @retval MIRO_HOST_OK started, or this process has joined a clock already.
  * @retval MIRO_HOST_ERR_SYSTEM the shared file cannot be made; errno says why.
  * @retval MIRO_HOST_ERR_UNSUPPORTED the calls of this program do not come here: the library is linked too late, or a
- *   sanitizer stands before it.
+ *   sanitizer comes before it.
  *
  * Call it before other threads start: those that run already stay outside the clock.
  */

@@ -1,4 +1,4 @@
-// The C library's own function behind one that this library defines.
+// The C library's own function of a name that this library defines too.
 #ifndef HOST_NEXT_CALL_H
 #define HOST_NEXT_CALL_H
 

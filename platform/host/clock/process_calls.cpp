@@ -20,7 +20,7 @@ using namespace host_clock;
 
 namespace {
 
-// Runs a call that nothing is known of while others have their turn.
+// Runs an unknown call in real time, while the other threads have their turn.
 template <typename Call>
 auto aside(Call call) -> decltype(call()) {
     if (!follows()) {

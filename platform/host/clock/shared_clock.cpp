@@ -1,4 +1,4 @@
-// The shared table and the hand-over. What waits in the kernel is no matter of this source.
+// The shared table and the hand-over. Waiting in the kernel is done elsewhere.
 #include "shared_clock.h"
 
 #include "next_call.h"

@@ -86,7 +86,7 @@ void enter_reserved(int place);
 // For whoever joins the thread: it needs nothing but the kernel to end.
 void note_ended_thread(pthread_t thread);
 
-// The calling thread steps aside for a call that nothing is known of, and comes back.
+// The calling thread leaves the clock for a call that this library does not know, and comes back.
 void step_aside();
 void come_back();
 

@@ -9,7 +9,7 @@
 
 namespace host_clock {
 
-// True for the clocks that the stepped clock stands for; the processor's own are left alone.
+// True for the clocks that the stepped clock replaces; the processor's own are left alone.
 bool is_virtual(clockid_t clock);
 
 // The reading of such a clock at `at_ns` of the stepped one.

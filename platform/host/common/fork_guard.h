@@ -6,7 +6,7 @@
 namespace host {
 
 // Takes `lock` before a fork and releases it in both processes. `in_child` runs in the child with the lock still
-// held, to mend what the threads that stayed in the parent leave behind. Called by constructors; of two locks that
+// held, to repair what threads that exist only in the parent were changing. Called by constructors; of two locks that
 // one thread may hold together the outer one comes first.
 struct GuardedLock {
     void *lock; // null: none

@@ -123,7 +123,7 @@ bool format_text(std::string &text, const char *format, std::va_list arguments) 
         return true;
     }
     text.resize(whole < kMaxTextBytes ? whole : kMaxTextBytes);
-    // The terminating zero falls on the string's own.
+    // The terminating zero replaces the one that the string keeps.
     if (std::vsnprintf(text.data(), text.size() + 1, format, arguments) < 0) {
         text.clear();
         return false;
@@ -193,7 +193,8 @@ unsigned long environment_number(const char *name, unsigned long low, unsigned l
     }
     std::string message = std::string(name) + ": \"";
     append_escaped(message, text);
-    message += "\" is no number from " + std::to_string(low) + " to " + std::to_string(high) + "; taken as unset\n";
+    message +=
+        "\" is not a number from " + std::to_string(low) + " to " + std::to_string(high) + "; taken as unset\n";
     write_all(STDERR_FILENO, message);
     return fallback;
 }

@@ -12,14 +12,14 @@
 
 namespace host {
 
-// A longer text is cut there and says so.
+// A longer text is truncated there, and says so.
 inline constexpr std::size_t kMaxTextBytes = 65536;
 
 // Formats as vprintf does. False, with `text` empty, for a null format or one that the C library refuses.
 bool format_text(std::string &text, const char *format, std::va_list arguments);
 
 // Appends `text` so that it stays on one line and cannot steer a terminal: backslash as \\, line feed, carriage
-// return and tab as \n, \r and \t, every other control character and every byte that is no UTF-8 as \xNN.
+// return and tab as \n, \r and \t, every other control character and every byte that is not UTF-8 as \xNN.
 void append_escaped(std::string &line, std::string_view text);
 
 // Writes all of `bytes` with no SIGPIPE for the process; false when the descriptor takes them no longer.

@@ -1,4 +1,4 @@
-// Where a host library tells of misuse: a hook that the process sets, or standard error. Shared by the host
+// Where a host library reports misuse: a hook that the process sets, or standard error. Shared by the host
 // platform's libraries; each compiles it in.
 #ifndef HOST_REPORTER_H
 #define HOST_REPORTER_H

@@ -2,8 +2,8 @@
  * Sample dead-loop libraries: what the host platform adds to the two entries that a management process uses. All of
  * it is looked up by name.
  *
- * The road of one dead loop: whoever finds a thread that spins calls ZEB_HostReportDeadLoop (libzebbase.so), which
- * hands it through the registered hook to the monitor (libqarl_sysdiag_agent_native.so). The monitor keeps it until
+ * The path of one dead loop: whoever finds a thread that spins calls ZEB_HostReportDeadLoop (libzebbase.so), which
+ * passes it through the registered hook to the monitor (libqarl_sysdiag_agent_native.so). The monitor keeps it until
  * the next QARL_CheckAndRepairDeadloop, which gives it to the callback registered with QARL_RegDeadloopMonCallback.
  *
  * Environment, read at each use:
@@ -66,7 +66,7 @@ DEADLOOP_HOST_API extern const QarlDmOperations QARL_DmOpers;
 DEADLOOP_HOST_API uint32_t QARL_RegDeadloopMonCallback(QarlDeadLoopCallback callback);
 
 /*
- * Hands one dead loop to the registered hook's monitor.
+ * Passes one dead loop to the registered hook's monitor.
  *
  * ZEB_NO_HOOK: there is none. Otherwise the result of the monitor's report operation. Any thread.
  */

@@ -1,5 +1,5 @@
-// The sample hook registration of the device-management base: keeps one dead-loop hook and hands dead loops to the
-// monitor behind it.
+// The sample hook registration of the device-management base: keeps one dead-loop hook and passes dead loops to
+// the monitor.
 #include "deadloop.h"
 
 #include "deadloop_host.h"

@@ -296,7 +296,7 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
 }
 
-// What stands left of the first '=' on a line: the key that a syntax error belongs to.
+// The text before the first '=' of a line: the key that a syntax error belongs to.
 std::string_view key_on_line(std::string_view text, std::size_t line) {
     for (std::size_t current = 1; current < line; ++current) {
         const std::size_t end = text.find('\n');

@@ -47,7 +47,7 @@ DRV_HOST_API uint32_t DRV_HostLoadBoard(const char *path);
 /*
  * The same for a description in memory; nothing is written to standard error.
  *
- * name: stands for the file in messages; null: "board". text: `length` bytes, read during the call only.
+ * name: names the file in messages; null: "board". text: `length` bytes, read during the call only.
  *
  * 0, DRV_HOST_ERR_DESCRIPTION: as above. DRV_HOST_ERR_ARGUMENT: text is null.
  *
@@ -56,7 +56,7 @@ DRV_HOST_API uint32_t DRV_HostLoadBoard(const char *path);
 DRV_HOST_API uint32_t DRV_HostLoadBoardText(const char *name, const char *text, size_t length);
 
 /*
- * Copies why the last load failed, "file:line: [table] key: reason", as zero-terminated text cut to the buffer;
+ * Copies why the last load failed, "file:line: [table] key: reason", as zero-terminated text truncated to the buffer;
  * empty when it succeeded or none was tried.
  *
  * 0: copied. DRV_HOST_ERR_ARGUMENT: buffer is null or bufferLen is 0.
@@ -72,7 +72,7 @@ typedef void (*DRV_HOST_FAULT_VISITOR)(const char *fault, void *context);
  * Checks a description without using it, and visits every fault in the order of lines. A fault of the syntax hides
  * those after it.
  *
- * path: the file, not null. visitor: not null. context: handed to the visitor as it is.
+ * path: the file, not null. visitor: not null. context: passed to the visitor unchanged.
  *
  * 0: no fault. DRV_HOST_ERR_DESCRIPTION: there are faults. DRV_HOST_ERR_ARGUMENT: path or visitor is null.
  *

@@ -13,7 +13,7 @@ namespace host {
 bool normal_entry_name(std::string_view name, std::string &normal);
 
 // Whether a link of the normal name `entry` to `target` stays below the destination: relative, with ".." parts only
-// in front, where they are counted against the folders above the link. Behind a name a ".." could leave through
+// in front, where they are counted against the folders above the link. After a name a ".." could leave through
 // another link, so it is refused there.
 bool link_stays_inside(std::string_view entry, std::string_view target);
 

@@ -1,6 +1,6 @@
-// Memory of live blocks. Small blocks lie in slabs of one slot size, and what is known of a block stands in a table
+// Memory of live blocks. Small blocks lie in slabs of one slot size, and what is known of a block is in a table
 // beside the slab: no byte that a caller can reach decides anything, and a pointer is looked up before it is
-// believed. Large blocks are the C library's, in a table of addresses. Every call is made under the lock of the
+// used. Large blocks are the C library's, in a table of addresses. Every call is made under the lock of the
 // memory table.
 #ifndef HOST_BLOCK_POOL_H
 #define HOST_BLOCK_POOL_H

@@ -1,4 +1,4 @@
-// Key files of message queues: the C library's look-up, which fails without a word, made to name the file once.
+// Key files of message queues: the C library's look-up, which fails silently; this one names the file once.
 #include "host_internal.h"
 #include "uncancelled.h"
 

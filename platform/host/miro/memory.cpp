@@ -70,7 +70,7 @@ Partition *find_partition(std::uint8_t number) {
     return host::memory_table().partitions[number].get();
 }
 
-// The number after the one handed out last, so that a number is not reused at once. 0 when all are in use.
+// The number after the latest one, so that a number is not reused at once. 0 when all are in use.
 std::uint8_t free_number(const MemoryTable &table) {
     std::uint8_t number = table.last_number;
     for (std::size_t tried = 1; tried < host::kPartitionNumbers; ++tried) {

@@ -57,7 +57,7 @@ typedef struct {
 #define MIRO_HOST_UNZIP_DEPTH 32u
 
 /*
- * Starts the OS layer for this process and hands out the memory handle that allocations pass. Nothing needs to be
+ * Starts the OS layer for this process and stores the memory handle that allocations pass. Nothing needs to be
  * stopped, and a second call only changes the settings: the handle stays the same.
  *
  * config: read during the call only; null keeps the settings as they are.
@@ -79,7 +79,7 @@ typedef void (*MIRO_HOST_REPORTER)(const char *line, void *context);
  *
  * reporter: called with no lock held on the thread that met the problem, or on the monitor's thread for dead loops;
  *   null gives the line to standard error again. It must stay callable for a call that is under way.
- * context: handed to the reporter as it is.
+ * context: passed to the reporter unchanged.
  *
  * Any thread.
  */
@@ -88,8 +88,8 @@ MIRO_HOST_API void MIRO_HostSetReporter(MIRO_HOST_REPORTER reporter, void *conte
 /* ---- Memory accounting ---------------------------------------------------------------------------------------- */
 
 typedef struct {
-    char name[32];              /* zero-terminated, cut to 31 characters */
-    char owner[32];             /* zero-terminated, cut to 31 characters */
+    char name[32];              /* zero-terminated, at most 31 characters */
+    char owner[32];             /* zero-terminated, at most 31 characters */
     uint64_t sizeBytes;         /* size the partition was made with */
     uint32_t grows;             /* 1 when automatic growth is on */
     uint32_t growthLimitBytes;  /* growth beyond the size in bytes, 0: no limit */
@@ -133,7 +133,7 @@ typedef void (*MIRO_HOST_MEM_VISITOR)(const MIRO_HOST_MEM_SITE *site, void *cont
  *
  * partition: 1 to 255, or 0 for all.
  * visitor: called with no lock held, on a copy made at one moment; not null.
- * context: handed to the visitor as it is.
+ * context: passed to the visitor unchanged.
  *
  * MIRO_HOST_OK: every site was visited.
  * MIRO_HOST_ERR_ARGUMENT: visitor is null.
@@ -150,7 +150,7 @@ MIRO_HOST_API uint32_t MIRO_HostMemWalk(uint8_t partition, MIRO_HOST_MEM_VISITOR
  * many.
  *
  * sink: receives the lines; null writes them to standard error.
- * context: handed to the sink as it is.
+ * context: passed to the sink unchanged.
  *
  * Returns the number of live blocks in all partitions that were reported. Any thread.
  */

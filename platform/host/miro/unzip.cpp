@@ -100,7 +100,7 @@ bool has_known_method(archive *reader) {
            (std::strstr(format, "(uncompressed)") != nullptr || std::strstr(format, "(deflation)") != nullptr);
 }
 
-// Only archives with a whole directory at their end are read: one that was cut off is refused before anything is
+// Only archives with a whole directory at their end are read: one that was truncated is refused before anything is
 // written.
 Reader open_archive(const Job &job) {
     Reader reader(archive_read_new());

@@ -35,7 +35,7 @@ int refuse_format(char *dst, std::size_t dst_size, int error) {
     return -1;
 }
 
-// Formats into `room` bytes of `dst`. `cut` says whether a text that does not fit is cut there or refused.
+// Formats into `room` bytes of `dst`. `cut` says whether a text that does not fit is truncated or refused.
 SAFEIO_PRINTF(5, 0)
 int format_bounded(char *dst, std::size_t dst_size, std::size_t room, bool cut, const char *format, va_list args) {
     room = std::min<std::size_t>(room, INT_MAX);
@@ -49,7 +49,7 @@ int format_bounded(char *dst, std::size_t dst_size, std::size_t room, bool cut, 
     return cut ? static_cast<int>(room - 1) : refuse_format(dst, dst_size, ERANGE);
 }
 
-// Steps over a set of characters, from behind its opening bracket to behind its closing one.
+// Steps over a set of characters, from after its opening bracket to after its closing one.
 const char *skip_set(const char *at) {
     at += *at == '^' ? 1 : 0;
     at += *at == ']' ? 1 : 0;
@@ -59,7 +59,7 @@ const char *skip_set(const char *at) {
     return *at == ']' ? at + 1 : at;
 }
 
-// Moves `at` behind a number; whether it is there and not zero (a width of 0 means no bound).
+// Moves `at` past a number; true when it is not zero (a width of 0 means no bound).
 bool skip_width(const char *&at) {
     bool bounds = false;
     for (; *at >= '0' && *at <= '9'; ++at) {
@@ -68,7 +68,7 @@ bool skip_width(const char *&at) {
     return bounds;
 }
 
-// Whether the conversion behind a percent sign bounds what it stores; moves `at` behind the conversion.
+// Whether the conversion after a percent sign bounds what it stores; moves `at` past the conversion.
 bool conversion_is_bounded(const char *&at) {
     bool bounded = skip_width(at);
     if (*at == '$') {

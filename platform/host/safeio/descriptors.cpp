@@ -1,5 +1,5 @@
 // Descriptors with a tracked owner. The table remembers, per number of the kernel, who owns it now and what was open
-// there, so that a number that was reused behind the table's back is told from the descriptor that was registered.
+// there, so that a number that was reused without its knowledge is told from the registered descriptor.
 #include "safeio.h"
 
 #include "fork_guard.h"
@@ -67,7 +67,7 @@ Identity identity_of(int kernel_fd) {
     return identity;
 }
 
-// A descriptor as callers hand it in: the kernel's number, and the owner or 0 when it is a plain one.
+// A descriptor as callers pass it: the kernel's number, and the owner or 0 when it is a plain one.
 struct Handed {
     int fd;
     std::uint32_t owner;
@@ -101,7 +101,7 @@ bool untrack(int kernel_fd, std::uint32_t owner) {
     return true;
 }
 
-// What the kernel just handed out was closed by its previous owner, whatever the table says.
+// The kernel has just given the number out, so its previous owner has closed it, whatever the table says.
 void forget(int kernel_fd) {
     const std::lock_guard<std::mutex> guard(g_lock);
     g_owners[static_cast<std::size_t>(kernel_fd)].store(0, std::memory_order_release);
@@ -152,14 +152,14 @@ int close_tracked(Handed handed) {
         return refuse_owner("close", handed);
     }
     if (present.type == 0 || (registered.type != 0 && registered != present)) {
-        g_reporter.line("close of descriptor %d by owner %u: it was closed behind the tracking%s", handed.fd,
+        g_reporter.line("close of descriptor %d by owner %u: it was closed without the tracking%s", handed.fd,
                         handed.owner, present.type != 0 ? " and its number is in use by someone else" : "");
         return refuse(EBADF);
     }
     return close_kernel(handed.fd);
 }
 
-// By its plain number anyone closes a descriptor. Two cases are told, since they are mistakes more often than not.
+// By its plain number anyone may close a descriptor. Two cases are reported: they are mistakes more often than not.
 int close_plain(Handed handed) {
     const std::uint32_t owner = handed.tracked_owner();
     if (owner == 0) {

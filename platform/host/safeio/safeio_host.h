@@ -21,12 +21,12 @@ extern "C" {
 typedef void (*SAFEIO_HOST_REPORTER)(const char *line, void *context);
 
 /*
- * Sets who hears of a descriptor that is used or closed by the wrong owner, twice, or behind the tracking.
+ * Sets who hears of a descriptor that is used or closed by the wrong owner, twice, or without the tracking.
  *
  * reporter: called on the thread that misused the descriptor, with no lock held, so that it may use this library;
  *   null gives the line to standard error again. It must be callable until it is replaced, and for a call that is
  *   under way at that moment.
- * context: handed to the reporter as it is.
+ * context: passed to the reporter unchanged.
  *
  * Any thread.
  */
@@ -39,7 +39,7 @@ typedef void (*SAFEIO_HOST_VISITOR)(int fd, uint32_t owner, uint32_t module, voi
  * Visits every tracked descriptor in ascending order and returns how many there are.
  *
  * visitor: called with no lock held; null only counts.
- * context: handed to the visitor as it is.
+ * context: passed to the visitor unchanged.
  *
  * Any thread; what other threads open or close meanwhile may or may not be seen.
  */

@@ -1,4 +1,4 @@
-// The log sinks of the host platform: turns each record into one line and hands it to the files. Never lets an
+// The log sinks of the host platform: turns each record into one line and passes it to the files. Never lets an
 // exception reach a caller, and lives until the last thread is gone: nothing here is destroyed at exit.
 #include "tova.h"
 

@@ -79,8 +79,8 @@ TOVA_HOST_API void TOVA_HostStop(void);
 TOVA_HOST_API uint64_t TOVA_HostFailedRecords(void);
 
 /*
- * Copies why the last failed record or start failed, as zero-terminated text cut to the buffer; empty when nothing
- * has failed yet.
+ * Copies why the last failed record or start failed, as zero-terminated text truncated to the buffer; empty when
+ * nothing has failed yet.
  *
  * buffer: not null. bufferLen: at least 1.
  *

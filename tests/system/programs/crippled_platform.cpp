@@ -1,5 +1,5 @@
 // A platform that breaks one statement of the port check, named by ORVA_CRIPPLE, and passes every other call on to
-// the libraries behind it. Preloaded before the host platform's.
+// the libraries after it. Preloaded before the host platform's.
 #include "drv_basic.h"
 #include "miro.h"
 #include "orva_write_log.h"
@@ -127,7 +127,7 @@ CRIPPLED uint32_t MIRO_HandleInitialize(const char *name, uint32_t *module) {
 CRIPPLED uint32_t MIRO_ReltmrCbkStart(MIRO_TIMER_ID *timer, uint32_t module, uint32_t lengthMs, uint32_t param,
                                       void *argument, uint32_t mode, MIRO_TIMER_CALLBACK callback) {
     if (breaks("timer-module")) {
-        NEXT(MIRO_HandleInitialize)("crippled", &module); // a handle that the timers behind take
+        NEXT(MIRO_HandleInitialize)("crippled", &module); // a handle that the real timers take
     }
     if (breaks("timer-overlap")) {
         for (int i = 0; i < 4; ++i) {
