@@ -3,7 +3,7 @@
 #ifndef ORVA_WIRE_TRANSPORT_H
 #define ORVA_WIRE_TRANSPORT_H
 
-#include "wire_messages.h"
+#include "wire_chassis.h"
 
 namespace orva::wire {
 
@@ -23,8 +23,7 @@ inline constexpr std::array kTransportFields{
     Field{"version", 15, 1, Swapped::kNever, "", "Version of this header"},
 };
 
-// What a network function and a command announce. A message of null: the chassis's own body, of which the header is
-// known only.
+// What a network function and a command announce.
 struct Route {
     std::uint8_t net_fn;
     std::uint16_t command;
@@ -50,26 +49,26 @@ inline constexpr std::array kRoutes{
     Route{kChassisNetFn, 1, "clock advance", &kReq},
     Route{kChassisNetFn, 2, "diagnostic dump", &kReq},
     Route{kChassisNetFn, 3, "statistics request", &kReq},
-    Route{kChassisNetFn | 1, 3, "statistics", nullptr},
+    Route{kChassisNetFn | 1, 3, "statistics", &kStatistics},
     Route{kChassisNetFn, 4, "stub list request", &kReq},
     Route{kChassisNetFn | 1, 4, "stub list of the board", &kSimulate},
-    Route{kChassisNetFn, 5, "simulated sensor", nullptr},
+    Route{kChassisNetFn, 5, "simulated sensor", &kSetSensor},
     Route{kChassisNetFn, 6, "sensor list request", &kReq},
-    Route{kChassisNetFn | 1, 6, "sensor list", nullptr},
-    Route{kChassisNetFn, 7, "online pairs", nullptr},
+    Route{kChassisNetFn | 1, 6, "sensor list", &kSensorList},
+    Route{kChassisNetFn, 7, "online pairs", &kOnlinePairs},
     Route{kChassisNetFn, 8, "online pairs request", &kReq},
-    Route{kChassisNetFn | 1, 8, "online pairs of the board", nullptr},
-    Route{kChassisNetFn, 9, "log switch", nullptr},
-    Route{kChassisNetFn, 10, "packet switch", nullptr},
-    Route{kChassisNetFn, 11, "sync block", nullptr},
-    Route{kChassisNetFn | 1, 11, "sync report", nullptr},
+    Route{kChassisNetFn | 1, 8, "online pairs of the board", &kOnlinePairs},
+    Route{kChassisNetFn, 9, "log switch", &kLogSwitch},
+    Route{kChassisNetFn, 10, "packet switch", &kPacketSwitch},
+    Route{kChassisNetFn, 11, "sync block", &kSyncBlock},
+    Route{kChassisNetFn | 1, 11, "sync report", &kSyncReport},
     Route{kChassisNetFn, 12, "trace request", &kReq},
-    Route{kChassisNetFn | 1, 12, "trace", nullptr},
+    Route{kChassisNetFn | 1, 12, "trace", &kTrace},
     Route{kChassisNetFn, 13, "black-box dump", &kReq},
     Route{kChassisNetFn, 14, "fan log", &kReq},
-    Route{kChassisNetFn, 15, "sensor fault", nullptr},
+    Route{kChassisNetFn, 15, "sensor fault", &kSensorFault},
     Route{kChassisNetFn, 16, "figures request", &kReq},
-    Route{kChassisNetFn | 1, 16, "figures", nullptr},
+    Route{kChassisNetFn | 1, 16, "figures", &kFigures},
     Route{kChassisNetFn, 17, "partition exhaustion", &kReq},
 };
 

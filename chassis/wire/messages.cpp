@@ -180,8 +180,7 @@ constexpr std::array kTypes = {
 // The description knows the same commands, so that inspector and dissector name what the chassis sends.
 static_assert(std::ranges::equal(kTypes, orva::wire::kRoutes, [](const MessageType &type, const auto &route) {
     return type.net_fn == route.net_fn && type.command == route.command &&
-           type.name == std::string_view(route.name) &&
-           (route.message == nullptr || type.body_bytes == orva::wire::body_bytes(*route.message));
+           type.name == std::string_view(route.name) && type.body_bytes == orva::wire::body_bytes(*route.message);
 }));
 static_assert(std::ranges::all_of(kTypes, [](const MessageType &type) {
     return type.min_body_bytes >= sizeof(OrvaWireHeader) && type.min_body_bytes <= type.body_bytes &&
