@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <cstdio>
 #include <pcap/pcap.h>
 #include <span>
-#include <stdexcept>
+#include <system_error>
 
 namespace capture {
 
@@ -94,17 +96,23 @@ std::string read_packet(const LinkType &link, Bytes packet, Datagram &datagram) 
 } // namespace
 
 Reader::Reader(const std::string &path) : path_(path), file_(nullptr, pcap_close) {
+    std::FILE *stream = path == "-" ? stdin : std::fopen(path.c_str(), "rbe");
+    if (stream == nullptr) {
+        throw std::system_error(errno, std::generic_category(), path);
+    }
     std::array<char, PCAP_ERRBUF_SIZE> error{};
-    file_.reset(pcap_open_offline_with_tstamp_precision(path.c_str(), PCAP_TSTAMP_PRECISION_NANO, error.data()));
+    file_.reset(pcap_fopen_offline_with_tstamp_precision(stream, PCAP_TSTAMP_PRECISION_NANO, error.data()));
     if (file_ == nullptr) {
-        const std::string text = error.data();
-        throw std::runtime_error(text.starts_with(path + ":") ? text : path + ": " + text);
+        if (stream != stdin) {
+            std::fclose(stream);
+        }
+        throw DamagedFile(path + ": " + error.data());
     }
     const int type = pcap_datalink(file_.get());
     if (find_link_type(type) == nullptr) {
         const char *name = pcap_datalink_val_to_name(type);
-        throw std::runtime_error(path + ": packets of link type " + (name != nullptr ? name : std::to_string(type)) +
-                                 " are not read");
+        throw DamagedFile(path + ": packets of link type " + (name != nullptr ? name : std::to_string(type)) +
+                          " are not read");
     }
 }
 
@@ -118,8 +126,7 @@ std::optional<Packet> Reader::next() {
         return std::nullopt;
     }
     if (result != 1) {
-        throw std::runtime_error(path_ + ": after packet " + std::to_string(number_) + ": " +
-                                 pcap_geterr(file_.get()));
+        throw DamagedFile(path_ + ": after packet " + std::to_string(number_) + ": " + pcap_geterr(file_.get()));
     }
     Packet packet;
     packet.number = ++number_;

@@ -8,6 +8,7 @@
 #include "capture_format.h"
 
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 struct pcap;
@@ -22,15 +23,20 @@ struct Packet {
     bool raw_frame = false;   // no addresses: a frame by itself, of link type USER0
 };
 
+// A file that is not a capture, or a damaged one. The text names the file and the reason.
+struct DamagedFile : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
 class Reader {
 public:
-    // Throws std::runtime_error, which names the file and the reason. "-" is the standard input.
+    // "-" is the standard input. Throws DamagedFile, or std::system_error when the file cannot be opened.
     explicit Reader(const std::string &path);
     ~Reader();
     Reader(const Reader &) = delete;
     Reader &operator=(const Reader &) = delete;
 
-    // The next packet; nothing at the end. Throws std::runtime_error when the file is damaged.
+    // The next packet; nothing at the end. Throws DamagedFile.
     std::optional<Packet> next();
 
 private:

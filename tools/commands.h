@@ -47,6 +47,18 @@ int inspect_tlv(const Files &files, const orva::wire::Record *record, Shown show
 int inspect_messages(const Files &files, const MessageForm &form, Shown shown);
 
 int inspect_packets(const Files &files, std::optional<Bus> bus, bool json);
+
+// How captures are shown.
+struct PcapForm {
+    MessageForm message;                // of raw frames
+    Shown shown = Shown::kTable;        // a line for each packet
+    bool fields = false;                // and its fields
+    std::vector<std::uint32_t> packets; // these only; none: all
+};
+
+// Captures of the chassis, or of its datagrams on loopback.
+int inspect_captures(const Files &files, const PcapForm &form);
+
 int inspect_ports(const std::vector<std::uint32_t> &board_types, bool json);
 
 // Each name is a stub's name, composed or bare, or a stub type's number.

@@ -156,6 +156,18 @@ Json packet_result() {
                    {"?cmd", or_null(number(65535))}});
 }
 
+// Times are texts, so that none of their nanoseconds is lost.
+Json pcap_result() {
+    return object({{"file", text()},
+                   {"packet", number(kAnySize)},
+                   {"time", text()},
+                   {"from", or_null(text())},
+                   {"to", or_null(text())},
+                   {"problem", or_null(text())},
+                   {"request", or_null(object({{"packet", number(kAnySize)}, {"after", text()}}))},
+                   {"message", or_null(object(message_properties()))}});
+}
+
 Json port_result() {
     return or_null(object({{"boardType", number()},
                            {"hex", text()},
@@ -188,8 +200,9 @@ struct CommandSchema {
 };
 
 constexpr CommandSchema kCommands[] = {
-    {"code", code_result}, {"tlv", tlv_result},   {"message", message_result},         {"packet", packet_result},
-    {"port", port_result}, {"stub", stub_result}, {"sensor-type", sensor_type_result}, {"crc", crc_result},
+    {"code", code_result}, {"tlv", tlv_result},   {"message", message_result}, {"packet", packet_result},
+    {"pcap", pcap_result}, {"port", port_result}, {"stub", stub_result},       {"sensor-type", sensor_type_result},
+    {"crc", crc_result},
 };
 
 // ---- The description has a form of its own

@@ -27,6 +27,7 @@ struct Options {
     bool binary = false;
     bool host = false;
     bool net = false;
+    bool fields = false;
     std::string color = "auto";
     std::vector<std::string> paths = {"-"};
     std::string family;
@@ -117,6 +118,7 @@ public:
         add_tlv();
         add_message();
         add_packet();
+        add_pcap();
         add_describe();
         add_numbers("port", "Board types: the interface to the management network", UINT32_MAX,
                     [this] { return inspect_ports(numbers_of(options_), options_.json); });
@@ -223,15 +225,17 @@ private:
         add_forms(tlv);
     }
 
-    // How bytes are read as a message.
-    CLI::Option *add_message_form(CLI::App *command) {
+    CLI::Option *add_family(CLI::App *command, const std::string &help) {
         std::vector<std::string> families;
         for (const orva::wire::Message *message : every_message()) {
             families.emplace_back(message->family);
         }
-        CLI::Option *const family =
-            command->add_option("--family", options_.family, "Message; a datagram of the chassis needs none")
-                ->check(CLI::IsMember(families));
+        return command->add_option("--family", options_.family, help)->check(CLI::IsMember(families));
+    }
+
+    // How bytes are read as a message.
+    CLI::Option *add_message_form(CLI::App *command) {
+        CLI::Option *const family = add_family(command, "Message; a datagram of the chassis needs none");
         CLI::Option *const host = command->add_flag("--host", options_.host, "The message is in host byte order");
         command->add_flag("--net", options_.net, "The message is in network byte order, the default")->excludes(host);
         command
@@ -286,6 +290,22 @@ private:
         add_files(packet, "Logs");
         packet->add_option("--bus", options_.bus, "Show netFn and command of this bus's packets")
             ->check(CLI::IsMember({"udp", "ipmb"}));
+    }
+
+    void add_pcap() {
+        CLI::App *const pcap = add("pcap", "Captures of the chassis, packet by packet", [this] {
+            return inspect_captures(files_of(options_), {message_form(options_), shown_of(options_), options_.fields,
+                                                         numbers_of(options_)});
+        });
+        add_files(pcap, "Captures");
+        pcap->add_option("--packet", options_.words, "Only packets of these numbers")
+            ->type_name("NUMBER")
+            ->delimiter(',')
+            ->allow_extra_args(false)
+            ->check(number_up_to(UINT32_MAX));
+        add_family(pcap, "Message of raw frames, in a capture of link type USER0");
+        pcap->add_flag("--fields", options_.fields, "The fields of each packet");
+        pcap->add_flag("--annotate", options_.annotate, "Every byte, with field and value beside it");
     }
 
     Options options_;

@@ -71,7 +71,9 @@ public:
         }
         const View bytes = input_.subspan(at, field.width);
         Part part{at, field.width, name, {}, field.unit, field.text};
-        if (field.width > 4) {
+        if (is_bytes(field)) {
+            part.unit.clear(); // the value is the bytes
+        } else if (field.width > 4) {
             part.value = Value::of(text_of(bytes));
             if (has_bytes_after_text(bytes)) {
                 view_.notes.push_back("at byte " + std::to_string(at) + ": " + name + " has bytes after its end");
@@ -138,6 +140,11 @@ std::uint64_t taken(const MessageView &view, std::string_view name) {
     return part != view.parts.end() ? part->value.number : 0;
 }
 
+// Entries that the message says it has; more than there is room for where it lies.
+std::uint64_t count_in(const MessageView &view, const Array &array) {
+    return is_fixed(array) ? array.bound : taken(view, array.count);
+}
+
 bool take_body(Reader &reader, const MessageView &view, std::size_t base) {
     const Message &message = *view.family;
     for (const Field &field : rows_of(message.fields)) {
@@ -148,7 +155,7 @@ bool take_body(Reader &reader, const MessageView &view, std::size_t base) {
         check_header(reader, field, base + field.offset, *value);
     }
     for (const Array &array : rows_of(message.arrays)) {
-        const std::uint64_t count = taken(view, array.count);
+        const std::uint64_t count = count_in(view, array);
         if (count > array.bound) {
             reader.fault(base + count_field(message, array).offset, array.count,
                          std::string(array.count) + " is " + std::to_string(count) + ", " + array.name +
@@ -242,6 +249,11 @@ void take_all(Reader &reader, MessageView &view, std::size_t at) {
         view.notes.push_back("the layout of the body is not described");
         return;
     }
+    const std::size_t longest = body_bytes(*view.family);
+    if (view.framing == Framing::kDatagram && reader.size() - at > longest) {
+        reader.fault(at + longest, "body", "the body is longer than its layout, receivers refuse the message",
+                     "up to " + std::to_string(longest) + " bytes");
+    }
     view.whole = take_body(reader, view, at);
 }
 
@@ -299,7 +311,8 @@ MessageView take_apart_message(View input, const MessageForm &form) {
 }
 
 Json document_of(const MessageView &view) {
-    if (!view.whole) {
+    const auto messages = every_message();
+    if (!view.whole || std::ranges::find(messages, view.family) == messages.end()) {
         return nullptr;
     }
     Json document = {{"family", view.family->family}};

@@ -57,7 +57,8 @@ bool is_datagram(std::span<const std::uint8_t> bytes);
 
 MessageView take_apart_message(std::span<const std::uint8_t> input, const MessageForm &form);
 
-// The message as a document, {"family": ..., ...}, which `encode` reads back; null when it is not whole.
+// The message as a document, {"family": ..., ...}, which `encode` reads back; null when it is not whole or is one
+// of the chassis's own.
 nlohmann::ordered_json document_of(const MessageView &view);
 
 // What commands show of it.

@@ -20,6 +20,16 @@ LOG = """2026-11-21 02:13:58.981 +00:00 demo[3404] diagnostic a1=0 id=0x0ce41001
 """
 
 
+def capture(link_type, packets):
+    return struct.pack("<IHHiIII", 0xA1B23C4D, 2, 4, 0, 0, 65535, link_type) + b"".join(
+        struct.pack("<IIII", 1, 5, len(packet), len(packet)) + packet for packet in packets)
+
+
+def udp(datagram):
+    return struct.pack(">BxHxxxxBBxxIIHHHxx", 0x45, 28 + len(datagram), 64, 17, 0xAC1003FA, 0xAC1000FA, 5301, 5300,
+                       8 + len(datagram)) + datagram
+
+
 def check(holds, text):
     if not holds:
         sys.exit(f"FAILED: {text}")
@@ -67,6 +77,9 @@ def documents(inspect):
                     ("--family", "VltInfo", "--framing", "frame", "--at", "16")):
         for content in (DATAGRAM, DATAGRAM[:30], b"", bytes([255]) * 300):
             yield inspect.document("message", *options, content=content)
+    yield inspect.document("pcap", content=capture(101, (
+        udp(DATAGRAM), udp(DATAGRAM[:30]), udp(b"text"), udp(DATAGRAM)[:40], b"", udp(DATAGRAM[:13] + b"\0\7" + DATAGRAM[15:]))))
+    yield inspect.document("pcap", "--family", "TempInfo", content=capture(147, (DATAGRAM[16:], DATAGRAM[16:40])))
     yield inspect.document("describe")
 
 
