@@ -46,6 +46,19 @@ int inspect_tlv(const Files &files, const orva::wire::Record *record, Shown show
 
 int inspect_messages(const Files &files, const MessageForm &form, Shown shown);
 
+// How documents are written.
+struct DocumentForm {
+    const orva::wire::Message *message = nullptr; // neither this nor a record: as the document says
+    const orva::wire::Record *record = nullptr;
+    Order order = Order::kNet;
+    bool binary = false;
+};
+
+int inspect_encode(const Files &files, const DocumentForm &form, bool json);
+
+// Two files: messages, or blocks of a record. kRejected when they differ.
+int inspect_diff(const Files &files, const MessageForm &form, const orva::wire::Record *record, bool json);
+
 int inspect_packets(const Files &files, std::optional<Bus> bus, bool json);
 
 // How captures are shown.

@@ -140,6 +140,27 @@ Json message_result() {
     return object(properties);
 }
 
+Json encode_result() {
+    return object({{"file", text()},
+                   {"family", or_null(text())},
+                   {"record", or_null(text())},
+                   {"length", number(kAnySize)},
+                   {"bytes", or_null(hex())},
+                   {"faults", list(defined("fault"))}});
+}
+
+Json diff_result() {
+    const Json value = {{"type", {"integer", "string", "null"}}};
+    const Json difference = object({{"at", number(kAnySize)}, {"field", text()}, {"a", value}, {"b", value}});
+    return object({{"a", text()},
+                   {"b", text()},
+                   {"of", or_null(text())},
+                   {"equal", yes_or_no()},
+                   {"differences", list(difference)},
+                   {"faultsA", list(defined("fault"))},
+                   {"faultsB", list(defined("fault"))}});
+}
+
 Json packet_result() {
     const Json run = object({{"offset", number(kAnySize)}, {"bytes", hex()}});
     const Json gap = object({{"offset", number(kAnySize)}, {"length", number(kAnySize)}, {"reason", text()}});
@@ -200,9 +221,10 @@ struct CommandSchema {
 };
 
 constexpr CommandSchema kCommands[] = {
-    {"code", code_result}, {"tlv", tlv_result},   {"message", message_result}, {"packet", packet_result},
-    {"pcap", pcap_result}, {"port", port_result}, {"stub", stub_result},       {"sensor-type", sensor_type_result},
-    {"crc", crc_result},
+    {"code", code_result},     {"tlv", tlv_result},   {"message", message_result},
+    {"encode", encode_result}, {"diff", diff_result}, {"packet", packet_result},
+    {"port", port_result},     {"stub", stub_result}, {"sensor-type", sensor_type_result},
+    {"pcap", pcap_result},     {"crc", crc_result},
 };
 
 // ---- The description has a form of its own

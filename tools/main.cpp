@@ -117,6 +117,8 @@ public:
         add_code();
         add_tlv();
         add_message();
+        add_encode();
+        add_diff();
         add_packet();
         add_pcap();
         add_describe();
@@ -204,16 +206,18 @@ private:
     void add_forms(CLI::App *command) {
         CLI::Option *const hex = command->add_flag("--hex", options_.hex, "The input is hexadecimal text");
         command->add_flag("--binary", options_.binary, "The input is binary")->excludes(hex);
+    }
+
+    void add_annotate(CLI::App *command) {
         command->add_flag("--annotate", options_.annotate, "Every byte, with field and value beside it");
     }
 
-    CLI::Option *add_record(CLI::App *command) {
+    CLI::Option *add_record(CLI::App *command, const std::string &help) {
         std::vector<std::string> keys;
         for (const orva::wire::Record &record : orva::wire::kRecords) {
             keys.emplace_back(record.key);
         }
-        return command->add_option("--record", options_.record, "Record whose members the tags are")
-            ->check(CLI::IsMember(keys));
+        return command->add_option("--record", options_.record, help)->check(CLI::IsMember(keys));
     }
 
     void add_tlv() {
@@ -221,8 +225,9 @@ private:
             return inspect_tlv(files_of(options_), find_record(options_.record), shown_of(options_));
         });
         add_files(tlv, "Blocks, binary or as hexadecimal text");
-        add_record(tlv);
+        add_record(tlv, "Record whose members the tags are");
         add_forms(tlv);
+        add_annotate(tlv);
     }
 
     CLI::Option *add_family(CLI::App *command, const std::string &help) {
@@ -233,11 +238,16 @@ private:
         return command->add_option("--family", options_.family, help)->check(CLI::IsMember(families));
     }
 
+    CLI::Option *add_orders(CLI::App *command) {
+        CLI::Option *const host = command->add_flag("--host", options_.host, "The message is in host byte order");
+        command->add_flag("--net", options_.net, "The message is in network byte order, the default")->excludes(host);
+        return host;
+    }
+
     // How bytes are read as a message.
     CLI::Option *add_message_form(CLI::App *command) {
         CLI::Option *const family = add_family(command, "Message; a datagram of the chassis needs none");
-        CLI::Option *const host = command->add_flag("--host", options_.host, "The message is in host byte order");
-        command->add_flag("--net", options_.net, "The message is in network byte order, the default")->excludes(host);
+        add_orders(command);
         command
             ->add_option("--framing", options_.framing,
                          "What is ahead of the body: nothing, a prefix, or the "
@@ -256,6 +266,31 @@ private:
         add_files(message, "Messages, binary or as hexadecimal text");
         add_message_form(message);
         add_forms(message);
+        add_annotate(message);
+    }
+
+    void add_encode() {
+        CLI::App *const encode = add("encode", "Documents of messages and records as bytes", [this] {
+            const DocumentForm form{find_message(options_.family), find_record(options_.record),
+                                    options_.host ? Order::kHost : Order::kNet, options_.binary};
+            return inspect_encode(files_of(options_), form, options_.json);
+        });
+        encode->add_option("FILE", options_.paths, "JSON documents, - for the standard input")->capture_default_str();
+        CLI::Option *const family = add_family(encode, "Message that the documents are");
+        CLI::Option *const record = add_record(encode, "Record that the documents are")->excludes(family);
+        add_orders(encode)->excludes(record);
+        encode->add_flag("--binary", options_.binary, "Write the bytes themselves, not hexadecimal text");
+    }
+
+    void add_diff() {
+        CLI::App *const diff = add("diff", "Two messages or blocks, field by field", [this] {
+            return inspect_diff(files_of(options_), message_form(options_), find_record(options_.record),
+                                options_.json);
+        });
+        diff->add_option("FILE", options_.paths, "Two messages, or two blocks of a record")->required()->expected(2);
+        CLI::Option *const family = add_message_form(diff);
+        add_record(diff, "Record that the files are blocks of")->excludes(family);
+        add_forms(diff);
     }
 
     void add_describe() {

@@ -1,5 +1,5 @@
-"""orva-inspect's documents: each command's JSON is what its schema says, and messages are read as the Python package
-reads them."""
+"""orva-inspect's documents: each command's JSON is what its schema says, messages are read and written as the Python
+package reads and writes them, and what is written comes back."""
 import argparse
 import copy
 import json
@@ -44,12 +44,15 @@ class Inspect:
     def __init__(self, program, folder):
         self.program, self.folder, self.count = program, pathlib.Path(folder), 0
 
+    def write(self, content):
+        self.count += 1
+        path = self.folder / f"input{self.count}"
+        path.write_bytes(content if isinstance(content, bytes) else content.encode())
+        return path
+
     def run(self, *arguments, content=None):
         if content is not None:
-            self.count += 1
-            path = self.folder / f"input{self.count}"
-            path.write_bytes(content if isinstance(content, bytes) else content.encode())
-            arguments = (*arguments, path)
+            arguments = (*arguments, self.write(content))
         return subprocess.run([self.program, *map(str, arguments)], capture_output=True)
 
     def document(self, *arguments, content=None):
@@ -80,7 +83,18 @@ def documents(inspect):
     yield inspect.document("pcap", content=capture(101, (
         udp(DATAGRAM), udp(DATAGRAM[:30]), udp(b"text"), udp(DATAGRAM)[:40], b"", udp(DATAGRAM[:13] + b"\0\7" + DATAGRAM[15:]))))
     yield inspect.document("pcap", "--family", "TempInfo", content=capture(147, (DATAGRAM[16:], DATAGRAM[16:40])))
+    for document in ('{"family": "SoNameReq", "word_0": 7}', '{"family": "Req"}', "[", '{"record": "delay", "delayFlag": 1, '
+                     '"delayTime": 3600}', "{}"):
+        yield inspect.document("encode", content=document)
+    yield from differing(inspect)
     yield inspect.document("describe")
+
+
+def differing(inspect):
+    first = inspect.write(DATAGRAM)
+    for other in (DATAGRAM, DATAGRAM[:-3], DATAGRAM[:60] + b"\1" + DATAGRAM[61:], b""):
+        yield inspect.document("diff", first, content=other)
+    yield inspect.document("diff", "--record", "delay", inspect.write(DELAY), content=DELAY[:-1] + b"z")
 
 
 def places(node, path=()):
@@ -158,11 +172,7 @@ def check_python(inspect):
     for family in wire.Description.own().families:
         for order, prefix in (("net", False), ("host", False), ("net", True), ("host", True)):
             contents = [random_bytes(wire, generator, family) for _ in range(8)]
-            files = []
-            for content in contents:
-                inspect.count += 1
-                files.append(inspect.folder / f"input{inspect.count}")
-                files[-1].write_bytes(content)
+            files = [inspect.write(content) for content in contents]
             document = inspect.document("message", "--binary", "--family", family, f"--{order}",
                                         "--framing", "frame" if prefix else "body", *files)
             check(len(document["results"]) == len(contents), "a result for each file")
@@ -179,16 +189,135 @@ def check_python(inspect):
     print(f"{compared} messages are read as the Python package reads them, {read} of them whole")
 
 
+# ---- Documents as bytes, and back
+
+def random_value(generator, field):
+    if field["width"] > 4:
+        return "".join(chr(generator.randrange(1, 256)) for _ in range(generator.randrange(field["width"] + 1)))
+    limit = (1 << 8 * field["width"]) - 1
+    return generator.choice((0, 1, 2, 30, limit, generator.randrange(limit + 1)))
+
+
+def random_message(wire, generator, family):
+    """A document of a family, with counts from none to above the bound."""
+    layout = wire.Description.own().layout(family)
+    base = int(layout["prefix_bytes"])
+    fields = [field for field in layout["fields"] if field["offset"] >= base]
+    document = {"family": family}
+    if generator.random() < 0.5:
+        document["prefix"] = generator.randrange(65536)
+    counts = {}
+    for field in fields:
+        document[field["name"]] = random_value(generator, field)
+        counts[field["offset"]] = field["name"]
+    for array in layout["arrays"]:
+        name = counts[array["count"]["offset"]]
+        limit = (1 << 8 * array["count"]["width"]) - 1
+        document.setdefault("", {})[name] = generator.choice(
+            (0, 1, array["bound"], array["bound"] + 1, limit, generator.randrange(array["bound"] + 1)))
+    document.update(document.pop("", {}))
+    for array in layout["arrays"]:
+        count = min(document[counts[array["count"]["offset"]]], array["bound"])
+        document[array["name"]] = [{field["name"]: random_value(generator, field) for field in array["fields"]}
+                                   for _ in range(count)]
+    return document
+
+
+def random_record(wire, generator, key):
+    document = {"record": key}
+    for member in wire.Description.own().record(key)["fields"]:
+        if "record" in member:
+            value = random_record(wire, generator, member["record"])
+            del value["record"]
+        else:
+            width = {1: 1, 2: 2, 3: 4}[member["type"]]
+            values = [random_value(generator, {"width": width}) for _ in range(member["elements"])]
+            value = values if member["elements"] > 1 else values[0]
+        document[member["member"]] = value
+    return document
+
+
+def encoded(inspect, documents, *options):
+    files = [inspect.write(json.dumps(document)) for document in documents]
+    results = inspect.document("encode", *options, *files)["results"]
+    check([result["faults"] for result in results] == [[]] * len(documents), f"{documents[0]} can be encoded")
+    return [bytes.fromhex(result["bytes"]) for result in results]
+
+
+def read_back(inspect, command, contents, *options):
+    files = [inspect.write(content) for content in contents]
+    return [result["document"] for result in inspect.document(command, "--binary", *options, *files)["results"]]
+
+
+def check_round_trip(inspect):
+    from orva import wire
+    generator = random.Random(2)
+    tried = 0
+    for family in wire.Description.own().families:
+        for order in ("net", "host"):
+            documents = [random_message(wire, generator, family) for _ in range(12)]
+            contents = encoded(inspect, documents, f"--{order}")
+            for document, content in zip(documents, contents, strict=True):
+                check(content == wire.encode(document, order=order), f"the bytes of {document}")
+            for framed in (False, True):
+                chosen = [i for i, document in enumerate(documents) if ("prefix" in document) == framed]
+                if chosen:
+                    again = read_back(inspect, "message", [contents[i] for i in chosen], "--family", family,
+                                      f"--{order}", "--framing", "frame" if framed else "body")
+                    check(again == [documents[i] for i in chosen], f"documents of {family} come back")
+            tried += len(documents)
+    for key in wire.Description.own().records:
+        documents = [random_record(wire, generator, key) for _ in range(12)]
+        contents = encoded(inspect, documents)
+        for document, content in zip(documents, contents, strict=True):
+            check(content == wire.encode_record(document), f"the block of {document}")
+        check(read_back(inspect, "tlv", contents, "--record", key) == documents, f"documents of {key} come back")
+        tried += len(documents)
+    print(f"{tried} documents become the bytes that the Python package makes of them, and come back")
+
+
+def spoil(generator, document):
+    """One change that makes a document wrong: a member away, one too many, a value that does not fit."""
+    odd = copy.deepcopy(document)
+    place = at(odd, generator.choice(list(places(odd))))
+    names = [name for name in place if name not in ("family", "record", "prefix", "count") and "count" not in name]
+    kind = generator.randrange(3) if names else 1
+    if kind == 0:
+        del place[generator.choice(names)]
+    elif kind == 1:
+        place["unknown"] = 1
+    else:
+        place[generator.choice(names)] = generator.choice((-1, 1 << 40, 1.5, None, {}, "x" * 99))
+    return odd
+
+
+def check_refusals(inspect):
+    from orva import wire
+    generator = random.Random(3)
+    refused = 0
+    for name in [*wire.Description.own().families, *wire.Description.own().records]:
+        is_record = name in wire.Description.own().records
+        for _ in range(6):
+            document = (random_record if is_record else random_message)(wire, generator, name)
+            odd = spoil(generator, document)
+            result = inspect.run("encode", content=json.dumps(odd))
+            check(result.returncode == 1 and not result.stdout and b"[field " in result.stderr,
+                  f"{odd} is refused: {result}")
+            refused += 1
+    print(f"{refused} documents with one fault are refused")
+
+
 def main():
     parser = argparse.ArgumentParser()
-    parser.add_argument("part", choices=("schema", "python"))
+    parser.add_argument("part", choices=("schema", "python", "round_trip", "refusals"))
     parser.add_argument("--inspect", required=True)
     parser.add_argument("--package", required=True)
     args = parser.parse_args()
     sys.path.insert(0, args.package)
     with tempfile.TemporaryDirectory(prefix="orva_documents_") as folder:
         inspect = Inspect(args.inspect, folder)
-        {"schema": check_schema, "python": check_python}[args.part](inspect)
+        {"schema": check_schema, "python": check_python, "round_trip": check_round_trip,
+         "refusals": check_refusals}[args.part](inspect)
 
 
 main()

@@ -154,6 +154,11 @@ TEST_F(Inspect, CommandLine_WrongOnesSayWhyAndEndWith2) {
         {"an unknown record",
          {"tlv", "--record", "fan", "-"},
          "fan not in {temp,vlt,fmea,pwrsup,delay,board,pwrs,model}"},
+        {"two layouts", {"encode", "--family", "Req", "--record", "temp", "-"}, "excludes"},
+        {"an unknown family", {"message", "--family", "Nothing", "-"}, "Nothing not in {SwitchOver,"},
+        {"one file to compare", {"diff", "--family", "Req", "x"}, "FILE"},
+        {"three files to compare", {"diff", "--family", "Req", "x", "y", "z"}, "orva-inspect: "},
+        {"an unknown colour", {"--color", "red", "code", "1"}, "red not in {auto,always,never}"},
         {"two forms", {"tlv", "--hex", "--binary", "-"}, "excludes"},
         {"an unknown bus", {"packet", "--bus", "can", "-"}, "can not in {udp,ipmb}"},
     };
@@ -169,7 +174,8 @@ TEST_F(Inspect, CommandLine_WrongOnesSayWhyAndEndWith2) {
 TEST_F(Inspect, CommandLine_HelpNamesEveryCommand) {
     const ProgramResult result = run({"--help"});
     EXPECT_EQ(result.status, 0);
-    for (const char *command : {"code", "tlv", "message", "packet", "port", "stub", "sensor-type", "crc", "schema"}) {
+    for (const char *command :
+         {"code", "tlv", "message", "encode", "diff", "packet", "port", "stub", "sensor-type", "crc", "schema"}) {
         EXPECT_NE(result.output.find(std::string("\n  ") + command + " "), std::string::npos) << command;
         EXPECT_EQ(run({command, "--help"}).status, 0) << command;
     }
@@ -498,6 +504,140 @@ TEST_F(Inspect, Message_TextsAreShownWithoutControlCharacters) {
     EXPECT_EQ(result.status, 0);
     EXPECT_NE(result.output.find("stubs[0].name   \"a\\x1b\\xc3\\xa9\"  "), std::string::npos) << result.output;
     EXPECT_NE(result.output.find("  note: at byte 12: stubs[0].name has bytes after its end\n"), std::string::npos);
+}
+
+// ---- Documents as bytes
+
+TEST_F(Inspect, Encode_GivesHexadecimalTextOrBytes) {
+    const std::string message =
+        R"({"family": "TempInfo", "req_or_reply": 2, "src_slot": 5, "dest_slot": 0, "word_12": 9,
+                                    "readings": [{"value": 42}, {"value": 77}]})";
+    expect_result(run_on(message, {"encode"}), 0,
+                  "00 00 00 02 00 00 00 05 00 00 00 00 00 00 00 09\n"
+                  "00 00 00 02 00 00 00 00 00 00 00 2a 00 00 00 00\n"
+                  "00 00 00 4d 00 00 00 00\n");
+    expect_result(run_on(message, {"encode", "--binary", "--host", "--family", "TempInfo"}), 0,
+                  as_host(readings_body()));
+    expect_result(run_on(R"({"delayFlag": 1, "delayTime": 3600})", {"encode", "--binary", "--record", "delay"}), 0,
+                  delay_block());
+}
+
+TEST_F(Inspect, Encode_TakesWhatMessageAndTlvWrite) {
+    const std::string frame = chassis_datagram(be16(513) + std::string(6, '\0') + readings_body(), 0x31, 2);
+    write_file(input(), frame);
+    const std::string both =
+        orva_test::run_program(
+            {"/bin/sh", "-c", kProgram + " message --json " + input() + " | " + kProgram + " encode --binary"})
+            .output;
+    EXPECT_EQ(both, frame.substr(16));
+    write_file(input(), board_block());
+    const std::string block = orva_test::run_program({"/bin/sh", "-c",
+                                                      kProgram + " tlv --record board --json " + input() + " | " +
+                                                          kProgram + " encode --binary"})
+                                  .output;
+    EXPECT_EQ(block, board_block());
+}
+
+TEST_F(Inspect, Encode_EveryRefusalNamesTheMember) {
+    const struct {
+        const char *name;
+        std::string content;
+        std::vector<std::string> options;
+        const char *message;
+    } cases[] = {
+        {"no JSON", "{\"family\": }", {}, "at byte 11: this is not JSON [field document, expected a JSON document]"},
+        {"no layout",
+         "{}",
+         {},
+         "the document names no family and no record [field family, expected --family, or "
+         "--record]"},
+        {"an unknown family", R"({"family": "None"})", {}, "the document names no family"},
+        {"another family",
+         R"({"family": "Req"})",
+         {"--family", "SoNameReq"},
+         "family is another one [field family, expected SoNameReq]"},
+        {"a list", "[]", {"--family", "Req"}, "document is not an object [field document, expected an object]"},
+        {"a missing word", "{}", {"--family", "SoNameReq"}, "word_0 is missing [field word_0, expected an integer]"},
+        {"a negative word",
+         R"({"word_0": -1})",
+         {"--family", "SoNameReq"},
+         "word_0 is not an integer of 32 bits [field word_0, expected 0 to 4294967295]"},
+        {"a long text",
+         R"({"stubs": [{"type": 1, "value": 2, "name": "0123456789012345678901234567890123"}]})",
+         {"--family", "Simulate"},
+         "stubs[0].name is not a text that fits [field stubs[0].name, expected at most 32 characters from U+0001 to "
+         "U+00FF]"},
+        {"a wide character",
+         R"({"stubs": [{"type": 1, "value": 2, "name": "\u0100"}]})",
+         {"--family", "Simulate"},
+         "stubs[0].name is not a text that fits"},
+        {"a count",
+         R"({"count": 2, "stubs": []})",
+         {"--family", "Simulate"},
+         "stubs has 0 entries; count is 2 and the bound 32 [field stubs, expected 2 entries]"},
+        {"a misspelt member",
+         R"({"word_0": 1, "wrod_0": 2})",
+         {"--family", "SoNameReq"},
+         "wrod_0 is unknown [field wrod_0, expected word_0]"},
+        {"a hostile member",
+         "{\"word_0\": 1, \"\\u001b[31m\": 2}",
+         {"--family", "SoNameReq"},
+         "\\x1b[31m is unknown"},
+        {"a short list",
+         R"({"pwr1": 1, "pwr2": [2], "pwr3": 3})",
+         {"--record", "pwrs"},
+         "pwr2 is not an integer of 8 bits [field pwr2, expected 0 to 255]"},
+        {"a nested member",
+         R"({"info1": 1, "info2": 2, "delayPowerOn": {"delayFlag": 1}})",
+         {"--record", "board"},
+         "delayPowerOn.delayTime is missing [field delayPowerOn.delayTime, "},
+    };
+    for (const auto &one : cases) {
+        SCOPED_TRACE(one.name);
+        std::vector<std::string> arguments = {"encode"};
+        arguments.insert(arguments.end(), one.options.begin(), one.options.end());
+        const ProgramResult result = run_on(one.content, arguments);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.output.find(std::string("orva-inspect: ") + one.message), 0u) << result.output;
+    }
+    EXPECT_EQ(run_on(std::string(500000, '['), {"encode"}).status, 1);
+}
+
+// ---- Differences
+
+TEST_F(Inspect, Diff_ShowsTheFieldsThatDiffer) {
+    const std::string other = scratch_.file("other");
+    write_file(input(), readings_body());
+    std::string changed = readings_body() + be32(5) + be32(0);
+    changed[19] = 3;
+    changed[27] = 43;
+    write_file(other, changed);
+    expect_result(run({"diff", "--binary", "--family", "TempInfo", input(), other}), 1,
+                  "  count              2 entries  3 entries\n"
+                  "  readings[0].value  42 (0x2a)  43 (0x2b)\n"
+                  "  readings[2].value  -          5\n"
+                  "3 fields differ\n");
+    expect_result(run({"diff", "--binary", "--family", "TempInfo", other, other}), 0, "no field differs\n");
+    write_file(input(), board_block());
+    std::string block = board_block();
+    block.back() = 'z';
+    write_file(other, block);
+    expect_result(run({"diff", "--binary", "--record", "board", input(), other}), 1,
+                  "  delayPowerOn.delayTime  3600 (0xe10)  3706 (0xe7a)\n"
+                  "1 field differs\n");
+}
+
+TEST_F(Inspect, Diff_BytesWithoutANameCountToo) {
+    const std::string other = scratch_.file("other");
+    write_file(input(), readings_body());
+    std::string changed = readings_body();
+    changed[29] = 1;
+    write_file(other, changed);
+    const ProgramResult result = run({"diff", "--binary", "--family", "TempInfo", input(), other});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.output.find("-  00 01 00 00\n1 field differs\n"), std::string::npos) << result.output;
+    expect_result(run({"diff", "--binary", "--family", "TempInfo", input(), scratch_.file("absent")}), 3,
+                  "orva-inspect: " + scratch_.file("absent") + " cannot be opened: No such file or directory\n");
 }
 
 TEST_F(Inspect, Files_AreReadOneAfterTheOther) {
