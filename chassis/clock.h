@@ -6,6 +6,8 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <poll.h>
+#include <span>
 
 namespace chassis {
 
@@ -40,6 +42,9 @@ private:
     Settle settle_;
     Duration power_on_;
 };
+
+// As poll(), in the machine's own time: virtual time stands still meanwhile, and nobody else of the chassis runs.
+int poll_outside(std::span<pollfd> sources, std::chrono::milliseconds patience);
 
 std::int64_t whole_seconds(Time time);
 std::int64_t whole_milliseconds(Time time);

@@ -32,6 +32,7 @@ CLI::App *add_run_command(CLI::App &app, RunOptions &run, std::string &time) {
     command->add_option("--agent", run.agent, "Program that runs as the boards' agent")->check(CLI::ExistingFile);
     command->add_option("--run-dir", run.run_dir, "Folder of the run, absent or empty (default: a temporary one)");
     command->add_flag("--keep", run.keep, "Keep the temporary run folder");
+    command->add_flag("--hold", run.hold, "Take commands after the last step, until the command end");
     command->add_flag("--no-restart", run.no_restart, "Leave a board lost when its process ends");
     return command;
 }

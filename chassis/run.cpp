@@ -20,6 +20,7 @@
 #include <exception>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <sys/stat.h>
 
@@ -126,10 +127,18 @@ private:
 int play(Chassis &chassis, const Scenario &scenario, const RunOptions &options) {
     Console console(chassis.log, [&] { chassis.loop.post([] { throw OutputLost(); }); });
     Watchers watchers(chassis, options);
-    const Control control(chassis);
+    std::optional<Control> control;
+    if (!options.hold) {
+        control.emplace(chassis);
+    }
     try {
         note_begin(chassis.log, scenario, chassis.loop.clock());
         Player(chassis, scenario).play();
+        if (options.hold) {
+            // Only now, so that every command comes at a known instant.
+            control.emplace(chassis);
+            chassis.loop.hold([&] { return chassis.told_to_end; });
+        }
         std::cout << "== the boards\n" << table_text(chassis.boards.all()) << std::flush;
         note_end(chassis, console, chassis.power_off());
         watchers.close();

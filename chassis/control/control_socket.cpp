@@ -83,6 +83,17 @@ std::filesystem::path chosen_folder(const std::string &run_dir) {
     return found.front();
 }
 
+// Commands that wait say how long.
+time_t patience_for(const Words &words) {
+    std::size_t used = 0;
+    const Command *command = find_command(words, used);
+    double seconds = 30;
+    for (std::size_t i = used; command != nullptr && i < words.size(); ++i) {
+        seconds += command->arguments[i - used].type == ArgumentType::kSeconds ? std::stod(words[i]) : 0;
+    }
+    return static_cast<time_t>(seconds);
+}
+
 } // namespace
 
 Control::Control(Chassis &chassis) : chassis_(chassis), socket_(unix_socket()) {
@@ -101,6 +112,8 @@ Control::~Control() {
 void Control::serve() {
     const Descriptor connection(accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC));
     set_patience(connection.get(), 1);
+    std::array<pollfd, 1> request_comes = {{{connection.get(), POLLIN, 0}}};
+    poll_outside(request_comes, std::chrono::seconds(1)); // the virtual time of a command is foreseeable
     const std::string request = receive_text(connection.get());
     if (request.empty()) {
         return; // someone who only looked whether a chassis runs
@@ -121,7 +134,7 @@ int give_command(const CommandOptions &options) {
         for (const std::string &word : options.words) {
             request += word + "\n";
         }
-        set_patience(connection.get(), 30);
+        set_patience(connection.get(), patience_for(options.words));
         (void)!send(connection.get(), request.data(), request.size(), MSG_NOSIGNAL);
         const std::string reply = receive_text(connection.get());
         const std::size_t end = reply.find('\n');

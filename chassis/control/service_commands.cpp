@@ -157,6 +157,36 @@ std::string round(Chassis &chassis, const Words &) {
     return "boards online: " + std::to_string(chassis.boards.count(BoardState::kOnline)) + "\n";
 }
 
+bool has_come(const EventLog &log, EventKind kind, std::uint64_t after) {
+    const auto &recent = log.recent();
+    const auto older = [=](const Event &event) { return event.number <= after; };
+    return std::any_of(recent.rbegin(), std::find_if(recent.rbegin(), recent.rend(), older),
+                       [=](const Event &event) { return event.kind == kind; });
+}
+
+std::string wait(Chassis &chassis, const Words &words) {
+    const Duration length(static_cast<std::int64_t>(std::stod(words[0]) * 1e9));
+    const EventType *type = words.size() > 1 ? find_event_type(words[1]) : nullptr;
+    std::uint64_t seen = words.size() > 2 ? word_or(words, 2, 0) : chassis.log.count();
+    bool come = false;
+    chassis.loop.wait(chassis.loop.now() + length, [&] {
+        come = type != nullptr && has_come(chassis.log, type->kind, seen);
+        seen = chassis.log.count();
+        return come;
+    });
+    if (type != nullptr && !come) {
+        throw std::runtime_error("no " + words[1] + " has come in " + words[0] + " s");
+    }
+    char text[32];
+    std::snprintf(text, sizeof text, "%.3f s\n", static_cast<double>(whole_milliseconds(chassis.loop.now())) / 1000);
+    return text;
+}
+
+std::string end(Chassis &chassis, const Words &) {
+    chassis.told_to_end = true;
+    return "the run ends\n";
+}
+
 // What a board of the user's own needs to join.
 std::string address(Chassis &chassis, const Words &) {
     return std::to_string(chassis.links.port()) + " " + std::to_string(chassis.links.run()) + "\n";
@@ -175,6 +205,9 @@ constexpr std::array kOneBoard = {kBoardArgument};
 constexpr std::array kAdvance = {kBoardArgument, Argument{"seconds", "At most 7200", ArgumentType::kNumber}};
 constexpr std::array kBlackBox = {kBoardArgument,
                                   Argument{"module", "Power module (default 1)", ArgumentType::kNumber, false}};
+const std::array kWait = {Argument{"seconds", "At most so long", ArgumentType::kSeconds},
+                          Argument{"event", "Until such an event comes", ArgumentType::kChoice, false, event_names()},
+                          Argument{"after", "Number of the last event that is known", ArgumentType::kNumber, false}};
 
 constexpr std::array kCommands = {
     Command{"round", "Ask every board for everything, once", {}, true, round},
@@ -188,6 +221,8 @@ constexpr std::array kCommands = {
     Command{"trace", "Show how long the stages of the request path take", kOneBoard, false, trace, true},
     Command{"figures", "Show a process's records, queue, memory and descriptors", kOneBoard, false, figures},
     Command{"address", "Show the port and the run's number, for a board of your own", {}, false, address},
+    Command{"wait", "Let time pass, or wait for an event", kWait, false, wait},
+    Command{"end", "End a run with --hold", {}, true, end},
 };
 
 } // namespace

@@ -48,6 +48,10 @@ EventFile::EventFile(EventLog &log, const std::string &path) : log_(log), path_(
         if (event.kind != EventKind::kTrace) {
             stream_ << json_line(event) << '\n';
         }
+        // Whoever gave a command finds what came of it.
+        if (event.kind == EventKind::kAction) {
+            stream_.flush();
+        }
     });
 }
 

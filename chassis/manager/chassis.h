@@ -55,6 +55,7 @@ public:
     Faults faults;
     const std::filesystem::path run_folder;
     const std::uint32_t seed;
+    bool told_to_end = false;
 
 private:
     Board *take_stranger(std::uint32_t slot);

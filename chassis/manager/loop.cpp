@@ -14,6 +14,8 @@ namespace chassis {
 namespace {
 
 constexpr Duration kLongestPoll = std::chrono::seconds(60);
+// Others are let look whether something came from outside, and see that the clock is not stuck.
+constexpr std::chrono::seconds kLongestHold{1};
 
 } // namespace
 
@@ -67,11 +69,30 @@ void Loop::wait_for(Duration duration) {
     wait(now() + duration, [] { return false; });
 }
 
-void Loop::serve_descriptors(Duration patience) {
-    std::vector<pollfd> sources = {{signals_.get(), POLLIN, 0}, {posted_event_.get(), POLLIN, 0}};
-    for (const Watched &watched : watched_) {
-        sources.push_back({watched.busy ? -1 : watched.descriptor, POLLIN, 0});
+void Loop::hold(const std::function<bool()> &done) {
+    if (!clock_.is_virtual()) {
+        return wait(Time::max(), done);
     }
+    while (!done()) {
+        auto from_outside = sources();
+        if (poll_outside(from_outside, kLongestHold) > 0) {
+            serve_descriptors(Duration(0));
+        } else {
+            clock_.settle();
+        }
+    }
+}
+
+std::vector<pollfd> Loop::sources() const {
+    std::vector<pollfd> all = {{signals_.get(), POLLIN, 0}, {posted_event_.get(), POLLIN, 0}};
+    for (const Watched &watched : watched_) {
+        all.push_back({watched.busy ? -1 : watched.descriptor, POLLIN, 0});
+    }
+    return all;
+}
+
+void Loop::serve_descriptors(Duration patience) {
+    auto sources = this->sources();
     const auto ms = std::chrono::ceil<std::chrono::milliseconds>(patience).count();
     if (poll(sources.data(), sources.size(), static_cast<int>(ms)) <= 0) {
         return;

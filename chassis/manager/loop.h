@@ -54,6 +54,8 @@ public:
     // Serves whatever comes until `done` or the deadline. May be called from whatever it serves.
     void wait(Time deadline, const std::function<bool()> &done);
     void wait_for(Duration duration);
+    // Serves whatever comes from outside until `done`. Virtual time stands still, except while something is served.
+    void hold(const std::function<bool()> &done);
 
 private:
     struct Watched {
@@ -63,6 +65,7 @@ private:
     };
     using TimerKey = std::pair<Time, TimerId>;
 
+    std::vector<pollfd> sources() const;
     void serve_descriptors(Duration patience);
     void serve_signals();
     void serve_posted();

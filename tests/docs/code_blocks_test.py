@@ -31,7 +31,7 @@ class Page:
 
     def shell(self, command):
         script = (f"set -eu -o pipefail\nset -a\n. {self.state}\nset +a\n{command}\n"
-                  f"{{ declare -p PKG_CONFIG_PATH LD_LIBRARY_PATH ORVA_HOST_BOARD PWD 2>/dev/null || true; }} "
+                  f"{{ declare -p PKG_CONFIG_PATH LD_LIBRARY_PATH ORVA_HOST_BOARD PYTHONPATH PWD 2>/dev/null || true; }} "
                   f"| sed 's/^declare -[-x]* //' > {self.state}.new\nmv {self.state}.new {self.state}\n")
         result = subprocess.run(["bash", "-c", script], cwd=self.folder, text=True, capture_output=True, timeout=120)
         return result.returncode, result.stdout, result.stderr
@@ -108,7 +108,8 @@ def main():
         parser.add_argument(f"--{option}", required=True)
     parser.add_argument("pages", nargs="+")
     args = parser.parse_args()
-    os.environ["PATH"] = f"{args.build}/tools:{args.build}/chassis:{os.environ['PATH']}"
+    os.environ["PATH"] = f"{args.build}/tools:{args.build}/chassis:/usr/bin:{os.environ['PATH']}"
+    os.environ["PYTHONDONTWRITEBYTECODE"] = "1"
     problems, blocks = [], 0
     for name in args.pages:
         path = pathlib.Path(args.root) / name
