@@ -22,7 +22,7 @@ struct RunOptions {
     std::optional<std::uint32_t> seconds;
     bool virtual_time = false;
     bool no_restart = false;
-    bool hold = false; // after the last step, for commands
+    bool hold = false;  // after the last step, for commands
     std::string events; // files, absolute; empty: none
     std::string record;
     std::string run_dir; // empty: a fresh folder below the system's temporary folder
