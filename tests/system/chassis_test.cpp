@@ -446,6 +446,9 @@ text = "packets, then records"
 boards = 2
 
 [[step]]
+title = "power-on"
+
+[[step]]
 title = "200 packets"
 do = ["round", "send first long 200"]
 [[step.expect]]
