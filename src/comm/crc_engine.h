@@ -99,6 +99,7 @@ inline std::uint8_t features() {
 ORVA_TARGET_CRC32 inline std::uint32_t advance_by_instructions(std::uint32_t r, const std::uint8_t *data,
                                                                std::size_t length) {
     constexpr std::size_t kStretchBytes = 256;
+    constexpr const StretchTable<Crc32> &kTable = kStretch<Crc32, kStretchBytes>;
     for (; length >= 3 * kStretchBytes; length -= 3 * kStretchBytes, data += 3 * kStretchBytes) {
         std::uint32_t second = 0;
         std::uint32_t third = 0;
@@ -107,7 +108,7 @@ ORVA_TARGET_CRC32 inline std::uint32_t advance_by_instructions(std::uint32_t r, 
             second = ORVA_CRC32_DOUBLE_WORD(second, Crc32::load_word(data + kStretchBytes + at));
             third = ORVA_CRC32_DOUBLE_WORD(third, Crc32::load_word(data + 2 * kStretchBytes + at));
         }
-        r = skip_stretch<Crc32, kStretchBytes>(skip_stretch<Crc32, kStretchBytes>(r) ^ second) ^ third;
+        r = skip_stretch(kTable, skip_stretch(kTable, r) ^ second) ^ third;
     }
     for (; length >= kWordBytes; length -= kWordBytes, data += kWordBytes) {
         r = ORVA_CRC32_DOUBLE_WORD(r, Crc32::load_word(data));

@@ -133,12 +133,13 @@ consteval StretchTable<Form> make_stretch_table() {
 template <typename Form, std::size_t Bytes>
 inline constexpr StretchTable<Form> kStretch = make_stretch_table<Form, Bytes>();
 
-template <typename Form, std::size_t Bytes>
-[[gnu::always_inline]] inline typename Form::Register skip_stretch(typename Form::Register r) {
+template <typename Form>
+[[gnu::always_inline]] inline typename Form::Register skip_stretch(const StretchTable<Form> &table,
+                                                                   typename Form::Register r) {
     typename Form::Register moved = 0;
 #pragma GCC unroll 8
     for (unsigned nibble = 0; nibble < Form::kBits / 4; ++nibble) {
-        moved ^= kStretch<Form, Bytes>.row[nibble][r >> 4 * nibble & 0xF];
+        moved ^= table.row[nibble][r >> 4 * nibble & 0xF];
     }
     return moved;
 }
@@ -159,19 +160,25 @@ template <typename Form>
 [[gnu::noinline]] inline typename Form::Register advance_by_look_up(typename Form::Register r,
                                                                     const std::uint8_t *data, std::size_t length) {
     constexpr std::size_t kStreams = 4;
-    constexpr std::size_t kStreamBytes = 64;
-    for (; length >= kStreams * kStreamBytes; length -= kStreams * kStreamBytes) {
+    constexpr std::size_t kShort = 16;
+    constexpr std::size_t kLong = 64;
+    while (length >= kStreams * kShort) {
+        const bool isLong = length >= kStreams * kLong;
+        const std::size_t stretch = isLong ? kLong : kShort;
+        const StretchTable<Form> &table = isLong ? kStretch<Form, kLong> : kStretch<Form, kShort>;
         typename Form::Register streams[kStreams] = {r};
-        for (const std::uint8_t *const end = data + kStreamBytes; data < end; data += kWordBytes) {
+#pragma GCC unroll 1
+        for (const std::uint8_t *const end = data + stretch; data < end; data += kWordBytes) {
 #pragma GCC unroll 4
             for (std::size_t k = 0; k < kStreams; ++k) {
-                streams[k] = look_up<Form>(Form::load_word(data + k * kStreamBytes) ^ Form::place(streams[k]));
+                streams[k] = look_up<Form>(Form::load_word(data + k * stretch) ^ Form::place(streams[k]));
             }
         }
-        data += (kStreams - 1) * kStreamBytes;
+        data += (kStreams - 1) * stretch;
+        length -= kStreams * stretch;
         r = streams[0];
         for (std::size_t k = 1; k < kStreams; ++k) {
-            r = static_cast<typename Form::Register>(skip_stretch<Form, kStreamBytes>(r) ^ streams[k]);
+            r = static_cast<typename Form::Register>(skip_stretch<Form>(table, r) ^ streams[k]);
         }
     }
     for (; length >= kWordBytes; length -= kWordBytes, data += kWordBytes) {
