@@ -23,8 +23,8 @@ PAGES = (
 def date(root):
     epoch = os.environ.get("SOURCE_DATE_EPOCH")
     if epoch is None:
-        found = re.search(r"\d{4}-\d{2}-\d{2}", (root / "CHANGELOG.md").read_text())
-        day = time.strptime(found.group(0), "%Y-%m-%d") if found else time.gmtime(0)
+        found = re.search(r"^ -- .*>  \w+, (\d+ \w+ \d+)", (root / "debian" / "changelog").read_text(), flags=re.M)
+        day = time.strptime(found.group(1), "%d %b %Y")
     else:
         day = time.gmtime(int(epoch))
     return time.strftime(f"%B {day.tm_mday}, %Y", day)
@@ -105,11 +105,16 @@ def area_page(root, header, names):
     return "\n".join(out) + "\n"
 
 
+def cells(line):
+    return [cell.strip().replace("\\|", "|") for cell in re.split(r"(?<!\\)\|", line.strip().strip("|"))]
+
+
 def table(lines):
-    rows = [[cell.strip() for cell in line.strip("|").split("|")] for line in lines]
+    rows = [cells(line) for line in lines]
     out = [".Bl -tag -width Ds"]
     for row in rows[2:]:
-        rest = [cell for cell in row[1:] if cell]
+        rest = [f"default: {cell}" if title == "default" else cell
+                for title, cell in zip(rows[0][1:], row[1:], strict=True) if cell]
         out += [f".It {escaped(row[0])}", *prose("; ".join(rest) if rest else "\\&")]
     return out + [".El"]
 
@@ -159,20 +164,89 @@ def manual_page(root, page, name, section, description, references):
     return "\n".join(out) + "\n"
 
 
+# ---- A page for each sub-command
+
+def tables(text):
+    return [found.group(0).rstrip("\n").split("\n") for found in re.finditer(r"^\|.*\n(?:\|.*\n)+", text, flags=re.M)]
+
+
+def usages(program, text):
+    """How each sub-command is called, from the block of usages and from the tables of commands."""
+    found = {}
+    block = re.search(r"^```\n(" + program + r" .*?)^```$", text, flags=re.M | re.S)
+    for usage in re.split(r"\n(?! )", block.group(1).strip()) if block else ():
+        words = re.sub(r"\[[^]]*\] ?", "", usage).split()
+        if len(words) > 1 and words[1].islower():
+            found.setdefault(words[1], []).append((" ".join(usage.split()), ""))
+    rows = (cells(line) for lines in tables(text) if cells(lines[0])[0] == "command" for line in lines[2:])
+    for row in rows:
+        for call in re.findall(r"`([^`]+)`", row[0]):
+            name = call.split()[0]
+            if not name[0].islower():
+                continue  # an option
+            usage = call if call.startswith(program) else f"{program} {call}"
+            old = found.setdefault(name, [])
+            if old and not old[0][1] and old[0][0].split()[0] == program and len(old) == 1 and name in old[0][0].split():
+                old[0] = (old[0][0], row[1])  # called as the block says, described by the table
+            else:
+                old.append((usage, row[1]))
+    return found
+
+
+def section(name, text):
+    """The section whose heading names the sub-command."""
+    for heading, body_text in re.findall(r"^## ([^\n]*)\n(.*?)(?=^## |\Z)", text, flags=re.M | re.S):
+        if name in re.split(r", ", heading):
+            return f"# {name}\n{body_text}"
+    return None
+
+
+def options(name, text):
+    return [lines for lines in tables(text) if f"`{name}`" in cells(lines[0])[0]]
+
+
+def command_pages(root, page, program):
+    text = (root / page).read_text()
+    for name, calls in usages(program, text).items():
+        own = section(name, text)
+        described = list(dict.fromkeys(effect for _, effect in calls if effect))
+        first = re.split(r"(?<=\.) |; |, with |: ", described[0])[0] if described else section_summary(own, program, name)
+        out = head(root, f"{program}-{name}", 1, escaped(first).rstrip("."))
+        out += [".Sh SYNOPSIS", *(line for usage, _ in calls for line in (".Bd -ragged -compact", *prose(usage), ".Ed"))]
+        out += [".Sh DESCRIPTION"]
+        for i, effect in enumerate(described):
+            out += ([".Pp"] if i else []) + prose(effect[0].upper() + effect[1:] + ("" if effect.endswith(".") else "."))
+        if own:
+            out += ([".Pp"] if described else []) + page_body(own)
+        for lines in options(name, text):
+            out += table(lines)
+        while out[-1] == ".Pp":
+            out.pop()
+        out += [".Sh SEE ALSO", f".Xr {program} 1 ,", ".Xr liborva_comm 7"]
+        yield f"{program}-{name}", "\n".join(out) + "\n"
+
+
+def section_summary(own, program, name):
+    paragraph = re.search(r"^(?!#|\||```|<!--)(\S.*?)(?:\n\n|\Z)", own or "", flags=re.M | re.S)
+    return re.split(r"(?<=\.) |: ", " ".join(paragraph.group(1).split()))[0] if paragraph else f"{name} of {program}"
+
+
 def main():
     root, folder = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2])
     headers = [header for header in sorted((root / "include").glob("orva_*.h"))
                if any(True for _ in header_reader.functions(header.read_text()))]
     names = [header.stem for header in headers]
-    for section in ("man1", "man3", "man7"):
-        (folder / section).mkdir(parents=True, exist_ok=True)
+    for name in ("man1", "man3", "man7"):
+        (folder / name).mkdir(parents=True, exist_ok=True)
     for header in headers:
         (folder / "man3" / f"{header.stem}.3").write_text(area_page(root, header, names))
     areas = [f"{name} 3" for name in names]
-    for page, name, section, description in PAGES:
-        references = areas if section == 7 else ["liborva_comm 7"]
-        text = manual_page(root, page, name, section, description, references)
-        (folder / f"man{section}" / f"{name}.{section}").write_text(text)
+    for page, name, number, description in PAGES:
+        references = areas if number == 7 else ["liborva_comm 7"]
+        text = manual_page(root, page, name, number, description, references)
+        (folder / f"man{number}" / f"{name}.{number}").write_text(text)
+        for command, text in command_pages(root, page, name) if number == 1 else ():
+            (folder / "man1" / f"{command}.1").write_text(text)
 
 
 main()

@@ -1,59 +1,128 @@
 #!/usr/bin/env bash
-# Installs the packages in a fresh Debian, builds and runs the examples there with pkg-config and with CMake, and removes
-# the packages without a trace.
+# Installs the packages in a fresh Debian, builds the examples there with pkg-config and with CMake, runs them, and removes
+# the packages without a trace. The Debian is kept in ROOT_FOLDER for the next time.
 # usage: package_test.sh PACKAGE_FOLDER ROOT_FOLDER
 set -euo pipefail
-root_of_tree=$(cd -P "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.." && pwd)
+readonly needed=g++,cmake,ninja-build,pkg-config,libgtest-dev,python3-pytest,man-db
+tree=$(cd -P "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.." && pwd)
 packages=$(cd "$1" && pwd)
 root=$2
 
-inside() {
-    chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C "$@"
+say() {
+    printf '%s\n' "$*"
 }
 
-# What an installation may leave: lists and caches of the package manager and of the linker.
+inside() {
+    chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C DEBIAN_FRONTEND=noninteractive "$@"
+}
+
+# What an installation may leave: lists and caches of the package manager.
 files() {
-    (cd "$root" && find . -xdev \( -path ./proc -o -path ./sys -o -path ./dev -o -path ./tmp -o -path ./work \
+    (cd "$root" && find . -xdev \( -path ./proc -o -path ./sys -o -path ./dev -o -path ./tmp -o -path ./stage -o -path ./made \
         -o -path ./var/lib/dpkg -o -path ./var/lib/apt -o -path ./var/cache -o -path ./var/log \) -prune -o -print | sort)
 }
 
-if [ ! -e "$root/made" ]; then
+# What the packages depend on is installed with them the first time, and stays.
+make_root() {
+    say "a fresh Debian in $root"
     rm -rf "$root"
-    mmdebstrap --quiet --variant=minbase --include=g++,cmake,ninja-build,pkg-config,libgtest-dev,libspdlog1.10,libarchive13 \
-        bookworm "$root"
-    touch "$root/made"
-fi
-rm -rf "$root/work"
-mkdir -p "$root/work"
-cp -r "$root_of_tree/examples" "$root_of_tree/tests/abi/consumer" "$root_of_tree/tests/abi/kit_consumer" "$packages"/*.deb \
-    "$root/work"
-files >"$root/work/before"
-
-inside sh -c 'dpkg -i /work/*.deb' || {
-    inside apt-get update
-    inside sh -c 'DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends -f'
+    mmdebstrap --quiet --variant=minbase --include="$needed" bookworm "$root"
+    stage
+    inside apt-get update -q
+    inside sh -c 'apt-get install -y -q --no-install-recommends /stage/*.deb' >"$root/stage/log" 2>&1 || {
+        cat "$root/stage/log"
+        return 1
+    }
+    remove
+    printf '%s\n' "$needed" >"$root/made"
 }
-inside sh -ec '
-    cd /work
-    for source in program.c program.cpp; do
-        compiler=cc
-        [ "$source" = program.c ] || compiler=c++
-        $compiler consumer/$source -o by_hand $(pkg-config --cflags --libs orva_host_platform)
-        [ "$(./by_hand)" = "29b1 cbf43926" ]
+
+stage() {
+    rm -rf "$root/stage"
+    mkdir -p "$root/stage"
+    cp -r "$tree/examples" "$tree/tests/abi/consumer" "$packages"/*.deb "$root/stage"
+}
+
+names() {
+    for package in "$packages"/*.deb; do
+        dpkg-deb -f "$package" Package
     done
-    cmake -G Ninja -S consumer -B consumer_build >/dev/null
-    cmake --build consumer_build >/dev/null
-    [ "$(consumer_build/consumer_c)" = "29b1 cbf43926" ]
-    [ "$(consumer_build/consumer_cpp)" = "29b1 cbf43926" ]
-    c++ -std=c++20 examples/agent_test.cpp -o agent_test $(pkg-config --cflags --libs orva_comm_testing) -lgtest -lgtest_main
-    ./agent_test >agent_test.log || { cat agent_test.log; exit 1; }
-    orva-inspect --version
-    orva-inspect code 0
+}
+
+remove() {
+    # shellcheck disable=SC2046
+    inside dpkg --purge $(names) >/dev/null
+}
+
+[ "$(cat "$root/made" 2>/dev/null)" = "$needed" ] || make_root
+mount --bind /proc "$root/proc"
+trap 'umount "$root/proc"' EXIT
+stage
+files >"$root/stage/before"
+
+say "installing $(names | tr '\n' ' ')"
+inside sh -c 'dpkg -i /stage/*.deb >/stage/log 2>&1' || {
+    # A package has a new dependency.
+    inside apt-get update -q
+    inside apt-get install -y -q --no-install-recommends -f
+}
+
+say 'building with pkg-config'
+inside sh -ec '
+    cd /stage
+    mkdir by_hand
+    platform=$(pkg-config --cflags --libs orva_host_platform)
+    cc consumer/program.c -o by_hand/consumer_c $platform
+    c++ consumer/program.cpp -o by_hand/consumer_cpp $platform
+    cc examples/agent.c -o by_hand/agent $platform
+    cc examples/manager.c -o by_hand/manager $platform
+    c++ -std=c++20 examples/agent_test.cpp -o by_hand/agent_test $(pkg-config --cflags --libs orva_comm_testing) \
+        -lgtest -lgtest_main
 '
-inside sh -c 'dpkg --purge orva-tools liborva-comm-doc liborva-comm-dev liborva-comm1 orva-host-platform'
-files >"$root/work/after"
-if ! diff "$root/work/before" "$root/work/after"; then
-    echo 'the packages left files behind' >&2
+say 'building with CMake'
+inside sh -ec '
+    cd /stage
+    for folder in consumer examples; do
+        cmake -G Ninja -S $folder -B by_cmake/$folder >/dev/null
+        cmake --build by_cmake/$folder >/dev/null
+    done
+'
+say 'running the examples'
+inside sh -ec '
+    cd /stage
+    for program in by_hand/consumer_c by_hand/consumer_cpp by_cmake/consumer/consumer_c by_cmake/consumer/consumer_cpp; do
+        [ "$($program)" = "29b1 cbf43926" ]
+    done
+    for folder in by_hand by_cmake/examples; do
+        $folder/agent_test >log 2>&1 || { cat log; exit 1; }
+        orva-chassis run lost-board --agent $folder/agent >log 2>&1 || { cat log; exit 1; }
+        orva-chassis boards --port 5300 --boards 2 >log 2>&1 &
+        timeout 30 $folder/manager 5300 2 || { cat log; exit 1; }
+        kill $!
+        wait $! || true
+    done
+'
+say 'running the programs'
+inside sh -ec '
+    cd /stage
+    orva-chassis run demo --time virtual >log 2>&1 || { cat log; exit 1; }
+    tail -1 log
+    orva-inspect code 0x01DA0006
+    orva-board example >board.toml
+    orva-board check board.toml
+    orva-port-check >log 2>&1 || { cat log; exit 1; }
+    python3 -m pytest -q -p no:cacheprovider examples/test_board.py >log 2>&1 || { cat log; exit 1; }
+    tail -1 log
+    for page in "1 orva-chassis" "1 orva-inspect" "3 orva_comm" "7 liborva_comm"; do
+        man $page >/dev/null
+    done
+    rm -rf /root/.*cache /root/.pytest_cache
+'
+say 'removing them'
+remove
+files >"$root/stage/after"
+if ! diff "$root/stage/before" "$root/stage/after"; then
+    say 'the packages left files behind' >&2
     exit 1
 fi
-echo 'installed, used and removed without a trace'
+say 'installed, used and removed without a trace'

@@ -1,6 +1,8 @@
 """Installs into scratch folders and builds and runs a small C and a small C++ program against each, with pkg-config and
-with find_package: with --prefix, with DESTDIR, and moved after the installation."""
+with find_package: with --prefix, with DESTDIR, and moved after the installation. A program without a platform fails as
+the page says."""
 import argparse
+import fnmatch
 import os
 import pathlib
 import subprocess
@@ -31,6 +33,30 @@ def check_pkgconfig(args, stage, scratch):
         check(run([program], env=environment, cwd=scratch), program.name)
 
 
+def fails(command, expected, **options):
+    """The command fails, and its messages have each of the expected lines, without folders."""
+    result = subprocess.run([str(word) for word in command], text=True, capture_output=True, **options)
+    lines = [line.split(": ", 1)[-1].rsplit("/", 1)[-1] for line in result.stderr.splitlines()]
+    for wanted in expected:
+        if result.returncode == 0 or not fnmatch.filter(lines, wanted):
+            sys.exit(f"{' '.join(map(str, command))} -> {result.returncode}, without {wanted!r}\n{result.stderr}")
+
+
+def check_without_platform(args, stage, scratch):
+    """What docs/porting.md says of a program that brings no platform."""
+    libdir = next(path.parent for path in stage.rglob("liborva_comm.so"))
+    environment = {**os.environ, "LC_ALL": "C", "PKG_CONFIG_PATH": str(libdir / "pkgconfig")}
+    flags = run(["pkg-config", "--cflags", "--libs", "orva_comm"], env=environment).split()
+    program = scratch / "without_platform"
+    link = [args.cc, pathlib.Path(args.consumer) / "without_platform.c", "-o", program, *flags]
+    names = ("MIRO_MemAlloc_F", "TOVA_DLog", "drv_board_get_type", "snprintf_s")
+    fails(link, [f"liborva_comm.so: undefined reference to `{name}'" for name in names], env=environment)
+    run([*link, "-Wl,--allow-shlib-undefined"], env=environment)
+    fails([program], ["liborva_comm.so.1: undefined symbol: *"],
+          env={**environment, "LD_LIBRARY_PATH": str(libdir)})
+    print("without a platform: as docs/porting.md says")
+
+
 def check_cmake(args, stage, scratch):
     build = scratch / f"{stage.name}_cmake"
     run([args.cmake, "-G", "Ninja", "-S", args.consumer, "-B", build, f"-DCMAKE_PREFIX_PATH={stage}",
@@ -55,6 +81,7 @@ def main():
         prefix.rename(moved)
         check_pkgconfig(args, moved, scratch)
         check_cmake(args, moved, scratch)
+        check_without_platform(args, moved, scratch)
 
 
 main()

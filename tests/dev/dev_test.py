@@ -17,7 +17,9 @@ echo "$(basename "$0") $*" >>"$DEV_TEST_CALLS"
 """
 
 
-class Dev(unittest.TestCase):
+class Tree(unittest.TestCase):
+    """A copy of ./dev, and stand-ins for what it calls."""
+
     def setUp(self):
         scratch = tempfile.TemporaryDirectory(prefix="orva dev ")
         self.addCleanup(scratch.cleanup)
@@ -54,6 +56,8 @@ class Dev(unittest.TestCase):
     def called(self):
         return self.calls.read_text()
 
+
+class Commands(Tree):
     def test_builds_and_tests_the_release(self):
         self.dev("test")
         self.assertIn("cmake -B build/release --preset release", self.called())
@@ -117,6 +121,92 @@ class Dev(unittest.TestCase):
     def test_refuses_an_unknown_command_and_preset(self):
         self.assertIn("unknown command: nothing", self.dev("nothing", expected=2))
         self.assertIn("unknown preset: nothing", self.dev("test", "nothing", expected=2))
+
+
+class Release(Tree):
+    """A tree that is ready for 1.2.3, and each thing that makes it not so."""
+
+    def setUp(self):
+        super().setUp()
+        self.write("CMakeLists.txt", "project(orva_comm VERSION 1.2.3 LANGUAGES C CXX)\n")
+        self.write("CHANGELOG.md", "# Changelog\n\n## 1.2.3\n\n- A change.\n\n## 1.2.2\n")
+        self.write("debian/changelog", "orva-comm (1.2.3) unstable; urgency=medium\n")
+        self.write("abi/x86_64.abi", "the record\n")
+        self.write("abi/aarch64.abi", "the record\n")
+        self.write("docs/make_site.sh", RECORDER, 0o755)
+        self.write("tests/package_test.sh", RECORDER, 0o755)
+        self.write(".gitignore", "build/\n")
+        self.git("init", "-q")
+        self.commit()
+        self.stand_in("abidw", RECORDER + "while [ \"$1\" != --out-file ]; do shift; done\nmkdir -p \"${2%/*}\"\n"
+                      "echo the record >\"$2\"\n")
+        self.stand_in("abidiff", RECORDER)
+        self.stand_in("dpkg-buildpackage", RECORDER + "echo a package >../a.deb\ntouch ../a.changes\n")
+        self.stand_in("lintian", RECORDER)
+
+    def write(self, name, text, mode=0o644):
+        path = self.tree / name
+        path.parent.mkdir(exist_ok=True)
+        path.write_text(text)
+        path.chmod(mode)
+
+    def git(self, *arguments):
+        subprocess.run(["git", "-c", "user.name=a", "-c", "user.email=a@b", *arguments], cwd=self.tree, check=True,
+                       stdout=subprocess.DEVNULL)
+
+    def commit(self):
+        self.git("add", "-A")
+        self.git("commit", "-qm", "a")
+
+    def refused(self, *problems):
+        output = self.dev("release", "1.2.3", expected=1)
+        for problem in problems:
+            self.assertIn(f"not ready: {problem}", output)
+        self.assertEqual(self.called(), "")
+
+    def test_what_is_ready_is_tested_built_and_packaged(self):
+        self.assertIn("ready: git tag -a v1.2.3", self.dev("release", "1.2.3"))
+        for step in ("python3 tests/run.py build/release", "abidiff", "make_site.sh", "dpkg-buildpackage -us -uc -b",
+                     "dpkg-buildpackage -us -uc -aarm64 -B -d", "lintian", "package_test.sh"):
+            self.assertIn(step, self.called())
+
+    def test_a_version_is_three_numbers(self):
+        for version in ("", "1.2", "v1.2.3", "1.2.3-rc1"):
+            self.assertIn("a version is three numbers", self.dev("release", version, expected=2))
+
+    def test_every_place_names_the_version(self):
+        self.write("CMakeLists.txt", "project(orva_comm VERSION 1.2.2 LANGUAGES C CXX)\n")
+        self.write("CHANGELOG.md", "# Changelog\n\n## 1.2.2\n")
+        self.write("debian/changelog", "orva-comm (1.2.2) unstable; urgency=medium\n")
+        self.commit()
+        self.refused("CMakeLists.txt names another version", "CHANGELOG.md does not begin with 1.2.3",
+                     "debian/changelog does not begin with 1.2.3")
+
+    def test_a_version_without_changes_is_refused(self):
+        self.write("CHANGELOG.md", "# Changelog\n\n## 1.2.3\n\n## 1.2.2\n\n- A change.\n")
+        self.commit()
+        self.refused("CHANGELOG.md says nothing of 1.2.3")
+
+    def test_changes_that_are_not_committed_are_refused(self):
+        self.write("new", "")
+        self.refused("the working tree has changes")
+
+    def test_a_tag_that_exists_is_refused(self):
+        self.git("tag", "v1.2.3")
+        self.refused("the tag v1.2.3 exists")
+
+    def test_a_step_that_fails_stops_it(self):
+        for program, output in (("abidiff", "the binary interface changed"), ("lintian", "lintian"),
+                                ("dpkg-buildpackage", "packages for amd64")):
+            with self.subTest(program):
+                before = (self.scratch / program).read_text()
+                self.stand_in(program, "#!/bin/sh\nexit 1\n")
+                self.assertIn(output, self.dev("release", "1.2.3", expected=1))
+                self.stand_in(program, before)
+
+    def test_packages_that_differ_the_second_time_stop_it(self):
+        self.stand_in("dpkg-buildpackage", RECORDER + "pwd >../a.deb\ntouch ../a.changes\n")
+        self.assertIn("a.deb differ", self.dev("release", "1.2.3", expected=1))
 
 
 RESULTS = """<testsuite>

@@ -1,4 +1,5 @@
-"""The manual pages: mandoc finds nothing to say, each function has an entry, and two runs give equal files."""
+"""The manual pages: mandoc finds nothing to say, each function has an entry, each sub-command of the programs has a page,
+and two runs give equal files."""
 import argparse
 import pathlib
 import re
@@ -13,10 +14,18 @@ def make(root, folder):
     return sorted(pathlib.Path(folder).glob("man*/*"))
 
 
+def sub_commands(program):
+    text = subprocess.run([program, "--help"], text=True, capture_output=True, check=True).stdout
+    groups = re.findall(r"^(?!Options)\S[^\n]*:\n((?:  .*\n)+)", text, flags=re.M)
+    return [f"{program.name}-{name}" for group in groups for name in re.findall(r"^  ([a-z][a-z-]*) ", group, flags=re.M)]
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--root", required=True)
-    root = pathlib.Path(parser.parse_args().root)
+    parser.add_argument("programs", nargs="*", type=pathlib.Path)
+    args = parser.parse_args()
+    root = pathlib.Path(args.root)
     problems = []
     with tempfile.TemporaryDirectory() as first, tempfile.TemporaryDirectory() as second:
         pages = make(root, first)
@@ -27,6 +36,8 @@ def main():
         names = [name.strip() for name in (root / "abi" / "exports.txt").read_text().splitlines()]
         problems += [f"{name} has no entry" for name in names
                      if name and not name.startswith("g_") and f".It Fn {name}\n" not in text]
+        problems += [f"{command} has no page" for program in args.programs for command in sub_commands(program)
+                     if command not in {page.stem for page in pages}]
         if shutil.which("mandoc") is None:
             print("skipped: the check by mandoc, which is not installed")
         else:
