@@ -51,6 +51,8 @@ std::uint16_t udp_sum(std::span<const std::uint8_t> packet) {
     return sum != 0 ? sum : 0xFFFF;
 }
 
+} // namespace
+
 std::vector<std::uint8_t> ip_packet(std::uint16_t number, const Address &from, const Address &to,
                                     std::span<const std::uint8_t> bytes) {
     std::vector<std::uint8_t> packet(kIpBytes + kUdpBytes + bytes.size());
@@ -70,8 +72,6 @@ std::vector<std::uint8_t> ip_packet(std::uint16_t number, const Address &from, c
     store16(packet, 26, udp_sum(packet));
     return packet;
 }
-
-} // namespace
 
 Writer::Writer(const std::string &path)
     : path_(path),

@@ -21,6 +21,10 @@ namespace capture {
 // The most that a datagram can hold.
 inline constexpr std::size_t kMaxDatagramBytes = 65535 - 20 - 8;
 
+// A datagram as the IPv4 packet that carries it; `number` is the packet's identification.
+std::vector<std::uint8_t> ip_packet(std::uint16_t number, const Address &from, const Address &to,
+                                    std::span<const std::uint8_t> bytes);
+
 class Writer {
 public:
     // Throws std::runtime_error, which names the file and the reason, when it cannot be written.

@@ -19,7 +19,10 @@ namespace inspect {
 
 enum class Description { kText, kJson, kMarkdown, kSchema, kLua, kHeader };
 
-enum class Bus { kUdp, kIpmb };
+enum class Bus { kUdp, kIpmb, kRs485, kCan };
+
+// The most that a log may hold.
+inline constexpr std::size_t kLogLimit = std::size_t{16} << 20;
 
 // What a command writes: lines for people, every byte with its name beside it, or one JSON document.
 enum class Shown { kTable, kAnnotated, kJson };
@@ -71,6 +74,24 @@ struct PcapForm {
 
 // Captures of the chassis, or of its datagrams on loopback.
 int inspect_captures(const Files &files, const PcapForm &form);
+
+// How the packets of a log are decoded. A datagram of the chassis says itself what it is; of other packets on UDP
+// network function and command say it; any other packet is of the family that is told, or stays bytes.
+struct LogQuery {
+    MessageForm form;
+    std::optional<Bus> bus;
+    bool annotate = false;
+};
+
+std::optional<MessageView> message_in(const Bytes &bytes, const LogQuery &query);
+
+// "to", "from" or "unknown", as a dump's name begins.
+const char *direction_of(std::string_view name);
+
+int inspect_logs(const Files &files, const LogQuery &query, bool json);
+
+// Writes the packets of a log to a capture, "-" for the standard output.
+int log_to_capture(const std::string &log, const std::string &capture, const LogQuery &query, bool json);
 
 int inspect_ports(const std::vector<std::uint32_t> &board_types, bool json);
 

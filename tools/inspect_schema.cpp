@@ -189,6 +189,58 @@ Json pcap_result() {
                    {"message", or_null(object(message_properties()))}});
 }
 
+// What every entry of a log has, and what its kind adds.
+Json log_entry(std::vector<const char *> kinds, const Properties &own) {
+    Properties properties = {{"file", text()},
+                             {"line", number(kAnySize)},
+                             {"kind", one_of(std::move(kinds))},
+                             {"time", or_null(text())},
+                             {"source", or_null(text())}};
+    properties.insert(properties.end(), own.begin(), own.end());
+    return object(properties);
+}
+
+Json manager_entry() {
+    const Json key =
+        object({{"keyId", number()},
+                {"passed", number()},
+                {"dropped", number()},
+                {"buckets", {{"type", "array"}, {"items", number()}, {"minItems", 13}, {"maxItems", 13}}}});
+    const Json node =
+        object({{"file", text()}, {"line", number()}, {"diagId", number()}, {"text", text()}, {"keys", list(key)}});
+    return log_entry({"manager"}, {{"on", yes_or_no()},
+                                   {"idsCovered", number()},
+                                   {"bucket", number()},
+                                   {"errors", number()},
+                                   {"errorLine", number()},
+                                   {"seconds", number()},
+                                   {"whole", yes_or_no()},
+                                   {"nodes", list(node)}});
+}
+
+Json log_result() {
+    const Json message = or_null(object(message_properties()));
+    const Json dropped = object({{"diagId", number()}, {"count", number()}, {"keyId", number()}, {"format", text()}});
+    Json packet = packet_result();
+    packet["properties"].update(log_entry(
+        {"packet"}, {{"direction", one_of({"to", "from", "unknown"})}, {"message", message}})["properties"]);
+    for (const char *name : {"line", "kind", "time", "source", "direction", "message"}) {
+        packet["required"].push_back(name);
+    }
+    return {{"oneOf",
+             {packet, log_entry({"bytes"}, {{"name", text()}, {"bytes", hex()}, {"message", message}}),
+              log_entry({"diagnostic", "debug", "position"}, {{"chassis", or_null(number())},
+                                                              {"slot", number()},
+                                                              {"id", or_null(number())},
+                                                              {"text", text()},
+                                                              {"dropped", or_null(dropped)}}),
+              manager_entry()}}};
+}
+
+Json to_pcap_result() {
+    return object({{"file", text()}, {"capture", text()}, {"packets", number()}, {"notWhole", number()}});
+}
+
 Json port_result() {
     return or_null(object({{"boardType", number()},
                            {"hex", text()},
@@ -221,10 +273,11 @@ struct CommandSchema {
 };
 
 constexpr CommandSchema kCommands[] = {
-    {"code", code_result},     {"tlv", tlv_result},   {"message", message_result},
-    {"encode", encode_result}, {"diff", diff_result}, {"packet", packet_result},
-    {"port", port_result},     {"stub", stub_result}, {"sensor-type", sensor_type_result},
-    {"pcap", pcap_result},     {"crc", crc_result},
+    {"code", code_result},     {"tlv", tlv_result},         {"message", message_result},
+    {"encode", encode_result}, {"diff", diff_result},       {"packet", packet_result},
+    {"port", port_result},     {"stub", stub_result},       {"sensor-type", sensor_type_result},
+    {"log", log_result},       {"to-pcap", to_pcap_result}, {"pcap", pcap_result},
+    {"crc", crc_result},
 };
 
 // ---- The description has a form of its own

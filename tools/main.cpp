@@ -4,6 +4,7 @@
 #include "tlv_block.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -35,6 +36,8 @@ struct Options {
     std::size_t at = 0;
     std::string record;
     std::string bus;
+    std::string log;
+    std::string capture;
     Description description = Description::kText;
     std::vector<std::string> words;
 };
@@ -68,7 +71,9 @@ std::optional<Bus> bus_of(const Options &options) {
     if (options.bus.empty()) {
         return std::nullopt;
     }
-    return options.bus == "udp" ? Bus::kUdp : Bus::kIpmb;
+    constexpr std::pair<const char *, Bus> kBuses[] = {
+        {"udp", Bus::kUdp}, {"ipmb", Bus::kIpmb}, {"rs485", Bus::kRs485}, {"can", Bus::kCan}};
+    return std::ranges::find(kBuses, options.bus, [](const auto &row) { return std::string(row.first); })->second;
 }
 
 Files files_of(const Options &options) {
@@ -120,6 +125,8 @@ public:
         add_encode();
         add_diff();
         add_packet();
+        add_log();
+        add_to_pcap();
         add_pcap();
         add_describe();
         add_numbers("port", "Board types: the interface to the management network", UINT32_MAX,
@@ -316,6 +323,34 @@ private:
                 }
             }
         }
+    }
+
+    LogQuery log_query() const {
+        return {message_form(options_), bus_of(options_), options_.annotate};
+    }
+
+    // How the packets of a log are decoded.
+    void add_log_query(CLI::App *command) {
+        add_message_form(command);
+        command->add_option("--bus", options_.bus, "Bus of the packets that are no datagrams of the chassis")
+            ->check(CLI::IsMember({"udp", "ipmb", "rs485", "can"}));
+    }
+
+    void add_log() {
+        CLI::App *const log = add("log", "Packet dumps and diagnostic records of a log, decoded",
+                                  [this] { return inspect_logs(files_of(options_), log_query(), options_.json); });
+        add_files(log, "Logs");
+        add_log_query(log);
+        add_annotate(log);
+    }
+
+    void add_to_pcap() {
+        CLI::App *const capture = add("to-pcap", "Packet dumps of a log as a capture for Wireshark", [this] {
+            return log_to_capture(options_.log, options_.capture, log_query(), options_.json);
+        });
+        capture->add_option("LOG", options_.log, "Log, - for the standard input")->required();
+        capture->add_option("FILE", options_.capture, "Capture, - for the standard output")->required();
+        add_log_query(capture);
     }
 
     void add_packet() {

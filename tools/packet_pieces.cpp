@@ -111,29 +111,99 @@ PacketRun missing_pieces(const Packet &packet, std::uint64_t offset, std::uint64
 
 } // namespace
 
-std::vector<Packet> find_packets(std::string_view log) {
-    std::vector<Packet> packets;
-    std::map<std::pair<std::uint32_t, std::string>, std::size_t> open;
-    while (!log.empty()) {
-        std::string_view line = log.substr(0, log.find('\n'));
-        log.remove_prefix(std::min(line.size() + 1, log.size()));
-        for (std::size_t start = line.find(kStart); start != std::string_view::npos; start = line.find(kStart)) {
-            line.remove_prefix(start + kStart.size());
-            std::optional<Piece> piece = take_piece(line);
-            if (!piece) {
-                continue;
-            }
-            const auto [place, fresh] = open.try_emplace({piece->packet, std::string(piece->name)}, packets.size());
-            if (!fresh && packets[place->second].pieces.contains(piece->number)) {
-                place->second = packets.size();
-            }
-            if (place->second == packets.size()) {
-                packets.push_back({piece->packet, std::string(piece->name), {}});
-            }
-            packets[place->second].pieces.emplace(piece->number, std::move(piece->bytes));
+namespace {
+
+bool is_digit(char character) {
+    return character >= '0' && character <= '9';
+}
+
+// How much of `text` has the shape: a '0' of it is any digit, anything else itself.
+bool has_shape(std::string_view text, std::string_view shape) {
+    return text.size() >= shape.size() &&
+           std::equal(shape.begin(), shape.end(), text.begin(),
+                      [](char wanted, char is) { return wanted == '0' ? is_digit(is) : wanted == is; });
+}
+
+// "2026-11-21 02:13:58", with a T in the place of the blank, with a fraction and a distance from UTC.
+std::string time_in(std::string_view text) {
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (!has_shape(text.substr(at), "0000-00-00 00:00:00") &&
+            !has_shape(text.substr(at), "0000-00-00T00:00:00")) {
+            continue;
         }
+        std::size_t end = at + 19;
+        if (end + 1 < text.size() && (text[end] == '.' || text[end] == ',') && is_digit(text[end + 1])) {
+            for (++end; end < text.size() && is_digit(text[end]); ++end) {
+            }
+        }
+        for (const std::string_view zone : {" +00:00", " -00:00", "+00:00", "-00:00", "+0000", "-0000"}) {
+            if (has_shape(text.substr(end), zone)) {
+                return std::string(text.substr(at, end + zone.size() - at));
+            }
+        }
+        return std::string(text.substr(at, end + (text.substr(end).starts_with('Z') ? 1 : 0) - at));
     }
-    return packets;
+    return {};
+}
+
+// The last word with a process id, "demo[3404]".
+std::string source_in(std::string_view text) {
+    for (std::size_t close = text.rfind(']'); close != std::string_view::npos && close > 0;
+         close = text.rfind(']', close - 1)) {
+        std::size_t open = close;
+        while (open > 0 && is_digit(text[open - 1])) {
+            --open;
+        }
+        if (open == close || open == 0 || text[open - 1] != '[') {
+            continue;
+        }
+        const std::size_t blank = text.substr(0, open).find_last_of(" \t");
+        const std::size_t start = blank == std::string_view::npos ? 0 : blank + 1;
+        return std::string(text.substr(start, close + 1 - start));
+    }
+    return {};
+}
+
+} // namespace
+
+Origin origin_of(std::string_view before, std::size_t line) {
+    return {time_in(before), source_in(before), line};
+}
+
+bool PacketCollector::add_line(std::string_view line, std::size_t number) {
+    const std::string_view whole = line;
+    std::optional<Origin> origin;
+    for (std::size_t start = line.find(kStart); start != std::string_view::npos; start = line.find(kStart)) {
+        const std::size_t at = whole.size() - line.size() + start;
+        line.remove_prefix(start + kStart.size());
+        std::optional<Piece> piece = take_piece(line);
+        if (!piece) {
+            continue;
+        }
+        if (!origin) {
+            origin = origin_of(whole.substr(0, at), number);
+        }
+        const auto [place, fresh] =
+            open_.try_emplace({piece->packet, std::string(piece->name), origin->source}, packets_.size());
+        if (!fresh && packets_[place->second].pieces.contains(piece->number)) {
+            place->second = packets_.size();
+        }
+        if (place->second == packets_.size()) {
+            packets_.push_back({piece->packet, std::string(piece->name), *origin, {}});
+        }
+        packets_[place->second].pieces.emplace(piece->number, std::move(piece->bytes));
+    }
+    return origin.has_value();
+}
+
+std::vector<Packet> find_packets(std::string_view log) {
+    PacketCollector packets;
+    for (std::size_t number = 1; !log.empty(); ++number) {
+        const std::string_view line = log.substr(0, log.find('\n'));
+        log.remove_prefix(std::min(line.size() + 1, log.size()));
+        packets.add_line(line, number);
+    }
+    return packets.take();
 }
 
 std::vector<PacketRun> runs_of(const Packet &packet) {

@@ -5,6 +5,7 @@ import copy
 import json
 import pathlib
 import random
+import shutil
 import struct
 import subprocess
 import sys
@@ -28,6 +29,19 @@ def capture(link_type, packets):
 def udp(datagram):
     return struct.pack(">BxHxxxxBBxxIIHHHxx", 0x45, 28 + len(datagram), 64, 17, 0xAC1003FA, 0xAC1000FA, 5301, 5300,
                        8 + len(datagram)) + datagram
+
+
+LOOSE = "rx: 01 02 03 04 05 06 07 08\n"
+MANAGER = """OrvaDiagMgr uiSwitch:1, nodeCount:372, curZone:2, uiErrCount:1 uiErrLine:167 startTime:600
+src/comm/orva_comm:994 diagId:371 Invalid packet
+    KeyID:5 SuccessNum:48, dropNum:152 [48  0  0  0  0  0  0  0  0  0  0  0  0]
+[Position: 1/3][OrvaDiagMgr] DiagID:371 drop: 152 logs in a hour. keyID: 5 format: Invalid %s
+"""
+
+
+def dump(packet, name="to slot 3", number=1):
+    """What the library writes of a packet that fits into one line."""
+    return f"[0x{number:x}:1] {name}: {packet.hex(' ')}\n"
 
 
 def check(holds, text):
@@ -86,6 +100,10 @@ def documents(inspect):
     for document in ('{"family": "SoNameReq", "word_0": 7}', '{"family": "Req"}', "[", '{"record": "delay", "delayFlag": 1, '
                      '"delayTime": 3600}', "{}"):
         yield inspect.document("encode", content=document)
+    yield inspect.document("log", content=LOG + LOOSE + MANAGER)
+    yield inspect.document("log", "--bus", "udp", content=dump(DATAGRAM))
+    yield inspect.document("log", content="")
+    yield inspect.document("to-pcap", inspect.write(LOG), inspect.folder / "capture")
     yield from differing(inspect)
     yield inspect.document("describe")
 
@@ -307,9 +325,87 @@ def check_refusals(inspect):
     print(f"{refused} documents with one fault are refused")
 
 
+# ---- Logs as captures
+
+def blocks_of(data):
+    """The blocks of a pcapng file, little-endian, as type and body."""
+    at = 0
+    while at < len(data):
+        kind, length = struct.unpack_from("<II", data, at)
+        check(length % 4 == 0 and struct.unpack_from("<I", data, at + length - 4)[0] == length, "a block's length, twice")
+        yield kind, data[at + 8:at + length - 4]
+        at += length
+    check(at == len(data), "the last block is whole")
+
+
+def options_of(data):
+    found, at = {}, 0
+    while True:
+        code, length = struct.unpack_from("<HH", data, at)
+        if code == 0:
+            return found
+        found[code] = data[at + 4:at + 4 + length]
+        at += 4 + (length + 3) // 4 * 4
+
+
+def packets_of(data):
+    """Interface name and link type, direction, microseconds, comment and bytes of each packet."""
+    interfaces = []
+    kinds = [kind for kind, _ in blocks_of(data)]
+    check(kinds[0] == 0x0A0D0D0A and kinds.count(0x0A0D0D0A) == 1, "one section")
+    for kind, body in blocks_of(data):
+        if kind == 1:
+            interfaces.append((options_of(body[8:])[2].decode(), struct.unpack_from("<H", body)[0]))
+        elif kind == 6:
+            number, high, low, length, _ = struct.unpack_from("<5I", body)
+            options = options_of(body[20 + (length + 3) // 4 * 4:])
+            yield (*interfaces[number], struct.unpack("<I", options[2])[0], high << 32 | low, options[1].decode(),
+                   body[20:20 + length])
+
+
+def check_captures(inspect):
+    process = "2026-01-01 01:00:00.250 +01:00 agent[77] debug: "
+    lost = bytes(range(256)) * 4
+    pieces = [f"[0x3:{i + 1}] from slot 2: {lost[i * 661:(i + 1) * 661].hex(' ')}\n" for i in range(2)]
+    log = process + dump(DATAGRAM, "from slot 5") + dump(bytes([1, 2, 3]), "somewhere", 2) + "".join(pieces) + \
+        dump(bytes([9]), "from 4", 4).replace(":1]", ":3]")
+    path = inspect.folder / "packets.pcapng"
+    result = inspect.run("to-pcap", inspect.write(log), path)
+    check(result.returncode == 1 and b"1 packet is not whole" in result.stderr, f"a packet without its start: {result}")
+    first, other, long, cut = packets_of(path.read_bytes())
+    check(first[:5] == ("udp", 101, 1, 1767225600_250000, "packet 0x1 from slot 5, piece 1, agent[77], line 1"),
+          f"a datagram: {first}")
+    ip = first[5]
+    check(ip[28:] == DATAGRAM and ip[12:20] == bytes([172, 16, 5, 250, 172, 16, 0, 250]), "its addresses")
+    check(other == ("unknown", 147, 0, 1767225600_250000, "packet 0x2 somewhere, piece 1, line 2", bytes([1, 2, 3])),
+          f"a packet of an unknown bus, at the time of the one before: {other}")
+    check(long[2] == 1 and long[4] == "packet 0x3 from slot 2, pieces 1 to 2, line 3" and long[5] == lost,
+          f"pieces put together: {long}")
+    check("pieces 1 to 2 are missing: zeros from byte 0" in cut[4] and set(cut[5][:-1]) == {0} and cut[5][-1] == 9,
+          f"what is missing is zeros, and said: {cut[4]}")
+    can = inspect.folder / "can.pcapng"
+    inspect.run("to-pcap", "--bus", "can", inspect.write(log), can)
+    check({packet[0] for packet in packets_of(can.read_bytes())} == {"can"}, "the bus that is told")
+    compare_with_tshark(path, [first, other, long, cut])
+    print("a log becomes a capture with direction, bus and pieces")
+
+
+def compare_with_tshark(path, packets):
+    if shutil.which("tshark") is None:
+        print("skipped: the look at it with tshark, which is not installed")
+        return
+    fields = ("frame.interface_name", "frame.packet_flags_direction", "frame.comment", "frame.len")
+    result = subprocess.run(["tshark", "-r", path, "-T", "fields", *(f"-e{field}" for field in fields)],
+                            text=True, capture_output=True)
+    check(result.returncode == 0, f"tshark: {result.stderr}")
+    rows = [line.split("\t") for line in result.stdout.splitlines()]
+    check([(row[0], int(row[1], 16), row[2], int(row[3])) for row in rows] ==
+          [(bus, flow, comment, len(data)) for bus, _, flow, _, comment, data in packets], f"tshark shows it: {rows}")
+
+
 def main():
     parser = argparse.ArgumentParser()
-    parser.add_argument("part", choices=("schema", "python", "round_trip", "refusals"))
+    parser.add_argument("part", choices=("schema", "python", "round_trip", "refusals", "captures"))
     parser.add_argument("--inspect", required=True)
     parser.add_argument("--package", required=True)
     args = parser.parse_args()
@@ -317,7 +413,7 @@ def main():
     with tempfile.TemporaryDirectory(prefix="orva_documents_") as folder:
         inspect = Inspect(args.inspect, folder)
         {"schema": check_schema, "python": check_python, "round_trip": check_round_trip,
-         "refusals": check_refusals}[args.part](inspect)
+         "refusals": check_refusals, "captures": check_captures}[args.part](inspect)
 
 
 main()

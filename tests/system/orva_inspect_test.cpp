@@ -8,6 +8,7 @@
 #include "orva_additions.h"
 #include "orva_comm.h"
 #include "orva_debugging.h"
+#include "orva_diag.h"
 #include "orva_imlib.h"
 #include "orva_tlv_sensor_comm.h"
 #include "system_support.h"
@@ -174,15 +175,15 @@ TEST_F(Inspect, CommandLine_WrongOnesSayWhyAndEndWith2) {
 TEST_F(Inspect, CommandLine_HelpNamesEveryCommand) {
     const ProgramResult result = run({"--help"});
     EXPECT_EQ(result.status, 0);
-    for (const char *command :
-         {"code", "tlv", "message", "encode", "diff", "packet", "port", "stub", "sensor-type", "crc", "schema"}) {
+    for (const char *command : {"code", "tlv", "message", "encode", "diff", "packet", "log", "to-pcap", "port",
+                                "stub", "sensor-type", "crc", "schema"}) {
         EXPECT_NE(result.output.find(std::string("\n  ") + command + " "), std::string::npos) << command;
         EXPECT_EQ(run({command, "--help"}).status, 0) << command;
     }
 }
 
 TEST_F(Inspect, Input_UnreadableFilesEndWith3) {
-    for (const char *command : {"tlv", "message", "packet", "crc"}) {
+    for (const char *command : {"tlv", "message", "packet", "log", "encode", "crc"}) {
         SCOPED_TRACE(command);
         const std::string absent = scratch_.file("absent");
         expect_result(run({command, absent}), 3,
@@ -1156,6 +1157,168 @@ TEST_F(Inspect, Packet_DumpsOfTheLibraryComeBackByteForByte) {
         ASSERT_EQ(packets[k]["runs"].size(), 1u) << lengths[k];
         EXPECT_EQ(packets[k]["runs"][0]["bytes"], as_hex(bytes, " ")) << lengths[k];
     }
+}
+
+// ---- Logs
+
+TEST_F(Inspect, Log_ShowsInOrderWhatTheLibraryLeft) {
+    const std::string host = "2026-11-21 02:13:58.981 +00:00 demo[3404] ";
+    const std::string log =
+        "start\n" + host + "diagnostic a1=0 id=0x0ce41001 word3=3 a4=0 a5=0: [Position: -/3]fan \x1b[1mstuck\r\n" +
+        "2026-01-01 00:00:00 [7] debug switch=0x0ce40064 id=0xce4bc006 name=NULL: [Position: 1/2]text\n" + host +
+        "diagnostic a1=0 id=0x0ce41001 word3=3 a4=0 a5=0: [Position: 1/3][OrvaDiagMgr] DiagID:371 drop: 152 logs in "
+        "a "
+        "hour. keyID: 5 format: Invalid %s\n" +
+        host +
+        "process type=1 name=orva module=0x00010000 level=0: OrvaDiagMgr uiSwitch:1, nodeCount:372, curZone:2, "
+        "uiErrCount:1 uiErrLine:167 startTime:600\n" +
+        host + "process type=1 name=orva level=0: src/comm/orva_comm:994 diagId:371 Invalid packet\n" + host +
+        "process type=1 name=orva level=0:     KeyID:5 SuccessNum:48, dropNum:152 [48  0  0  0  0  0  0  0  0  0  0  "
+        "0 "
+        " 0]\n" +
+        host + "process type=1 name=orva level=0: OrvaDiagMgr local data end.\n" + "rx: 01 02 03 04 05 06 07 08\n" +
+        "[0x1:1] from 3: 0a ff\n";
+    expect_result(
+        run_on(log, {"log"}), 0,
+        "line 2, demo[3404], 2026-11-21 02:13:58.981 +00:00: diagnostic, chassis -, slot 3, id 0x0ce41001: "
+        "fan \\x1b[1mstuck\n"
+        "line 3, [7], 2026-01-01 00:00:00: debug, chassis 1, slot 2, id 0xce4bc006: text\n"
+        "line 4, demo[3404], 2026-11-21 02:13:58.981 +00:00: diagnostic, chassis 1, slot 3, id 0x0ce41001: "
+        "[OrvaDiagMgr] DiagID:371 drop: 152 logs in a hour. keyID: 5 format: Invalid %s\n"
+        "  152 records of diagnostic id 371, key 5, were dropped in an hour\n"
+        "line 5, demo[3404], 2026-11-21 02:13:58.981 +00:00: diagnostic manager, on, 372 ids, bucket 2, 600 "
+        "s, 1 error, the last one at line 167\n"
+        "  id 371, src/comm/orva_comm:994: Invalid packet\n"
+        "    key 5: 48 let through in the last hour, 152 dropped\n"
+        "line 9: 8 bytes after rx:\n"
+        "  000000  01 02 03 04 05 06 07 08\n"
+        "line 10: packet 0x1 from 3: 2 bytes in 1 piece\n"
+        "  000000  0a ff\n");
+    expect_result(run_on("nothing of it: 01 02 03 04 05 06 07\n[Position: x/3]\n", {"log"}), 1,
+                  "orva-inspect: no dump and no diagnostic record found\n");
+}
+
+TEST_F(Inspect, Log_DecodesWhatIsToldAndWhatFollowsFromNetFnAndCommand) {
+    const std::string frame = be16(1) + std::string(6, '\0') + readings_body();
+    const auto dump = [](const std::string &bytes) { return "[0x1:1] to slot 3: " + as_hex(bytes, " ") + "\n"; };
+    std::string foreign = chassis_datagram(frame, 0x31, 2);
+    foreign.replace(0, 4, "OTHR");
+    const struct {
+        const char *name;
+        std::string log;
+        std::vector<std::string> options;
+        const char *family; // null: stays bytes
+    } cases[] = {
+        {"a datagram", dump(chassis_datagram(frame, 0x31, 2)), {}, "TempInfo"},
+        {"a datagram, another family told", dump(chassis_datagram(frame, 0x31, 2)), {"--family", "Req"}, "TempInfo"},
+        {"another header", dump(foreign), {}, nullptr},
+        {"another header on UDP", dump(foreign), {"--bus", "udp"}, "TempInfo"},
+        {"on another bus", dump(foreign), {"--bus", "can"}, nullptr},
+        {"a body", dump(readings_body()), {"--family", "TempInfo"}, "TempInfo"},
+        {"a frame", dump(frame), {"--family", "TempInfo", "--framing", "frame"}, "TempInfo"},
+        {"loose bytes", "rx: " + as_hex(chassis_datagram(frame, 0x31, 2), " ") + "\n", {}, "TempInfo"},
+    };
+    for (const auto &one : cases) {
+        SCOPED_TRACE(one.name);
+        write_file(input(), one.log);
+        std::vector<std::string> arguments = {"log", input()};
+        arguments.insert(arguments.end(), one.options.begin(), one.options.end());
+        const json entries = document(arguments);
+        ASSERT_EQ(entries.size(), 1u);
+        if (one.family == nullptr) {
+            EXPECT_TRUE(entries[0]["message"].is_null());
+            continue;
+        }
+        EXPECT_EQ(entries[0]["message"]["family"], one.family);
+        EXPECT_EQ(entries[0]["message"]["document"]["readings"], json::parse(R"([{"value": 42}, {"value": 77}])"));
+    }
+    const ProgramResult broken = run_on(dump(chassis_datagram(frame, 0x31, 2).substr(0, 60)), {"log"});
+    EXPECT_EQ(broken.status, 1);
+    EXPECT_TRUE(broken.output.ends_with(
+        "  fault: at byte 8: the header says that 48 bytes follow [field transport.length, expected 44]\n"
+        "orva-inspect: 1 message breaks a rule\n"))
+        << broken.output;
+}
+
+TEST_F(Inspect, Log_KeepsThePiecesOfProcessesApart) {
+    const std::string log = "2026-11-21T02:13:58Z host a[1]: [0x1:1] to x:" + dump_bytes(0, 660) +
+                            "\n2026-11-21T02:13:58Z host b[2]: [0x1:2] to x: 09\n"
+                            "2026-11-21T02:13:58Z host a[1]: [0x1:2] to x: aa\n";
+    write_file(input(), log);
+    const ProgramResult result = run({"log", "--json", input()});
+    EXPECT_EQ(result.status, 1);
+    const json entries = results_of(result.output.substr(0, result.output.find("orva-inspect: ")), "log");
+    ASSERT_EQ(entries.size(), 2u);
+    EXPECT_EQ(entries[0]["source"], "a[1]");
+    EXPECT_EQ(entries[0]["time"], "2026-11-21T02:13:58Z");
+    EXPECT_EQ(entries[0]["pieces"], 2);
+    EXPECT_EQ(entries[1]["whole"], false);
+}
+
+TEST_F(Inspect, Log_ReadsWhatTheLibraryAndTheHostPlatformWrite) {
+    const std::string folder = scratch_.file("log");
+    setenv("ORVA_HOST_LOG_DIR", folder.c_str(), 1);
+    std::uint32_t handle = 0;
+    ASSERT_EQ(MIRO_HostStart(nullptr, &handle), 0u);
+    ORVA_SetMemHandle(handle);
+    ASSERT_EQ(ORVA_CreateMemPt(), ORVA_OK);
+    ASSERT_EQ(ORVA_DiagInit(10, 0), ORVA_OK);
+    for (int i = 0; i < 50; ++i) {
+        ORVA_DiagMgrNeedRestrain(7, 3, "my_source", 12, "slot %u is hot", 3u);
+    }
+    ASSERT_EQ(ORVA_DIAGLOG(0, 0xCE41001, 0, 0, 0, "slot %u is hot", 3u), 0u);
+    for (int i = 0; i < 3600; ++i) {
+        ORVA_DiagMgrTimerSchdule();
+    }
+    ORVA_DiagMgrPrintLocalData();
+    const json records = document({"log", folder + "/diagnostic.log"});
+    ASSERT_EQ(records.size(), 2u);
+    EXPECT_EQ(records[0]["kind"], "diagnostic");
+    EXPECT_EQ(records[0]["text"], "slot 3 is hot");
+    EXPECT_EQ(records[0]["id"], 0xCE41001);
+    EXPECT_EQ(records[0]["dropped"], nullptr);
+    EXPECT_EQ(records[1]["dropped"],
+              json::parse(R"({"diagId": 7, "count": 2, "keyId": 3, "format": "slot 3 is hot"})"));
+    const json managers = document({"log", folder + "/process.log"});
+    ASSERT_EQ(managers.size(), 1u);
+    EXPECT_EQ(managers[0]["kind"], "manager");
+    EXPECT_EQ(managers[0]["whole"], true);
+    EXPECT_EQ(managers[0]["on"], true);
+    EXPECT_EQ(managers[0]["nodes"][0]["diagId"], 7);
+    EXPECT_EQ(managers[0]["nodes"][0]["file"], "my_source");
+    EXPECT_EQ(managers[0]["nodes"][0]["line"], 12);
+    EXPECT_EQ(managers[0]["nodes"][0]["keys"][0]["keyId"], 3);
+    EXPECT_EQ(managers[0]["nodes"][0]["keys"][0]["passed"], 48);
+}
+
+TEST_F(Inspect, Log_ReadsFormattedPacketsOfTheLibrary) {
+    const std::string bytes = chassis_datagram(be16(1) + std::string(6, '\0') + readings_body(), 0x31, 2);
+    std::array<char, 512> text{};
+    auto remaining = static_cast<std::uint32_t>(bytes.size());
+    ORVA_DEUBG_FormatPacketToString(reinterpret_cast<const std::uint8_t *>(bytes.data()), remaining, &remaining,
+                                    text.data(), text.size());
+    ASSERT_EQ(remaining, 0u);
+    write_file(input(), std::string("packet") + text.data() + "\n");
+    const json entries = document({"log", input()});
+    ASSERT_EQ(entries.size(), 1u);
+    EXPECT_EQ(entries[0]["bytes"], as_hex(bytes, " "));
+    EXPECT_EQ(entries[0]["message"]["family"], "TempInfo");
+}
+
+TEST_F(Inspect, ToPcap_EndsAsWhatHappened) {
+    write_file(input(), "[0x1:1] to 3: 01 02\n");
+    const std::string capture = scratch_.file("capture");
+    expect_result(run({"to-pcap", input(), capture}), 0, capture + ": 1 packet\n");
+    EXPECT_EQ(run({"to-pcap", input(), "-"}).output, read_file(capture));
+    expect_result(run({"to-pcap", input(), "/dev/full"}), 3, "orva-inspect: /dev/full cannot be written\n");
+    expect_result(run({"to-pcap", input(), scratch_.file("no/where")}), 3,
+                  "orva-inspect: " + scratch_.file("no/where") + " cannot be written\n");
+    expect_result(run({"to-pcap", scratch_.file("absent"), capture}), 3,
+                  "orva-inspect: " + scratch_.file("absent") + " cannot be opened: No such file or directory\n");
+    write_file(input(), "[0x1:2] to 3: 01 02\n");
+    EXPECT_EQ(run({"to-pcap", input(), capture}).status, 1);
+    write_file(input(), "nothing");
+    expect_result(run({"to-pcap", input(), capture}), 1, "orva-inspect: no packet dump found\n");
 }
 
 // ---- Tables
