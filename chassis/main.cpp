@@ -2,6 +2,7 @@
 #include "board/agent.h"
 #include "boards_alone.h"
 #include "control/control_socket.h"
+#include "explore/explorer.h"
 #include "options.h"
 #include "run.h"
 #include "scenario/texts.h"
@@ -24,6 +25,9 @@ int run_program(int argc, char **argv) {
     }
     if (const auto *boards = std::get_if<BoardsOptions>(&options)) {
         return run_boards(*boards);
+    }
+    if (const auto *explore = std::get_if<ExploreOptions>(&options)) {
+        return run_explore(*explore);
     }
     if (const auto *command = std::get_if<CommandOptions>(&options)) {
         return give_command(*command);

@@ -50,6 +50,18 @@ CLI::App *add_boards_command(CLI::App &app, BoardsOptions &boards) {
     return command;
 }
 
+CLI::App *add_explore_command(CLI::App &app, ExploreOptions &explore) {
+    CLI::App *command = app.add_subcommand("explore", "Draw scenarios, and hold what must hold in every chassis");
+    command->add_option("--seeds", explore.seeds, "How many")->check(CLI::Range(1U, 1000000U))->capture_default_str();
+    command->add_option("--first-seed", explore.first_seed, "The first of them")
+        ->check(CLI::Range(0U, 4000000000U))
+        ->capture_default_str();
+    command->add_option("--jobs", explore.jobs, "How many at once (default: one for each processor)")
+        ->check(CLI::Range(1U, 1000U));
+    command->add_option("--agent", explore.agent, "Program that runs as the boards' agent")->check(CLI::ExistingFile);
+    return command;
+}
+
 CLI::App *add_agent_command(CLI::App &app, AgentOptions &agent) {
     CLI::App *command = app.add_subcommand("agent", "Started by the management process")->group("");
     command->add_flag("--backup", agent.backup);
@@ -174,12 +186,14 @@ Options read_options(int argc, char **argv) {
     app.require_subcommand(0, 1);
     RunOptions run;
     BoardsOptions boards;
+    ExploreOptions explore;
     CheckOptions check;
     ExampleOptions example;
     AgentOptions agent;
     std::string time = "real";
     const CLI::App *run_command = add_run_command(app, run, time);
     const CLI::App *boards_command = add_boards_command(app, boards);
+    const CLI::App *explore_command = add_explore_command(app, explore);
     CLI::App *check_command = app.add_subcommand("check", "Check a scenario");
     check_command->add_option("scenario", check.scenario, "A file, or the name of a built-in scenario")->required();
     CLI::App *example_command = app.add_subcommand("example", "Print a scenario to start from");
@@ -204,6 +218,10 @@ Options read_options(int argc, char **argv) {
     if (boards_command->parsed()) {
         boards.agent = from_here(boards.agent);
         return boards;
+    }
+    if (explore_command->parsed()) {
+        explore.agent = from_here(explore.agent);
+        return explore;
     }
     if (check_command->parsed()) {
         return check;

@@ -39,6 +39,13 @@ struct BoardsOptions {
     std::string run_dir;
 };
 
+struct ExploreOptions {
+    std::uint32_t seeds = 20;
+    std::uint32_t first_seed = 1;
+    std::uint32_t jobs = 0; // at once; 0: as many as there are processors
+    std::string agent;
+};
+
 struct CheckOptions {
     std::string scenario;
 };
@@ -74,8 +81,8 @@ struct ExitNow {
     int status = 0;
 };
 
-using Options = std::variant<RunOptions, BoardsOptions, CheckOptions, ExampleOptions, ScenariosOptions, AgentOptions,
-                             CommandOptions, ExitNow>;
+using Options = std::variant<RunOptions, BoardsOptions, ExploreOptions, CheckOptions, ExampleOptions,
+                             ScenariosOptions, AgentOptions, CommandOptions, ExitNow>;
 
 Options read_options(int argc, char **argv);
 

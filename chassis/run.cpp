@@ -9,6 +9,7 @@
 #include "record/recorder.h"
 #include "run_folder.h"
 #include "runtime.h"
+#include "scenario/invariants.h"
 #include "scenario/player.h"
 #include "scenario/reader.h"
 #include "table.h"
@@ -131,6 +132,10 @@ int play(Chassis &chassis, const Scenario &scenario, const RunOptions &options) 
     if (!options.hold) {
         control.emplace(chassis);
     }
+    std::optional<Invariants> invariants;
+    if (scenario.invariants) {
+        invariants.emplace(chassis.log);
+    }
     try {
         note_begin(chassis.log, scenario, chassis.loop.clock());
         Player(chassis, scenario).play();
@@ -140,7 +145,11 @@ int play(Chassis &chassis, const Scenario &scenario, const RunOptions &options) 
             chassis.loop.hold([&] { return chassis.told_to_end; });
         }
         std::cout << "== the boards\n" << table_text(chassis.boards.all()) << std::flush;
-        note_end(chassis, console, chassis.power_off());
+        const Leftovers left = chassis.power_off();
+        if (invariants) {
+            invariants->finish();
+        }
+        note_end(chassis, console, left);
         watchers.close();
         show_summary(chassis, console);
         if (!std::cout) {

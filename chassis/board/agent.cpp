@@ -12,6 +12,7 @@
 #include "orva_diag.h"
 #include "orva_drvadp_comm.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -30,7 +31,7 @@ namespace {
 
 // Wide enough for the library's own ids.
 constexpr std::uint32_t kDiagIds = ORVA_DIAG_ID_PACKET_LENGTH + 1;
-constexpr int kRegisterAgainMs = 250;
+constexpr std::chrono::milliseconds kRegisterAgain{250};
 
 Descriptor second_timer() {
     Descriptor timer(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC));
@@ -87,10 +88,11 @@ public:
             if (inbox_->is_cut_off()) {
                 throw std::runtime_error("the queue is gone");
             }
-            if (!registered_) {
+            if (!registered_ && board_.clock.now() >= register_at_) {
                 register_address();
+                register_at_ = board_.clock.now() + kRegisterAgain;
             }
-            if (poll(sources.data(), sources.size(), registered_ ? -1 : kRegisterAgainMs) <= 0) {
+            if (poll(sources.data(), sources.size(), patience_ms()) <= 0) {
                 continue;
             }
             if (sources[0].revents != 0) {
@@ -103,6 +105,12 @@ public:
     }
 
 private:
+    // An acknowledgement that is wrong is no reason to register at once again.
+    int patience_ms() const {
+        const Duration left = std::max(register_at_ - board_.clock.now(), Duration(0));
+        return registered_ ? -1 : static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(left).count());
+    }
+
     // A terminal's Ctrl-C reaches every process of the chassis; the management process alone decides what follows.
     void read_signals() {
         while (const int number = next_signal(signals_)) {
@@ -213,6 +221,7 @@ private:
     std::optional<Inbox> inbox_;
     BoardContext board_;
     bool registered_ = false;
+    Time register_at_{0}; // not before
     bool stop_ = false;
 };
 

@@ -13,6 +13,9 @@ namespace {
 
 constexpr std::int32_t kTenths = 10;
 
+// What tells a board to fail is no traffic of the chassis: other faults do not meet it.
+constexpr Patience kOrders{.undisturbed = true};
+
 struct LinkFaultName {
     const char *name;
     LinkFault fault;
@@ -113,13 +116,21 @@ void Faults::note(const FaultSetting &setting, bool on) {
               text_field("text", text)});
 }
 
-// A board that is lost has no sensors; one that starts again has sound ones.
+// A process that is not there yet, or stands still, cannot be told anything.
+bool Faults::takes_orders(const Board &board) const {
+    const bool stopped = std::ranges::any_of(
+        on_, [&](const FaultSetting &each) { return each.slot == board.slot && each.kind == "stopped"; });
+    const bool registered = board.state == BoardState::kOnline || board.state == BoardState::kLost;
+    return registered && (board.process != 0 || board.foreign) && !stopped;
+}
+
+// A process that is started again has sound sensors.
 void Faults::set_sensor_fault(Board &board, const FaultSetting &setting, bool on) {
     const Sensor *sensor = find_sensor(board.sensors, setting.sensor);
     if (sensor == nullptr) {
         throw std::runtime_error("slot " + std::to_string(board.slot) + " has no sensor named " + setting.sensor);
     }
-    if (board.state != BoardState::kOnline) {
+    if (!takes_orders(board)) {
         return;
     }
     constexpr std::array kKinds = {"stuck", "noise", "drift"};
@@ -129,7 +140,8 @@ void Faults::set_sensor_fault(Board &board, const FaultSetting &setting, bool on
     body.sensor_number = sensor->number;
     body.fault = on ? static_cast<std::uint32_t>(kind) : 0;
     body.value = setting.value.value_or(type_of(setting).value);
-    const auto reply = links_.ask_and_wait(board, links_.request_frame(board, kNetFnChassis, kCmdSensorFault, body));
+    const auto reply =
+        links_.ask_and_wait(board, links_.request_frame(board, kNetFnChassis, kCmdSensorFault, body), kOrders);
     if (reply && !is_done(reply)) {
         throw std::runtime_error("slot " + std::to_string(board.slot) + " refuses the fault with " +
                                  hex_text(result_code(&*reply)));
@@ -156,15 +168,15 @@ void Faults::set_process_fault(Board &board, const FaultSetting &setting, bool o
 }
 
 void Faults::exhaust(Board &board) {
-    if (board.state != BoardState::kOnline) {
+    if (!takes_orders(board)) {
         return;
     }
-    const pid_t process = board.process;
-    const auto reply = links_.ask_and_wait(board, links_.request_frame(board, kNetFnChassis, kCmdExhaust));
-    if (!is_done(reply)) {
-        throw std::runtime_error("slot " + std::to_string(board.slot) + " refuses the fault");
+    exhausted_[board.slot] = board.process;
+    const auto reply = links_.ask_and_wait(board, links_.request_frame(board, kNetFnChassis, kCmdExhaust), kOrders);
+    if (reply && !is_done(reply)) {
+        throw std::runtime_error("slot " + std::to_string(board.slot) + " refuses the fault with " +
+                                 hex_text(result_code(&*reply)));
     }
-    exhausted_[board.slot] = process;
 }
 
 // The process that was exhausted, not one that followed it.

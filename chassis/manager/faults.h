@@ -79,6 +79,7 @@ public:
 private:
     void set_sensor_fault(Board &board, const FaultSetting &setting, bool on);
     void set_process_fault(Board &board, const FaultSetting &setting, bool on);
+    bool takes_orders(const Board &board) const;
     void exhaust(Board &board);
     void free_memory(Board &board);
     void flood(Board &board, std::int32_t per_second);

@@ -54,7 +54,8 @@ void Links::ask(Board &board, const Frame &frame, Patience patience, OnReply on_
     const std::uint16_t sequence = frame.sequence();
     Waiting &waiting = waiting_[sequence];
     const Time now = loop_.now();
-    waiting = {&board, frame, now, now + patience.whole, patience.repeat, 1, 0, std::move(on_reply)};
+    waiting = {
+        &board, frame, now, now + patience.whole, patience.repeat, patience.undisturbed, 1, 0, std::move(on_reply)};
     set_timer(sequence, waiting);
     send(board, frame);
 }
@@ -92,6 +93,7 @@ void Links::send_again_or_end(std::uint16_t sequence) {
 }
 
 void Links::give_up(Board &board) {
+    board.peer = {}; // the kernel may give the port to another one
     std::vector<std::uint16_t> sequences;
     for (const auto &[sequence, waiting] : waiting_) {
         if (waiting.board == &board) {
@@ -123,7 +125,7 @@ void Links::send(Board &board, const Frame &frame) {
     const auto datagram = make_datagram(frame, run_);
     const std::string name = "to slot " + std::to_string(board.slot);
     ORVA_DEBUG_OutUdpPacket(name.c_str(), datagram.data(), static_cast<std::uint32_t>(datagram.size()));
-    if (!disturbance_) {
+    if (!is_disturbed(datagram)) {
         return send_datagram(board, datagram);
     }
     for (Delivery &delivery : disturbance_(Direction::kToBoard, board, datagram)) {
@@ -134,6 +136,12 @@ void Links::send(Board &board, const Frame &frame) {
                         [this, &board, late = std::move(delivery.datagram)] { send_datagram(board, late); });
         }
     }
+}
+
+bool Links::is_disturbed(std::span<const std::uint8_t> datagram) const {
+    const auto packet = disturbance_ ? parse_packet(datagram, run_) : std::nullopt;
+    const auto found = packet ? waiting_.find(net_sequence(packet->frame)) : waiting_.end();
+    return disturbance_ && (found == waiting_.end() || !found->second.undisturbed);
 }
 
 void Links::send_datagram(Board &board, std::span<const std::uint8_t> datagram) {
@@ -198,7 +206,7 @@ Board *Links::board_at(const sockaddr_in &peer) {
 // What comes from no board that is known is a registration, which nothing disturbs.
 void Links::receive(std::span<const std::uint8_t> datagram, const sockaddr_in &from) {
     Board *board = board_at(from);
-    if (board == nullptr || !disturbance_) {
+    if (board == nullptr || !is_disturbed(datagram)) {
         return handle(datagram, from);
     }
     for (Delivery &delivery : disturbance_(Direction::kFromBoard, *board, datagram)) {
@@ -234,13 +242,18 @@ void Links::handle(std::span<const std::uint8_t> datagram, const sockaddr_in &fr
     }
 }
 
-// A board whose process was started again registers from another port.
+// A board whose process was started again registers from another port. What comes from the port of one board is never
+// another one.
 void Links::register_board(const Frame &frame, const sockaddr_in &from) {
     const OrvaWireHeader header = frame.header();
     if (ORVA_AGENT_CheckReqMsgValidity(kMainSlot, frame.header_words()) != ORVA_OK) {
         return;
     }
     Board *board = header.src_slot == kMainSlot ? &boards_.backup() : boards_.find(header.src_slot);
+    const Board *there = board_at(from);
+    if (there != nullptr && there != board && there->state == BoardState::kOnline) {
+        return;
+    }
     if (board == nullptr && on_stranger_) {
         board = on_stranger_(header.src_slot);
     }

@@ -33,7 +33,8 @@ using Disturbance =
 // How long a reply is awaited, and when the request is sent again meanwhile.
 struct Patience {
     Duration whole = std::chrono::seconds(5);
-    Duration repeat{0}; // 0: sent once
+    Duration repeat{0};       // 0: sent once
+    bool undisturbed = false; // no fault of the link meets the request or its reply
 };
 
 class Links {
@@ -68,7 +69,7 @@ public:
     // The same, and serves the loop until the reply has come.
     std::optional<Frame> ask_and_wait(Board &board, const Frame &frame, Patience patience = {});
 
-    // Every request to the board that still waits ends without a reply.
+    // The board's process is gone: every request that still waits ends without a reply.
     void give_up(Board &board);
 
     // Called when a board registers.
@@ -92,6 +93,7 @@ private:
         Time sent;
         Time deadline;
         Duration repeat;
+        bool undisturbed;
         std::uint32_t attempts;
         Loop::TimerId timer;
         OnReply on_reply;
@@ -108,6 +110,7 @@ private:
     void set_timer(std::uint16_t sequence, Waiting &waiting);
     void finish(std::uint16_t sequence, const Frame *reply, const char *result);
     Board *board_at(const sockaddr_in &peer);
+    bool is_disturbed(std::span<const std::uint8_t> datagram) const;
     void note_packet(std::int32_t slot, const sockaddr_in &peer, Direction direction,
                      std::span<const std::uint8_t> datagram);
 

@@ -51,6 +51,10 @@ std::vector<Measured> taken(Board &board, const std::optional<Frame> &reply, Sen
     return measured;
 }
 
+bool has_process(const Board &board) {
+    return board.process != 0 || board.foreign;
+}
+
 const char *source_name(Source source) {
     if (source == Source::kStub) {
         return "stub";
@@ -88,8 +92,8 @@ void Poller::round() {
 void Poller::begin_all() {
     ++rounds_;
     for (Board &board : boards_.all()) {
-        const bool alive = board.state == BoardState::kOnline ||
-                           (board.state == BoardState::kLost && (board.process != 0 || board.foreign));
+        const bool alive =
+            board.state == BoardState::kOnline || (board.state == BoardState::kLost && has_process(board));
         if (alive && board.peer.sin_port != 0 && !open_.contains(board.slot)) {
             begin(board);
         }
@@ -142,7 +146,9 @@ void Poller::ask_figures(Board &board) {
 void Poller::finish(Board &board) {
     const Round round = std::move(open_[board.slot]);
     open_.erase(board.slot);
-    if (round.heard && board.state != BoardState::kPulled && board.state != BoardState::kStarting) {
+    // A process may have ended after its answer.
+    if (round.heard && has_process(board) && board.state != BoardState::kPulled &&
+        board.state != BoardState::kStarting) {
         boards_.set_state(board, BoardState::kOnline, "it answers again");
         take(board, round);
     } else if (board.state == BoardState::kOnline) {

@@ -105,21 +105,19 @@ std::optional<int> exit_status(pid_t child) {
     return status_of(status);
 }
 
-bool stop_processes(std::span<const pid_t> children, std::chrono::milliseconds patience) {
-    bool all_stopped = true;
+std::vector<int> stop_processes(std::span<const pid_t> children, std::chrono::milliseconds patience) {
     for (const pid_t child : children) {
         kill(child, SIGTERM);
         kill(child, SIGCONT); // a stopped one takes no notice otherwise
     }
+    std::vector<int> statuses;
     for (const pid_t child : children) {
         if (!ends_within(child, patience)) {
             kill(child, SIGKILL);
         }
-        const int status = reap(child);
-        // A program of the user's own need not catch the signal.
-        all_stopped = (status == 0 || status == kSignalStatus + SIGTERM) && all_stopped;
+        statuses.push_back(reap(child));
     }
-    return all_stopped;
+    return statuses;
 }
 
 } // namespace chassis

@@ -5,6 +5,7 @@
 #include "options.h"
 
 #include <chrono>
+#include <csignal>
 #include <optional>
 #include <span>
 #include <string>
@@ -29,9 +30,13 @@ pid_t start_board(const std::string &program, const AgentOptions &agent);
 // must not be named again.
 std::optional<int> exit_status(pid_t child);
 
-// Tells the children to stop, kills those that do not within `patience`, and reaps them all. True when each stopped
-// because it was told to.
-bool stop_processes(std::span<const pid_t> children, std::chrono::milliseconds patience);
+// Tells the children to stop, kills those that do not within `patience`, and reaps them all. Their exit statuses.
+std::vector<int> stop_processes(std::span<const pid_t> children, std::chrono::milliseconds patience);
+
+// The status of a process that stopped because it was told to. One of the user's own need not catch the signal.
+constexpr bool stopped_as_told(int status) {
+    return status == 0 || status == kSignalStatus + SIGTERM;
+}
 
 } // namespace chassis
 

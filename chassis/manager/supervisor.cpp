@@ -77,8 +77,7 @@ void Supervisor::start(Board &board) {
     board.process = start_board(board.backup ? "" : options_.program, agent_of(board));
     ++board.starts;
     board.queue = -1;
-    log_.add(EventKind::kProcess, board.number(),
-             {text_field("state", "started"), number_field("status", 0), number_field("starts", board.starts)});
+    note_process(board, "started", 0);
     boards_.set_state(board, BoardState::kStarting, "its process was started");
 }
 
@@ -90,19 +89,30 @@ void Supervisor::start_all() {
     }
 }
 
-void Supervisor::stop(Board &board) {
+// False when there is none, or it did not end as it should have.
+bool Supervisor::end_process(Board &board) {
     const pid_t process = std::exchange(board.process, 0);
+    const int status = process != 0 ? stop_processes(std::array{process}, kStopPatience).front() : 0;
+    remove_queue(board);
     if (process != 0) {
-        stop_processes(std::array{process}, kStopPatience);
-        remove_queue(board);
+        note_process(board, "stopped", status);
     }
+    return process != 0 && stopped_as_told(status);
+}
+
+void Supervisor::note_process(const Board &board, const char *state, int status) {
+    log_.add(EventKind::kProcess, board.number(),
+             {text_field("state", state), number_field("status", static_cast<std::uint64_t>(status)),
+              number_field("starts", board.starts)});
+}
+
+void Supervisor::stop(Board &board) {
+    end_process(board);
     links_.give_up(board);
 }
 
 bool Supervisor::restart(Board &board) {
-    const pid_t process = std::exchange(board.process, 0);
-    const bool stopped = process != 0 && stop_processes(std::array{process}, kStopPatience);
-    remove_queue(board);
+    const bool stopped = end_process(board);
     links_.give_up(board);
     start(board);
     return stopped;
@@ -162,9 +172,7 @@ void Supervisor::note_ended() {
 void Supervisor::note_ended(Board &board, int status) {
     board.process = 0;
     remove_queue(board);
-    log_.add(EventKind::kProcess, board.number(),
-             {text_field("state", "ended"), number_field("status", static_cast<std::uint64_t>(status)),
-              number_field("starts", board.starts)});
+    note_process(board, "ended", status);
     boards_.set_state(board, BoardState::kLost, "its process ended with status " + std::to_string(status));
     links_.give_up(board);
     if (options_.restart && !stopping_) {
@@ -184,12 +192,17 @@ void Supervisor::start_again_later(Board &board) {
 Leftovers Supervisor::stop_all() {
     stopping_ = true;
     std::vector<pid_t> running;
+    std::vector<const Board *> stopped;
     for (Board *board : processes()) {
         if (board->process != 0) {
             running.push_back(std::exchange(board->process, 0));
+            stopped.push_back(board);
         }
     }
-    stop_processes(running, kStopPatience);
+    const auto statuses = stop_processes(running, kStopPatience);
+    for (std::size_t i = 0; i < stopped.size(); ++i) {
+        note_process(*stopped[i], "stopped", statuses[i]);
+    }
     Leftovers left;
     for (Board *board : processes()) {
         remove_queue(*board);

@@ -58,6 +58,8 @@ public:
 
 private:
     void start(Board &board);
+    bool end_process(Board &board);
+    void note_process(const Board &board, const char *state, int status);
     void note_ended();
     void note_ended(Board &board, int status);
     void start_again_later(Board &board);

@@ -113,6 +113,7 @@ constexpr std::array kScenarioKeys = {
     integer("seed", "what every random number comes from; 1 when nothing is said", 0, 4294967295.0),
     flag("restart", "a board's process that ends is started again; true when nothing is said"),
     seconds("poll", "seconds from one round of requests to the next; 1 when nothing is said, 0 for none"),
+    flag("invariants", "what holds in every chassis is checked all the while; false when nothing is said"),
     tables("board", kBoard),
     tables("step", kStep),
 };

@@ -56,6 +56,7 @@ struct Scenario {
     std::uint32_t seconds = 10;
     std::uint32_t seed = 1;
     bool restart = true;
+    bool invariants = false;
     Duration poll = std::chrono::seconds(1);
     std::vector<BoardPlan> boards;
     std::vector<Step> steps;

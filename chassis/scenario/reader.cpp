@@ -156,6 +156,7 @@ Scenario scenario_of(const toml::table &table) {
     scenario.seconds = number_in(table, "seconds", scenario.seconds);
     scenario.seed = number_in(table, "seed", scenario.seed);
     scenario.restart = table["restart"].value_or(true);
+    scenario.invariants = table["invariants"].value_or(false);
     scenario.poll = time_of(table["poll"].value_or(1.0));
     each_table(table, "board", [&](const toml::table &board) { scenario.boards.push_back(board_of(board)); });
     std::uint32_t boards = number_in(table, "boards", kDefaultBoards);

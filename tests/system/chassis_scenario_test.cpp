@@ -1,6 +1,7 @@
 // Scenarios as their writers meet them: what is refused and how, and what the built-in ones say of themselves.
 #include "events/event.h"
 #include "events/json_lines.h"
+#include "scenario/invariants.h"
 #include "scenario/reader.h"
 #include "scenario/texts.h"
 #include "scenario/watch.h"
@@ -85,7 +86,8 @@ TEST(ChassisScenario, Reader_FindsEveryMistakeInTheOrderOfTheFile) {
 TEST(ChassisScenario, Reader_TakesEveryValue) {
     const Scenario scenario = read_scenario(
         kHead +
-            "boards = 3\nseed = 7\nseconds = 9\nrestart = false\npoll = 0.5\n[[board]]\nslot = 2\ntype = 0x18077\n"
+            "boards = 3\nseed = 7\nseconds = 9\nrestart = false\ninvariants = true\npoll = 0.5\n[[board]]\nslot = "
+            "2\ntype = 0x18077\n"
             "[[board.sensor]]\nname = \"x\"\nkind = \"voltage\"\ncurve = \"ramp\"\nvalue = 10\nto = 20\nperiod = "
             "2.5\n"
             "[[step]]\ntitle = \"s\"\nat = 1.5\ndo = [\"kill last\"]\nneeds = \"private mount\"\nrest = true\n"
@@ -97,6 +99,7 @@ TEST(ChassisScenario, Reader_TakesEveryValue) {
     EXPECT_EQ(scenario.seed, 7U);
     EXPECT_EQ(scenario.seconds, 9U);
     EXPECT_FALSE(scenario.restart);
+    EXPECT_TRUE(scenario.invariants);
     EXPECT_EQ(scenario.poll, std::chrono::milliseconds(500));
     EXPECT_EQ(scenario.boards[1].type, 0x18077U);
     ASSERT_EQ(scenario.boards[1].sensors.size(), 1U);
@@ -266,6 +269,182 @@ TEST(ChassisWatch, FailureTellsWhatWasExpectedWhatCameNearestAndWhatWasAround) {
         << failure;
     EXPECT_NE(failure.find("text=before"), std::string::npos) << failure;
     EXPECT_NE(failure.find("text=after"), std::string::npos) << failure;
+}
+
+// Events at chosen times of a chassis, and the checks that follow.
+class ChassisInvariants : public ::testing::Test {
+protected:
+    ChassisInvariants() : clock_(Duration(0)), log_(clock_), invariants_(log_) {
+        log_.subscribe([this](const Event &event) {
+            if (event.kind == EventKind::kCheck && !event.flag("ok")) {
+                failed_.push_back(event.text("text"));
+            }
+        });
+    }
+
+    void at(double seconds) {
+        const auto now = std::chrono::steady_clock::now().time_since_epoch();
+        clock_ = Clock(Duration(now) - Duration(static_cast<std::int64_t>(seconds * 1e9)));
+    }
+    void fault(double seconds, const char *name, bool on) {
+        at(seconds);
+        log_.add(EventKind::kFault, 1, {text_field("fault", name), flag_field("on", on)});
+    }
+    void board(double seconds, const char *state) {
+        at(seconds);
+        log_.add(EventKind::kBoard, 1, {text_field("state", state)});
+    }
+    void process(double seconds, const char *state, std::uint64_t status) {
+        at(seconds);
+        log_.add(EventKind::kProcess, 1, {text_field("state", state), number_field("status", status)});
+    }
+    void request(double seconds, const char *result, std::uint64_t ms) {
+        at(seconds);
+        log_.add(EventKind::kRequest, 1, {text_field("result", result), number_field("ms", ms)});
+    }
+    void figures(double seconds, std::uint64_t dropped, std::uint64_t blocks) {
+        at(seconds);
+        log_.add(EventKind::kFigures, 1,
+                 {number_field("dropped", dropped), number_field("memory_blocks", blocks),
+                  number_field("descriptors", 17), number_field("queue_messages", 0)});
+    }
+    void record(double seconds, const std::string &text) {
+        at(seconds);
+        log_.add(EventKind::kLog, 1,
+                 {text_field("log", "diagnostic"), text_field("text", "diagnostic a1=0: [Position: 1/1]" + text)});
+    }
+    void sync(std::uint64_t code, bool in_step, const char *command) {
+        log_.add(EventKind::kSync, 0, {number_field("code", code), flag_field("in_step", in_step)});
+        log_.add(EventKind::kAction, kNoBoard, {text_field("command", command)});
+    }
+    void expect_only(Invariant invariant) {
+        invariants_.finish();
+        EXPECT_EQ(failed_, std::vector<std::string>{invariant_text(invariant)});
+    }
+    void expect_none() {
+        invariants_.finish();
+        EXPECT_EQ(failed_, std::vector<std::string>());
+    }
+
+    Clock clock_;
+    EventLog log_;
+    Invariants invariants_;
+    std::vector<std::string> failed_;
+};
+
+TEST_F(ChassisInvariants, Request_IsAccountedForByAFaultThatWasOn) {
+    board(0, "online");
+    fault(1, "lost", true);
+    request(5, "unanswered", 4000);
+    fault(6, "lost", false);
+    request(18, "unanswered", 4000);
+    request(19, "refused", 0);
+    expect_none();
+}
+
+TEST_F(ChassisInvariants, Request_IsNotAccountedForByAFaultThatLosesNothingOrIsOver) {
+    board(0, "online");
+    fault(1, "doubled", true);
+    request(5, "unanswered", 4000);
+    request(6, "unanswered", 4000);
+    expect_only(Invariant::kRequests);
+}
+
+TEST_F(ChassisInvariants, Request_IsNotAccountedForByAFaultThatIsLongOver) {
+    board(0, "online");
+    fault(1, "lost", true);
+    fault(2, "lost", false);
+    request(17, "unanswered", 4000);
+    expect_only(Invariant::kRequests);
+}
+
+TEST_F(ChassisInvariants, Process_MayEndByTheFaultsThatEndIt) {
+    fault(1, "killed", true);
+    process(1, "ended", 137);
+    process(2, "started", 0);
+    board(2, "online");
+    fault(3, "killed", false);
+    process(20, "stopped", 143);
+    expect_none();
+}
+
+TEST_F(ChassisInvariants, Process_MayNotCrashUnderAnotherFault) {
+    fault(1, "bad-length", true);
+    process(1, "ended", 139);
+    expect_only(Invariant::kProcesses);
+}
+
+TEST_F(ChassisInvariants, Process_ThatIsToldToStopEndsWithoutAnError) {
+    process(1, "stopped", 23);
+    expect_only(Invariant::kProcesses);
+}
+
+TEST_F(ChassisInvariants, Board_MustBeOnlineInTimeAfterItsLastFault) {
+    board(0, "online");
+    fault(1, "no-answer", true);
+    board(5, "lost");
+    fault(6, "no-answer", false);
+    board(15, "online");
+    fault(20, "pulled", true);
+    board(20, "pulled");
+    fault(21, "pulled", false);
+    figures(30, 0, 3);
+    EXPECT_TRUE(failed_.empty());
+    figures(31.1, 0, 3);
+    expect_only(Invariant::kOnline);
+}
+
+TEST_F(ChassisInvariants, Board_MayNotBeLostWithoutAFault) {
+    board(0, "online");
+    board(1, "lost");
+    expect_only(Invariant::kOnline);
+}
+
+TEST_F(ChassisInvariants, Records_AreFortyEightAnHourOfAKey) {
+    for (int i = 0; i < 48; ++i) {
+        record(i, "Invalid packet length, module: AGENT, realLen: " + std::to_string(i));
+        record(i, "another text, " + std::to_string(i));
+    }
+    record(3600, "Invalid packet length, module: AGENT");
+    process(3700, "started", 0);
+    record(3701, "Invalid packet length, of the process before");
+    EXPECT_TRUE(failed_.empty());
+    for (int i = 0; i < 49; ++i) {
+        record(3800, "Invalid packet length");
+    }
+    expect_only(Invariant::kRecords);
+}
+
+TEST_F(ChassisInvariants, Records_ThatWereDroppedAreInASummary) {
+    figures(1, 100, 3);
+    figures(2, 0, 3);
+    record(2, "[OrvaDiagMgr] DiagID:371 drop: 60 logs in a hour. keyID: 0 format: f");
+    record(2, "[OrvaDiagMgr] DiagID:371 drop: 40 logs in a hour. keyID: 1 format: f");
+    figures(3, 7, 3);
+    figures(4, 0, 3);
+    record(4, "[OrvaDiagMgr] DiagID:371 drop: 6 logs in a hour. keyID: 0 format: f");
+    expect_only(Invariant::kRecords);
+}
+
+TEST_F(ChassisInvariants, Backup_TakesWholeBlocksAndRefusesOthers) {
+    sync(0, true, "sync");
+    sync(0xC0000005, false, "sync-truncated");
+    EXPECT_TRUE(failed_.empty());
+    sync(0xC0000005, false, "sync temperature");
+    expect_only(Invariant::kBackup);
+}
+
+TEST_F(ChassisInvariants, Backup_ThatIsNotInStepIsFound) {
+    sync(0, false, "sync");
+    expect_only(Invariant::kBackup);
+}
+
+TEST_F(ChassisInvariants, Process_MayNotGatherMemory) {
+    figures(1, 0, 3);
+    figures(2, 0, 60);
+    EXPECT_TRUE(failed_.empty());
+    figures(3, 0, 68);
+    expect_only(Invariant::kLeaks);
 }
 
 TEST(ChassisEvents, Log_KeepsTheOrderWhenASubscriberAdds) {
