@@ -38,11 +38,20 @@ struct Files {
     }
 };
 
-// Every code that the library names, ascending.
-std::vector<std::uint32_t> every_code();
+// Look-ups of numbers or names. No words: the whole table. What is not found is null in JSON, and the status then is
+// kRejected.
 
-// A code without a name is null in JSON, and the status then is kRejected.
-int inspect_codes(const std::vector<std::uint32_t> &codes, bool json);
+// Codes, by number, by name, or by the name of a function that returns them.
+int inspect_codes(const std::vector<std::string> &words, bool json);
+
+// Board types, by number or by interface.
+int inspect_ports(const std::vector<std::string> &words, bool json);
+
+// Stub types, by number or by name, composed or bare.
+int inspect_stubs(const std::vector<std::string> &words, bool json);
+
+// Sensor types, by number (8 bits) or by name.
+int inspect_sensor_types(const std::vector<std::string> &words, bool json);
 
 // `record` null: tags without names.
 int inspect_tlv(const Files &files, const orva::wire::Record *record, Shown shown);
@@ -92,14 +101,6 @@ int inspect_logs(const Files &files, const LogQuery &query, bool json);
 
 // Writes the packets of a log to a capture, "-" for the standard output.
 int log_to_capture(const std::string &log, const std::string &capture, const LogQuery &query, bool json);
-
-int inspect_ports(const std::vector<std::uint32_t> &board_types, bool json);
-
-// Each name is a stub's name, composed or bare, or a stub type's number.
-int inspect_stubs(const std::vector<std::string> &names, bool json);
-
-// Each code fits 8 bits.
-int inspect_sensor_types(const std::vector<std::uint32_t> &codes, bool json);
 
 // Each name is a message's family, a converter's name, a record's key or its table; none: everything.
 int inspect_describe(const std::vector<std::string> &names, Description form);

@@ -65,7 +65,7 @@ Json json_of(const Code &code) {
 }
 
 void print(const Code &code) {
-    std::cout << hex_number(code.number, 8) << "  ";
+    std::cout << paint(Paint::kValue, hex_number(code.number, 8)) << "  ";
     if (code.site == 0) {
         std::cout << "no site";
     } else {
@@ -77,7 +77,7 @@ void print(const Code &code) {
     }
     std::cout << '\n';
     for (const CodeName *row : code.names) {
-        std::cout << "  " << row->name << " (" << row->header << ')';
+        std::cout << "  " << paint(Paint::kName, row->name) << " (" << row->header << ')';
         const char *before = ", returned by ";
         for (const std::string &function : words_of(row->functions)) {
             std::cout << before << function;
@@ -90,34 +90,97 @@ void print(const Code &code) {
     }
 }
 
-} // namespace
-
 std::vector<std::uint32_t> every_code() {
     std::vector<std::uint32_t> codes;
     for (const CodeName &row : code_names()) {
         codes.push_back(row.code);
     }
-    std::ranges::sort(codes);
-    const auto repeated = std::ranges::unique(codes);
-    codes.erase(repeated.begin(), repeated.end());
     return codes;
 }
 
-int inspect_codes(const std::vector<std::uint32_t> &codes, bool json) {
-    Document document("code", json);
-    int status = kDone;
-    for (const std::uint32_t number : codes) {
+void sort_once(std::vector<std::uint32_t> &codes) {
+    std::ranges::sort(codes);
+    const auto repeated = std::ranges::unique(codes);
+    codes.erase(repeated.begin(), repeated.end());
+}
+
+// The codes of a name, or those that a function of this name returns; letters' case does not matter.
+std::vector<std::uint32_t> codes_of(const std::string &name) {
+    const auto is_it = [&name](const std::string &other) { return strcasecmp(name.c_str(), other.c_str()) == 0; };
+    std::vector<std::uint32_t> codes;
+    for (const CodeName &row : code_names()) {
+        if (is_it(row.name) || std::ranges::any_of(words_of(row.functions), is_it)) {
+            codes.push_back(row.code);
+        }
+    }
+    sort_once(codes);
+    return codes;
+}
+
+std::string unknown_name(const std::string &word) {
+    std::vector<std::string> names;
+    for (const CodeName &row : code_names()) {
+        names.emplace_back(row.name);
+    }
+    const bool is_hex = std::ranges::all_of(word, [](char character) { return digit_value(character) >= 0; });
+    return "no code and no function that returns one is called \"" + printable(word) + '"' +
+           (is_hex ? "; hexadecimal numbers begin with 0x" : did_you_mean(word, names));
+}
+
+// Codes one after the other, as text or in a document.
+class Codes {
+public:
+    explicit Codes(bool json) : document_("code", json) {}
+
+    void look_up(const std::string &word) {
+        if (const auto number = number_of(word)) {
+            show(*number);
+            return;
+        }
+        const std::vector<std::uint32_t> codes = codes_of(word);
+        for (const std::uint32_t number : codes) {
+            show(number);
+        }
+        if (codes.empty()) {
+            document_.add(nullptr);
+            status_ = fail(unknown_name(word));
+        }
+    }
+
+    void show(std::uint32_t number) {
         const Code code = take_apart(number);
         const bool known = !code.names.empty();
-        status = known ? status : kRejected;
-        if (json) {
-            document.add(known ? json_of(code) : Json());
+        status_ = known ? status_ : kRejected;
+        if (document_.is_written()) {
+            document_.add(known ? json_of(code) : Json());
         } else {
             print(code);
         }
     }
-    document.end();
-    return status;
+
+    int end() {
+        document_.end();
+        return status_;
+    }
+
+private:
+    Document document_;
+    int status_ = kDone;
+};
+
+} // namespace
+
+int inspect_codes(const std::vector<std::string> &words, bool json) {
+    Codes codes(json);
+    for (const std::string &word : words) {
+        codes.look_up(word);
+    }
+    std::vector<std::uint32_t> every = words.empty() ? every_code() : std::vector<std::uint32_t>();
+    sort_once(every);
+    for (const std::uint32_t number : every) {
+        codes.show(number);
+    }
+    return codes.end();
 }
 
 } // namespace inspect

@@ -7,7 +7,9 @@
 
 #include <cstring>
 #include <iostream>
+#include <iterator>
 #include <nlohmann/json.hpp>
+#include <strings.h>
 
 namespace inspect {
 
@@ -51,7 +53,8 @@ void find_stub(Answers &answers, const std::string &name) {
     const std::optional<std::uint32_t> number = number_of(name);
     std::uint32_t type = number.value_or(ORVA_STUB_TYPES);
     if (!number && ORVA_STUB_GetStubType(name.c_str(), &type) != 1) {
-        answers.missing("no stub matches \"" + printable(name) + '"');
+        const std::vector<std::string> names(std::begin(g_acStubParaBuf), std::end(g_acStubParaBuf));
+        answers.missing("no stub matches \"" + printable(name) + '"' + did_you_mean(name, names));
         return;
     }
     if (type >= ORVA_STUB_TYPES) {
@@ -67,48 +70,115 @@ void find_stub(Answers &answers, const std::string &name) {
     answers.found({{"asked", name}, {"type", type}, {"name", row}}, line);
 }
 
+void show_port(Answers &answers, const BoardPortInfo &port) {
+    answers.found({{"boardType", port.boardType},
+                   {"hex", hex_number(port.boardType, 1)},
+                   {"interface", interface_of(port)},
+                   {"waitFlag", port.waitFlag},
+                   {"octetSelect", port.octetSelect}},
+                  "board type " + hex_number(port.boardType, 1) + ": interface " + interface_of(port) + ", " +
+                      (port.waitFlag == 1 ? "waits for its address" : "one try for its address") +
+                      ", number in the " + (port.octetSelect == 1 ? "lowest" : "second-lowest") + " octet");
+}
+
+void find_port(Answers &answers, std::uint32_t type) {
+    const BoardPortInfo *const port = ORVA_GetBoardEthInfo(type);
+    if (port == nullptr) {
+        answers.missing("board type " + hex_number(type, 1) + " is not in the table; its address comes from " +
+                        g_orvaBakPort[0] + ", else " + g_orvaBakPort[1]);
+        return;
+    }
+    show_port(answers, *port);
+}
+
+void find_ports(Answers &answers, const std::string &interface) {
+    bool is_found = false;
+    for (const BoardPortInfo &port : g_boardPort) {
+        if (interface_of(port) == interface) {
+            show_port(answers, port);
+            is_found = true;
+        }
+    }
+    if (!is_found) {
+        answers.missing("no board type has an interface " + printable(interface));
+    }
+}
+
+// The name of a sensor type, or null.
+const char *sensor_type_name(std::uint32_t code) {
+    const char *const name = ORVA_ALARM_GetSensorTypeDesc(static_cast<std::uint8_t>(code));
+    return std::strcmp(name, "unknown") != 0 ? name : nullptr;
+}
+
+void show_sensor_type(Answers &answers, std::uint32_t code, const char *name) {
+    answers.found({{"code", code}, {"hex", hex_number(code, 2)}, {"name", name}},
+                  "sensor type " + hex_number(code, 2) + ": " + name);
+}
+
+void find_sensor_type(Answers &answers, const std::string &word) {
+    if (const auto code = number_of(word)) {
+        const char *const name = sensor_type_name(*code);
+        if (name != nullptr) {
+            show_sensor_type(answers, *code, name);
+        } else {
+            answers.missing("sensor type " + hex_number(*code, 2) + " is unknown");
+        }
+        return;
+    }
+    std::vector<std::string> names;
+    for (std::uint32_t code = 0; code <= UINT8_MAX; ++code) {
+        const char *const name = sensor_type_name(code);
+        if (name != nullptr && strcasecmp(name, word.c_str()) == 0) {
+            show_sensor_type(answers, code, name);
+            return;
+        }
+        names.emplace_back(name != nullptr ? name : "");
+    }
+    answers.missing("no sensor type is called \"" + printable(word) + '"' + did_you_mean(word, names));
+}
+
 } // namespace
 
-int inspect_ports(const std::vector<std::uint32_t> &board_types, bool json) {
+int inspect_ports(const std::vector<std::string> &words, bool json) {
     Answers answers("port", json);
-    for (const std::uint32_t type : board_types) {
-        const BoardPortInfo *const port = ORVA_GetBoardEthInfo(type);
-        if (port == nullptr) {
-            answers.missing("board type " + hex_number(type, 1) + " is not in the table; its address comes from " +
-                            g_orvaBakPort[0] + ", else " + g_orvaBakPort[1]);
-            continue;
+    for (const std::string &word : words) {
+        if (const auto type = number_of(word)) {
+            find_port(answers, *type);
+        } else {
+            find_ports(answers, word);
         }
-        answers.found({{"boardType", type},
-                       {"hex", hex_number(type, 1)},
-                       {"interface", interface_of(*port)},
-                       {"waitFlag", port->waitFlag},
-                       {"octetSelect", port->octetSelect}},
-                      "board type " + hex_number(type, 1) + ": interface " + interface_of(*port) + ", " +
-                          (port->waitFlag == 1 ? "waits for its address" : "one try for its address") +
-                          ", number in the " + (port->octetSelect == 1 ? "lowest" : "second-lowest") + " octet");
+    }
+    for (const BoardPortInfo &port : g_boardPort) {
+        if (words.empty()) {
+            show_port(answers, port);
+        }
     }
     return answers.end();
 }
 
-int inspect_stubs(const std::vector<std::string> &names, bool json) {
+int inspect_stubs(const std::vector<std::string> &words, bool json) {
     Answers answers("stub", json);
-    for (const std::string &name : names) {
-        find_stub(answers, name);
+    for (const std::string &word : words) {
+        find_stub(answers, word);
+    }
+    for (const char *const name : g_acStubParaBuf) {
+        if (words.empty()) {
+            find_stub(answers, name);
+        }
     }
     return answers.end();
 }
 
-int inspect_sensor_types(const std::vector<std::uint32_t> &codes, bool json) {
+int inspect_sensor_types(const std::vector<std::string> &words, bool json) {
     Answers answers("sensor-type", json);
-    const std::string unknown = "unknown";
-    for (const std::uint32_t code : codes) {
-        const char *const name = ORVA_ALARM_GetSensorTypeDesc(static_cast<std::uint8_t>(code));
-        if (name == unknown) {
-            answers.missing("sensor type " + hex_number(code, 2) + " is unknown");
-            continue;
+    for (const std::string &word : words) {
+        find_sensor_type(answers, word);
+    }
+    for (std::uint32_t code = 0; code <= UINT8_MAX; ++code) {
+        const char *const name = sensor_type_name(code);
+        if (words.empty() && name != nullptr) {
+            show_sensor_type(answers, code, name);
         }
-        answers.found({{"code", code}, {"hex", hex_number(code, 2)}, {"name", name}},
-                      "sensor type " + hex_number(code, 2) + ": " + name);
     }
     return answers.end();
 }

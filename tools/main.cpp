@@ -42,14 +42,15 @@ struct Options {
     std::vector<std::string> words;
 };
 
+std::string number_problem(const std::string &text, std::uint32_t limit) {
+    const auto number = number_of(text);
+    return number && *number <= limit
+               ? std::string()
+               : printable(text) + " is not a number from 0 to " + std::to_string(limit) + ", decimal or with 0x";
+}
+
 CLI::Validator number_up_to(std::uint32_t limit) {
-    const auto check = [limit](const std::string &text) {
-        const auto number = number_of(text);
-        return number && *number <= limit
-                   ? std::string()
-                   : printable(text) + " is not a number from 0 to " + std::to_string(limit) + ", decimal or with 0x";
-    };
-    return CLI::Validator(check, "NUMBER");
+    return CLI::Validator([limit](const std::string &text) { return number_problem(text, limit); }, "NUMBER");
 }
 
 std::vector<std::uint32_t> numbers_of(const Options &options) {
@@ -58,6 +59,16 @@ std::vector<std::uint32_t> numbers_of(const Options &options) {
         numbers.push_back(*number_of(word));
     }
     return numbers;
+}
+
+// A word that begins like a number must be one; a name of several words may begin with any.
+CLI::Validator name_or_number_up_to(std::uint32_t limit) {
+    const auto check = [limit](const std::string &text) {
+        const bool is_name = !text.empty() && (text.find(' ') != std::string::npos ||
+                                               std::string_view("0123456789-+").find(text[0]) == std::string::npos);
+        return is_name ? std::string() : number_problem(text, limit);
+    };
+    return CLI::Validator(check, "");
 }
 
 InputForm form_of(const Options &options) {
@@ -119,7 +130,8 @@ public:
             ->type_name("WHEN")
             ->capture_default_str();
         app_.require_subcommand(1);
-        add_code();
+        add_look_up("code", "Result codes: site, reason and names",
+                    "code, name of one, or function that returns some", UINT32_MAX, inspect_codes);
         add_tlv();
         add_message();
         add_encode();
@@ -129,13 +141,12 @@ public:
         add_to_pcap();
         add_pcap();
         add_describe();
-        add_numbers("port", "Board types: the interface to the management network", UINT32_MAX,
-                    [this] { return inspect_ports(numbers_of(options_), options_.json); });
-        add("stub", "Stub types and names", [this] { return inspect_stubs(options_.words, options_.json); })
-            ->add_option("NAME|NUMBER", options_.words, "Stub name, bare or composed, or stub type")
-            ->required();
-        add_numbers("sensor-type", "Sensor types: their names", UINT8_MAX,
-                    [this] { return inspect_sensor_types(numbers_of(options_), options_.json); });
+        add_look_up("port", "Board types: the interface to the management network", "board type, or interface",
+                    UINT32_MAX, inspect_ports);
+        add_look_up("stub", "Stub types and names", "stub type, or name, bare or composed", UINT32_MAX,
+                    inspect_stubs);
+        add_look_up("sensor-type", "Sensor types: their names", "sensor type, or name", UINT8_MAX,
+                    inspect_sensor_types);
         CLI::App *const crc = add("crc", "CRC-16 variants and CRC-32 of files",
                                   [this] { return inspect_crc(files_of(options_), options_.json); });
         crc->add_option("FILE", options_.paths, "Files, - for the standard input")->required();
@@ -186,23 +197,16 @@ private:
         return added;
     }
 
-    void add_code() {
-        CLI::App *const code = add("code", "Result codes: site, reason and names", [this] {
-            return inspect_codes(options_.list ? every_code() : numbers_of(options_), options_.json);
-        });
-        CLI::Option *const numbers = code->add_option("NUMBER", options_.words, "Decimal, or hexadecimal with 0x")
-                                         ->check(number_up_to(UINT32_MAX));
-        CLI::Option *const list = code->add_flag("--list", options_.list, "Every code that the library names");
-        list->excludes(numbers);
-        code->require_option(1, 0);
-    }
-
-    void add_numbers(const std::string &name, const std::string &help, std::uint32_t limit,
-                     std::function<int()> command) {
-        add(name, help, std::move(command))
-            ->add_option("NUMBER", options_.words, "Decimal, or hexadecimal with 0x")
-            ->required()
-            ->check(number_up_to(limit));
+    void add_look_up(const std::string &name, const std::string &help, const std::string &words, std::uint32_t limit,
+                     int (*look_up)(const std::vector<std::string> &, bool)) {
+        CLI::App *const command = add(name, help, [this, look_up] { return look_up(options_.words, options_.json); });
+        // A composed name of a stub begins with a number.
+        CLI::Option *const asked = command->add_option("NUMBER|NAME", options_.words, "A " + words);
+        if (name != "stub") {
+            asked->check(name_or_number_up_to(limit));
+        }
+        command->add_flag("--list", options_.list, "All of them")->excludes(asked);
+        command->require_option(1, 0);
     }
 
     // Files, and how they are to be read.

@@ -107,6 +107,11 @@ std::string nearest(std::string_view word, std::span<const std::string> candidat
     return found;
 }
 
+std::string did_you_mean(std::string_view word, std::span<const std::string> candidates) {
+    const std::string near = nearest(word, candidates);
+    return near.empty() ? near : "; did you mean " + near + '?';
+}
+
 std::string json_text(const nlohmann::ordered_json &document) {
     return document.dump(2, ' ', true, nlohmann::ordered_json::error_handler_t::replace);
 }

@@ -38,6 +38,9 @@ std::string printable(std::string_view text);
 // The candidate that the fewest changed letters make of the word; empty when half of its letters would change.
 std::string nearest(std::string_view word, std::span<const std::string> candidates);
 
+// "; did you mean X?" with the nearest candidate, or nothing.
+std::string did_you_mean(std::string_view word, std::span<const std::string> candidates);
+
 // A document as text without a line end, in printable ASCII: everything else is escaped. Bytes that are no UTF-8 are
 // replaced.
 std::string json_text(const nlohmann::ordered_json &document);

@@ -6,9 +6,11 @@
 
 #include "miro_host.h"
 #include "orva_additions.h"
+#include "orva_api_stub.h"
 #include "orva_comm.h"
 #include "orva_debugging.h"
 #include "orva_diag.h"
+#include "orva_drvadp_comm.h"
 #include "orva_imlib.h"
 #include "orva_tlv_sensor_comm.h"
 #include "system_support.h"
@@ -142,14 +144,13 @@ TEST_F(Inspect, CommandLine_WrongOnesSayWhyAndEndWith2) {
         {"an unknown option", {"crc", "--fast", "x"}, "--fast"},
         {"no code", {"code"}, "orva-inspect: "},
         {"codes and the list", {"code", "--list", "1"}, "excludes"},
-        {"a code of letters", {"code", "D6005D"}, "D6005D is not a number from 0 to 4294967295, decimal or with 0x"},
         {"a code of 33 bits", {"code", "0x100000000"}, "0x100000000 is not a number"},
         {"a code with a tail", {"code", "12z"}, "12z is not a number"},
         {"an empty code", {"code", ""}, " is not a number"},
         {"a bare prefix", {"code", "0x"}, "0x is not a number"},
         {"a signed prefix", {"code", "0x-1"}, "0x-1 is not a number"},
-        {"no board type", {"port"}, "NUMBER is required"},
-        {"no stub", {"stub"}, "NAME|NUMBER is required"},
+        {"no board type", {"port"}, "At least 1 option from [NUMBER|NAME,--list] is required"},
+        {"no stub", {"stub"}, "At least 1 option from [NUMBER|NAME,--list] is required"},
         {"a sensor type of 9 bits", {"sensor-type", "256"}, "256 is not a number from 0 to 255"},
         {"no file to sum", {"crc"}, "FILE is required"},
         {"an unknown record",
@@ -335,6 +336,28 @@ TEST_F(Inspect, Code_WithoutANameIsNull) {
     ASSERT_EQ(codes.size(), 2u);
     EXPECT_TRUE(codes[0].is_null());
     EXPECT_EQ(codes[1]["names"][0]["name"], "ORVA_FAILED");
+}
+
+TEST_F(Inspect, Code_IsFoundByNameAndByTheFunctionsThatReturnIt) {
+    const json by_name = document({"code", "orva_err_QUEUE_WRITE_ARGUMENT", "ORVA_OK"});
+    ASSERT_EQ(by_name.size(), 2u);
+    EXPECT_EQ(by_name[0]["code"], 0xD6005D);
+    EXPECT_EQ(by_name[1]["code"], 0);
+    const json by_function = document({"code", "ORVA_QueueWrite"});
+    ASSERT_EQ(by_function.size(), 3u);
+    for (const json &code : by_function) {
+        const bool returned = std::ranges::any_of(code["names"], [](const json &name) {
+            return std::ranges::find(name["functions"], "ORVA_QueueWrite") != name["functions"].end();
+        });
+        EXPECT_TRUE(returned) << code;
+    }
+    expect_result(
+        run({"code", "ORVA_ERR_QUEUE_WRITE_ARGUMNT"}), 1,
+        "orva-inspect: no code and no function that returns one is called \"ORVA_ERR_QUEUE_WRITE_ARGUMNT\"; "
+        "did you mean ORVA_ERR_QUEUE_WRITE_ARGUMENT?\n");
+    expect_result(run({"code", "D6005D"}), 1,
+                  "orva-inspect: no code and no function that returns one is called \"D6005D\"; hexadecimal numbers "
+                  "begin with 0x\n");
 }
 
 TEST_F(Inspect, Code_ListHoldsEveryNamedCodeOnce) {
@@ -1335,6 +1358,39 @@ TEST_F(Inspect, Port_ShowsTheRowOrTheBackupPorts) {
                                "octetSelect": 1}])"));
 }
 
+TEST_F(Inspect, Port_IsFoundByItsInterface) {
+    const json ports = document({"port", "bond0"});
+    ASSERT_FALSE(ports.empty());
+    const auto count = std::ranges::count_if(
+        g_boardPort, [](const BoardPortInfo &port) { return std::string(port.ifName) == "bond0"; });
+    EXPECT_EQ(ports.size(), static_cast<std::size_t>(count));
+    for (const json &port : ports) {
+        EXPECT_EQ(port["interface"], "bond0");
+    }
+    expect_result(run({"port", "eth\x1b"}), 1, "orva-inspect: no board type has an interface eth\\x1b\n");
+}
+
+TEST_F(Inspect, Lists_HoldEveryRowOnce) {
+    const json ports = document({"port", "--list"});
+    ASSERT_EQ(ports.size(), std::size(g_boardPort));
+    for (std::size_t i = 0; i < ports.size(); ++i) {
+        EXPECT_EQ(ports[i]["boardType"], g_boardPort[i].boardType);
+    }
+    const json stubs = document({"stub", "--list"});
+    ASSERT_EQ(stubs.size(), std::size_t{ORVA_STUB_TYPES});
+    for (std::size_t i = 0; i < stubs.size(); ++i) {
+        EXPECT_EQ(stubs[i]["type"], i);
+        EXPECT_EQ(stubs[i]["name"], g_acStubParaBuf[i]);
+    }
+    const json types = document({"sensor-type", "--list"});
+    std::set<int> codes;
+    for (const json &type : types) {
+        EXPECT_TRUE(codes.insert(type["code"].get<int>()).second);
+        EXPECT_EQ(document({"sensor-type", type["name"].get<std::string>()})[0]["name"], type["name"]);
+    }
+    EXPECT_GT(codes.size(), 70u);
+}
+
 TEST_F(Inspect, Stub_FindsNamesNumbersAndComposedNames) {
     expect_result(run({"stub", "pmSwitch", "3_1_pmSwitch", "12", "0x0", "213", "nosuch\x1b"}), 1,
                   "stub type 0: pmSwitch\n"
@@ -1352,6 +1408,9 @@ TEST_F(Inspect, SensorType_NamesKnownCodes) {
                   "sensor type 0x04: fan\n"
                   "sensor type 0xff: type end\n"
                   "orva-inspect: sensor type 0x00 is unknown\n");
+    expect_result(run({"sensor-type", "FAN", "temprature"}), 1,
+                  "sensor type 0x04: fan\n"
+                  "orva-inspect: no sensor type is called \"temprature\"; did you mean temperature?\n");
     EXPECT_EQ(document({"sensor-type", "2"}), json::parse(R"([{"code": 2, "hex": "0x02", "name": "voltage"}])"));
 }
 
