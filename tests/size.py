@@ -1,6 +1,7 @@
 """Prints what the library takes: bytes of code and data, relocations, constructors and the time until a program that uses
 it has started. With limits, fails when one is exceeded.
-usage: size.py LIBRARY --prefix TOOL_PREFIX [--emulator COMMAND] [--bytes LIMIT] [--start-up COMPILER]"""
+usage: size.py LIBRARY --prefix TOOL_PREFIX [--emulator COMMAND] [--bytes LIMIT] [--relocations LIMIT]
+               [--start-up COMPILER [--runs COUNT]]"""
 import argparse
 import pathlib
 import re
@@ -10,7 +11,6 @@ import sys
 import tempfile
 import time
 
-RUNS = 200
 PROGRAM = "extern void *__environ; int main(void) { return __environ == 0; }\n"
 
 
@@ -38,7 +38,7 @@ def constructors(prefix, library):
     return entries - sum(f" {name}\n" in names for name in ("frame_dummy", "init_have_lse_atomics"))
 
 
-def start_up(library, compiler, emulator):
+def start_up(library, compiler, emulator, runs):
     """The least time that loading the library and its platform adds to an empty program."""
     folder = library.parent
     least = {}
@@ -50,7 +50,7 @@ def start_up(library, compiler, emulator):
             program = pathlib.Path(scratch) / name
             run(*shlex.split(compiler), "-O2", source, "-o", program, *options)
             times = []
-            for _ in range(RUNS):
+            for _ in range(runs):
                 before = time.perf_counter()
                 subprocess.run([*shlex.split(emulator), str(program)], check=True)
                 times.append(time.perf_counter() - before)
@@ -64,18 +64,24 @@ def main():
     parser.add_argument("--prefix", default="")
     parser.add_argument("--emulator", default="")
     parser.add_argument("--bytes", type=int)
+    parser.add_argument("--relocations", type=int)
     parser.add_argument("--start-up")
+    parser.add_argument("--runs", type=int, default=200)
     args = parser.parse_args()
     text, data, zeroed = sizes(args.prefix, args.library)
+    relocated = relocations(args.prefix, args.library)
     made = constructors(args.prefix, args.library)
     print(f"text {text}, data {data}, text and data {text + data} bytes"
           + (f" (limit {args.bytes})" if args.bytes else "") + f", zeroed {zeroed}, "
-          f"relocations {relocations(args.prefix, args.library)}, constructors of ours {made}")
+          f"relocations {relocated}" + (f" (limit {args.relocations})" if args.relocations else "")
+          + f", constructors of ours {made}")
     if args.start_up:
-        seconds = start_up(args.library, args.start_up, args.emulator)
+        seconds = start_up(args.library, args.start_up, args.emulator, args.runs)
         print(f"start-up with the host platform: {seconds * 1e6:.0f} us more than an empty program"
               + (f", under {args.emulator}" if args.emulator else ""))
-    return 1 if made or (args.bytes and text + data > args.bytes) else 0
+    too_large = args.bytes and text + data > args.bytes
+    too_many = args.relocations and relocated > args.relocations
+    return 1 if made or too_large or too_many else 0
 
 
 sys.exit(main())
