@@ -155,17 +155,19 @@ template <typename Form>
 }
 
 // The register after `length` bytes of `data`, entering with `r`: look-ups alone, which every processor can do. Once
-// in the library, and not inlined: few processors need it.
+// in the library, and not inlined: few processors need it. For the same reason its loops are not unrolled.
 template <typename Form>
 [[gnu::noinline]] inline typename Form::Register advance_by_look_up(typename Form::Register r,
                                                                     const std::uint8_t *data, std::size_t length) {
     constexpr std::size_t kStreams = 4;
     constexpr std::size_t kShort = 16;
     constexpr std::size_t kLong = 64;
+    static constexpr StretchTable<Form> kStretches[] = {make_stretch_table<Form, kShort>(),
+                                                        make_stretch_table<Form, kLong>()};
     while (length >= kStreams * kShort) {
         const bool isLong = length >= kStreams * kLong;
         const std::size_t stretch = isLong ? kLong : kShort;
-        const StretchTable<Form> &table = isLong ? kStretch<Form, kLong> : kStretch<Form, kShort>;
+        const StretchTable<Form> &table = kStretches[isLong];
         typename Form::Register streams[kStreams] = {r};
 #pragma GCC unroll 1
         for (const std::uint8_t *const end = data + stretch; data < end; data += kWordBytes) {
@@ -181,9 +183,11 @@ template <typename Form>
             r = static_cast<typename Form::Register>(skip_stretch<Form>(table, r) ^ streams[k]);
         }
     }
+#pragma GCC unroll 1
     for (; length >= kWordBytes; length -= kWordBytes, data += kWordBytes) {
         r = look_up<Form>(Form::load_word(data) ^ Form::place(r));
     }
+#pragma GCC unroll 1
     for (; length > 0; --length, ++data) {
         r = static_cast<typename Form::Register>(kTables<Form>.row[0][*data ^ Form::index(r)] ^ Form::shift_byte(r));
     }
