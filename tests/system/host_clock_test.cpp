@@ -272,7 +272,7 @@ TEST_F(HostClock, AForkedProcessSharesTheTime) {
     EXPECT_LT(real_seconds(), 30.0);
 }
 
-// Asks and answers of one parent and children that work for different times.
+// Questions and answers between a parent and children that work for different lengths of time.
 std::vector<std::pair<int, std::uint64_t>> a_round(int children, int rounds) {
     const Queue queue;
     std::vector<pid_t> processes;
@@ -280,7 +280,7 @@ std::vector<std::pair<int, std::uint64_t>> a_round(int children, int rounds) {
         processes.push_back(start_child([&queue, i, rounds] {
             for (int round = 0; round < rounds; ++round) {
                 queue.receive(10 + i);
-                // Every third is busy for the same time, so that their order is not given by the time.
+                // Every third works equally long, so the times alone do not give their order.
                 std::this_thread::sleep_for(milliseconds(i % 3));
                 queue.send(1, i);
             }

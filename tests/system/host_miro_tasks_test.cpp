@@ -409,8 +409,8 @@ TEST_F(HostMiroTimer, ASlowCallback_DoesNotMakeUpMissedPasses) {
     });
     ASSERT_TRUE(g_fired.wait_for(4));
     EXPECT_EQ(MIRO_HostTimerStop(timer), MIRO_HOST_OK);
-    // The slow pass ends after 150 ms, one late pass follows it, and the next ones are those of 160 and 180 ms. Made
-    // up, they would all have come at once.
+    // The slow pass ends after 150 ms, one late pass follows it, and the next ones are those of 160 and 180 ms. If
+    // missed passes were made up for, they would all come at once.
     EXPECT_GE(ends[3] - before, 180ms);
 }
 

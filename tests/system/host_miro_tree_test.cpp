@@ -286,7 +286,7 @@ TEST_F(HostMiroTree, Readers_FindWhatStaysWhileOthersInsertAndDelete) {
     for (std::uint32_t key = 0; key < 8; ++key) {
         stays.push_back(insert(key * 100));
     }
-    // Inserted in order, these turn the tree over again and again.
+    // Inserted in order, these make the tree rotate again and again.
     std::vector<Item *> moving;
     for (std::uint32_t key = 1; key < 700; key += 3) {
         if (key % 100 != 0) {

@@ -195,7 +195,7 @@ TEST_F(StartMode, Set_GoesOnWhenModeOrLineCannotBeWritten) {
     EXPECT_EQ(take_logs().back(), "PLog(0x1, orva, 0x10000, 0x4) Reboot flag file is created");
     file_->write("");
     fail("fputs", 1, EOF, ENOSPC);
-    fail("fwrite", 1, 0, ENOSPC); // what an optimiser makes of it
+    fail("fwrite", 1, 0, ENOSPC); // a compiler may call this in its place
     ORVA_COMM_SetProcessStartMode(0);
     EXPECT_EQ(file_->read(), "");
     EXPECT_EQ(take_logs(), Records{"PLog(0x1, orva, 0x10000, 0x4) Reboot flag file is created"});
@@ -249,7 +249,7 @@ TEST_F(PowerOff, Flag_IsWhatTheConfigurationSays) {
         const unsigned opened = calls_of("fopen");
         const unsigned closed = calls_of("fclose");
         EXPECT_EQ(ORVA_GetIndependPwrOffFlag(config.slot, config.index), config.expected);
-        // The stand-in opens once more under the call that it answers.
+        // The replaced call opens the scratch file by itself, so one open counts twice.
         EXPECT_EQ(calls_of("fclose") - closed, (calls_of("fopen") - opened) / 2);
     }
     EXPECT_TRUE(take_logs().empty());

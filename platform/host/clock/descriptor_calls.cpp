@@ -19,7 +19,7 @@ void touch_address(const sockaddr *name, socklen_t length);
 
 namespace {
 
-// A call that asked only what is ready already: a loop of such calls waits for time to pass.
+// For calls with a timeout of 0, which only ask what is ready: a loop of such calls waits for time to pass.
 int asked(int result) {
     if (result == 0) {
         note_idle_call();
@@ -375,7 +375,8 @@ MIRO_CLOCK_EXPORT int shutdown(int fd, int how) noexcept {
 
 MIRO_CLOCK_EXPORT int close(int fd) {
     if (joined()) {
-        // The name is gone with the descriptor, so the touch comes first: nobody looks before this thread waits.
+        // The key comes from the descriptor, so the touch comes before the close. Nobody looks before this thread
+        // waits.
         touch_peer(fd);
         forget_timer(fd);
     }

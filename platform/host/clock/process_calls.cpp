@@ -105,7 +105,7 @@ bool takes_signal(pid_t process, pid_t thread, int signal) {
     return sets.known && has(sets.caught, signal) && !has(sets.blocked, signal);
 }
 
-// A caught signal interrupts a wait. Waits until its handler is on its way, so that it meets no later wait.
+// A caught signal interrupts a wait. Waits until its handler has started, so that it does not interrupt a later wait.
 void see_caught_signal_taken(pid_t process, int signal) {
     constexpr int kLooks = 100;
     const timespec pause{.tv_sec = 0, .tv_nsec = 200'000};
@@ -226,7 +226,7 @@ MIRO_CLOCK_EXPORT pid_t fork() noexcept {
     return child;
 }
 
-// Its child shares this process's memory, and would end its parent's place in the clock.
+// The child of a real vfork shares this process's memory and would release its parent's place in the clock.
 MIRO_CLOCK_EXPORT pid_t vfork() noexcept {
     return fork();
 }

@@ -177,7 +177,7 @@ void take_lock() {
         const timespec pause = as_timespec(50 * kNsPerMs);
         if (futex(lock, FUTEX_WAIT, seen | kContended, &pause) != 0 && errno == ETIMEDOUT &&
             is_dead(static_cast<pid_t>(seen & ~kContended))) {
-            // Its owner was killed inside. The table is written in steps that a reader survives.
+            // Its owner was killed while it held the lock. After each single store the table is safe to read.
             seen |= kContended;
             lock.compare_exchange_strong(seen, 0);
         }
@@ -193,7 +193,7 @@ void drop_lock() {
 void touch_locked(std::uint32_t key, bool arrives = false);
 void let_somebody_run();
 
-// Holds the lock. Calls of this library that a signal handler makes meanwhile pass it by, and are made up for.
+// Holds the lock. Calls of this library by a signal handler meanwhile do not take it; they are done afterwards.
 class Inside {
 public:
     Inside() {
@@ -276,7 +276,7 @@ void forget_process(pid_t id) {
     }
 }
 
-// Waits for those that said they end, so that whoever watches them sees it before time moves on.
+// Waits until threads and processes that announced their end are gone, so that others see it before time moves on.
 void see_endings_through() {
     bool ended = false;
     for (Process &process : g_table->processes) {
@@ -319,7 +319,7 @@ std::int32_t choose() {
     return runnable != kNobody ? runnable : due;
 }
 
-// Gives the turn to the next thread. The time moves on when it is the deadline that makes it the next.
+// Gives the turn to the next thread. When that one waits for a deadline, the time moves on to it.
 void let_somebody_run() {
     Table &table = *g_table;
     if (table.holder != kNobody) {
@@ -336,7 +336,7 @@ void let_somebody_run() {
     }
     table.holder = next;
     table.handovers.fetch_add(1, std::memory_order_relaxed);
-    // The state stays as it was, for block() to tell why it was woken.
+    // The state stays unchanged: block() reads from it why it was woken.
     thread.granted.store(1, std::memory_order_release);
     if (next != t_place) {
         futex(thread.granted, FUTEX_WAKE, 1, nullptr);
@@ -370,7 +370,8 @@ struct Patience {
     std::int64_t since_ns = 0;
 };
 
-// Now and then, in real time, while a thread waits: looks outside, and whether the clock still goes.
+// From time to time, in real time, while a thread waits: looks at the world outside, and checks that the clock goes
+// on.
 void look_around(Thread &self, Patience &patience) {
     Table &table = *g_table;
     const std::uint64_t handovers = table.handovers.load(std::memory_order_relaxed);
@@ -399,7 +400,7 @@ void look_around(Thread &self, Patience &patience) {
     }
 }
 
-// The process gave its places up while it ends: its other threads wait for that.
+// The process is ending and has released its places: its other threads wait here for the end.
 void stop_when_place_is_gone(const Thread &self) {
     while (self.process != getpid() || self.state == State::kFree) {
         MIRO_CLOCK_NEXT(pause)();

@@ -74,7 +74,7 @@ int wait_for_condition(pthread_cond_t *condition, pthread_mutex_t *mutex, std::i
     return woken == Woken::kDeadline ? ETIMEDOUT : 0;
 }
 
-// ---- Threads that ended, but that the kernel may still have
+// ---- Threads that have ended, but may still exist in the kernel
 
 constexpr std::size_t kMostEnded = 256;
 std::atomic<pthread_t> g_ended[kMostEnded];
@@ -190,14 +190,14 @@ MIRO_CLOCK_EXPORT int pthread_rwlock_unlock(pthread_rwlock_t *lock) noexcept {
     return error;
 }
 
-// ---- Conditions. A signal wakes all that wait, as it is free to.
+// ---- Conditions. A signal wakes all that wait, which the standard allows.
 
 MIRO_CLOCK_EXPORT int pthread_cond_wait(pthread_cond_t *__restrict condition, pthread_mutex_t *__restrict mutex) {
     return follows() ? wait_for_condition(condition, mutex, kNever)
                      : MIRO_CLOCK_NEXT(pthread_cond_wait)(condition, mutex);
 }
 
-// Which clock the condition was made for cannot be asked, but the time tells.
+// The condition cannot be asked for its clock; the size of the time shows which one it is.
 MIRO_CLOCK_EXPORT int pthread_cond_timedwait(pthread_cond_t *__restrict condition, pthread_mutex_t *__restrict mutex,
                                              const timespec *__restrict until) {
     return follows() ? wait_for_condition(condition, mutex, instant_of(likely_clock(*until), *until))

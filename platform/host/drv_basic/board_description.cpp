@@ -10,9 +10,9 @@
 #include <system_error>
 #include <unistd.h>
 
-// The reader states conditions that some broken descriptions do break, "[%]" and "a = [}" among them, although it
-// goes on to report just these. As assertions they would end the process and as assumptions mislead the optimiser:
-// here they are neither.
+// The parser asserts conditions that some faulty descriptions break, such as "[%]" and "a = [}", and then reports
+// those faults properly. As assertions they would end the process, as assumptions mislead the optimiser: here they
+// are neither.
 #undef NDEBUG
 #ifndef TOML_ASSERT
 #define TOML_ASSERT(condition) static_cast<void>(0)
@@ -310,7 +310,7 @@ std::string_view key_on_line(std::string_view text, std::size_t line) {
     return equals == std::string_view::npos ? std::string_view{} : trimmed(text.substr(0, equals));
 }
 
-// Where a scan of the text is: comments may hold anything, and a number sign in a text begins none.
+// The kind of place that a scan is in. A number sign begins a comment in a plain place only.
 enum class Place { kPlain, kComment, kText, kLiteral, kLongText, kLongLiteral };
 
 Place after_quote(std::string_view rest, char quote) {

@@ -65,8 +65,8 @@ struct Kept {
     }
 };
 
-// Other threads may write a block meanwhile: a word that is half old names no block, or one that is kept a moment
-// later.
+// Other threads may write a block meanwhile. A word that is read half written names no block or, at worst, keeps
+// one more block out of the report.
 __attribute__((no_sanitize("address", "thread"))) const void *word_at(const void *start, std::size_t index) {
     return static_cast<const void *const volatile *>(start)[index];
 }

@@ -91,7 +91,7 @@ bool has_room(const Partition &partition, std::size_t size) {
     return live <= bound && size <= bound - live;
 }
 
-// Where the latest site of that file and line is kept. The text may have moved, so the site decides, not the place.
+// The entry for that file and line. The caller compares the site in it: other sites may have the same entry.
 host::KnownSite &known_site(std::uint8_t number, const char *file, std::uint32_t line) {
     const auto address = reinterpret_cast<std::uintptr_t>(file);
     const std::size_t hash = (address >> 4 ^ address >> 12 ^ std::size_t{line} * 31 ^ number) % host::kKnownSites;

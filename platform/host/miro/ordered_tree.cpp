@@ -27,8 +27,8 @@ std::atomic<std::uint64_t> g_version{0}; // odd while a tree is being changed
     host::keep_usable_after_fork(g_tree_lock);
 }
 
-// Links lie at multiples of four bytes, where the processor promises no whole access to a pointer: each is read and
-// written as two words, and the version tells a reader that got the halves of two pointers.
+// Links lie at multiples of four bytes, where access to a whole pointer is not atomic: each is read and written
+// as two words. The version shows a reader that it has the halves of two pointers.
 using Word __attribute__((may_alias)) = std::uint32_t;
 using Words = std::array<std::uint32_t, 2>;
 static_assert(sizeof(Words) == sizeof(Node *));
@@ -78,8 +78,8 @@ struct NodeTraits {
     static void set_right(node_ptr n, node_ptr to) {
         store_link(n, Link::right, to);
     }
-    // Boost keeps the difference alone: while a change goes on, the heights of the nodes that it turns count from the
-    // shallower side. restore_heights() makes them true again.
+    // Boost keeps the difference alone: while a change goes on, the heights of the nodes that it rotates count from
+    // the shallower side. restore_heights() corrects them.
     static balance get_balance(const_node_ptr n) {
         return n->rightHeight - n->leftHeight;
     }
@@ -116,8 +116,8 @@ void measure(Node *node) {
     }
 }
 
-// Makes the heights true after a change whose deepest node is `node`. What was turned on the way up is an ancestor of
-// it or the child of one.
+// Corrects the heights after a change whose deepest node is `node`. Every rotated node is an ancestor of it or the
+// child of one.
 void restore_heights(Node *node) {
     for (; node != nullptr; node = load_link(node, Link::parent)) {
         measure(load_link(node, Link::left));
@@ -126,7 +126,7 @@ void restore_heights(Node *node) {
     }
 }
 
-// The deepest node that is not what it was once `node` is out: where it, or the next one in its place, is taken off.
+// The deepest node that changes when `node` is removed: the parent of the place that becomes empty.
 Node *deepest_changed(Node *node) {
     Node *right = load_link(node, Link::right);
     if (load_link(node, Link::left) == nullptr || right == nullptr) {
@@ -171,7 +171,7 @@ private:
     Node header_{};
 };
 
-// Both views of a walk: unlocked ones are told as soon as the links cannot be trusted.
+// The two views of a walk. An unlocked one becomes invalid as soon as its links cannot be trusted.
 struct LockedView {
     bool valid() const {
         return true;

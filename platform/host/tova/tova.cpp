@@ -57,7 +57,7 @@ struct Sinks {
 
 std::atomic<std::uint64_t> g_failed{0};
 
-// Of the settings in force, for a look without the lock; the environment's is known once its first record came.
+// The level of the settings in force, read without the lock. The first record reads it from the environment.
 std::atomic<std::uint32_t> g_max_level{0};
 
 // A signal handler may log while its own thread writes a record: its record is dropped and counted.
@@ -284,7 +284,7 @@ Result write_formatted(const Head &head, const char *format, std::va_list argume
     return write_line(head, text);
 }
 
-// Any record function's tail: `fields` are made under the same guard as the rest, since they allocate too.
+// The common end of all record functions. The fields are made under the same guard as the rest: they allocate too.
 template <typename MakeFields>
 Result write_record(LogKind kind, std::uint32_t level, MakeFields make_fields, const char *format,
                     std::va_list arguments) {
