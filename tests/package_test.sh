@@ -108,6 +108,7 @@ inside sh -ec '
     orva-chassis run demo --time virtual >log 2>&1 || { cat log; exit 1; }
     tail -1 log
     orva-inspect code 0x01DA0006
+    orva-inspect describe --lua | cmp - "$(echo /usr/lib/*/wireshark/plugins/orva_comm.lua)"
     orva-board example >board.toml
     orva-board check board.toml
     orva-port-check >log 2>&1 || { cat log; exit 1; }
