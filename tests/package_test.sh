@@ -26,7 +26,8 @@ files() {
 make_root() {
     say "a fresh Debian in $root"
     rm -rf "$root"
-    mmdebstrap --quiet --variant=minbase --include="$needed" bookworm "$root"
+    # apt's own user may not be allowed into the folder.
+    mmdebstrap --quiet --variant=minbase --aptopt='APT::Sandbox::User "root"' --include="$needed" bookworm "$root"
     stage
     inside apt-get update -q
     inside sh -c 'apt-get install -y -q --no-install-recommends /stage/*.deb' >"$root/stage/log" 2>&1 || {
