@@ -61,11 +61,13 @@ std::vector<std::uint32_t> numbers_of(const Options &options) {
     return numbers;
 }
 
-// A word that begins like a number must be one; a name of several words may begin with any.
-CLI::Validator name_or_number_up_to(std::uint32_t limit) {
-    const auto check = [limit](const std::string &text) {
-        const bool is_name = !text.empty() && (text.find(' ') != std::string::npos ||
-                                               std::string_view("0123456789-+").find(text[0]) == std::string::npos);
+// Where names begin with digits, too, only a whole number is one; elsewhere a word that begins like a number must be
+// one.
+CLI::Validator name_or_number_up_to(std::uint32_t limit, bool names_have_digits) {
+    const auto check = [limit, names_have_digits](const std::string &text) {
+        const bool is_name = names_have_digits ? !number_of(text)
+                                               : !text.empty() && std::string_view("0123456789-+").find(text[0]) ==
+                                                                      std::string_view::npos;
         return is_name ? std::string() : number_problem(text, limit);
     };
     return CLI::Validator(check, "");
@@ -203,7 +205,7 @@ private:
         // A composed name of a stub begins with a number.
         CLI::Option *const asked = command->add_option("NUMBER|NAME", options_.words, "A " + words);
         if (name != "stub") {
-            asked->check(name_or_number_up_to(limit));
+            asked->check(name_or_number_up_to(limit, name == "sensor-type"));
         }
         command->add_flag("--list", options_.list, "All of them")->excludes(asked);
         command->require_option(1, 0);
