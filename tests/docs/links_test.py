@@ -32,6 +32,8 @@ def page_problems(root):
                 continue
             elif file and not (path.parent / file).exists():
                 yield f"{path.name}: no such file: {target}"
+            elif not file and path.parent.name == "docs":
+                yield f"{path.name}: the site cannot lead to a heading of the same page: {target}"
             elif anchor and anchor not in anchors(path.parent / file if file else path):
                 yield f"{path.name}: no such heading: {target}"
     if count < 20:
