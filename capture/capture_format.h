@@ -36,6 +36,9 @@ inline constexpr std::uint16_t kBoardPort = 5301;
 inline constexpr Address kManager = {kNet + kHost, kManagerPort};
 inline constexpr Address kBackup = {kNet + kHost + 1, kBoardPort};
 
+// What the recorder itself says goes to everybody, at the port where it is discarded.
+inline constexpr Address kNotes = {kNet + 0xFFFF, 9};
+
 // The other end of a link; slot 0 is the backup's.
 constexpr Address board_address(std::uint32_t slot) {
     return slot == 0 ? kBackup : Address{kNet + slot * 256 + kHost, kBoardPort};

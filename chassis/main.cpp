@@ -4,6 +4,7 @@
 #include "control/control_socket.h"
 #include "explore/explorer.h"
 #include "options.h"
+#include "record/replay_command.h"
 #include "run.h"
 #include "scenario/texts.h"
 
@@ -22,6 +23,9 @@ int run_program(int argc, char **argv) {
     }
     if (const auto *agent = std::get_if<AgentOptions>(&options)) {
         return run_agent(*agent);
+    }
+    if (const auto *replay = std::get_if<ReplayOptions>(&options)) {
+        return run_replay(*replay);
     }
     if (const auto *boards = std::get_if<BoardsOptions>(&options)) {
         return run_boards(*boards);

@@ -37,6 +37,16 @@ CLI::App *add_run_command(CLI::App &app, RunOptions &run, std::string &time) {
     return command;
 }
 
+CLI::App *add_replay_command(CLI::App &app, ReplayOptions &replay) {
+    CLI::App *command =
+        app.add_subcommand("replay", "Send a capture's requests to fresh boards, compare the answers");
+    command->add_option("file", replay.file, "A capture, written by run --record")->required();
+    command->add_option("--agent", replay.agent, "Program that runs as the boards' agent")->check(CLI::ExistingFile);
+    command->add_option("--run-dir", replay.run_dir, "Folder of the run, absent or empty (default: a temporary one)");
+    command->add_flag("--keep", replay.keep, "Keep the temporary run folder");
+    return command;
+}
+
 CLI::App *add_boards_command(CLI::App &app, BoardsOptions &boards) {
     CLI::App *command = app.add_subcommand("boards", "Run boards alone, for a management process of your own");
     command->add_option("--port", boards.port, "UDP port of the management process, on loopback")->required();
@@ -185,6 +195,7 @@ Options read_options(int argc, char **argv) {
     app.set_version_flag("--version", std::string("orva-chassis ") + kVersion);
     app.require_subcommand(0, 1);
     RunOptions run;
+    ReplayOptions replay;
     BoardsOptions boards;
     ExploreOptions explore;
     CheckOptions check;
@@ -192,6 +203,7 @@ Options read_options(int argc, char **argv) {
     AgentOptions agent;
     std::string time = "real";
     const CLI::App *run_command = add_run_command(app, run, time);
+    const CLI::App *replay_command = add_replay_command(app, replay);
     const CLI::App *boards_command = add_boards_command(app, boards);
     const CLI::App *explore_command = add_explore_command(app, explore);
     CLI::App *check_command = app.add_subcommand("check", "Check a scenario");
@@ -214,6 +226,10 @@ Options read_options(int argc, char **argv) {
         run.record = from_here(run.record);
         run.agent = from_here(run.agent);
         return run;
+    }
+    if (replay_command->parsed()) {
+        replay.agent = from_here(replay.agent);
+        return replay;
     }
     if (boards_command->parsed()) {
         boards.agent = from_here(boards.agent);

@@ -30,6 +30,13 @@ struct RunOptions {
     bool keep = false;
 };
 
+struct ReplayOptions {
+    std::string file;
+    std::string agent;
+    std::string run_dir;
+    bool keep = false;
+};
+
 struct BoardsOptions {
     std::uint32_t boards = 4;
     std::uint16_t port = 0; // of the user's management process, on loopback
@@ -81,7 +88,7 @@ struct ExitNow {
     int status = 0;
 };
 
-using Options = std::variant<RunOptions, BoardsOptions, ExploreOptions, CheckOptions, ExampleOptions,
+using Options = std::variant<RunOptions, ReplayOptions, BoardsOptions, ExploreOptions, CheckOptions, ExampleOptions,
                              ScenariosOptions, AgentOptions, CommandOptions, ExitNow>;
 
 Options read_options(int argc, char **argv);

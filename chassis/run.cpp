@@ -1,11 +1,9 @@
 #include "run.h"
 
-#include "board/board_folder.h"
 #include "console.h"
 #include "control/control_socket.h"
 #include "events/json_lines.h"
 #include "manager/chassis.h"
-#include "miro_host_clock.h"
 #include "record/recorder.h"
 #include "run_folder.h"
 #include "runtime.h"
@@ -105,7 +103,7 @@ public:
                 events_ = std::make_unique<EventFile>(chassis.log, options.events);
             }
             if (!options.record.empty()) {
-                recorder_ = std::make_unique<Recorder>(chassis.log, chassis.loop.clock(), options.record);
+                recorder_ = std::make_unique<Recorder>(chassis, options.record);
             }
         } catch (const std::runtime_error &error) {
             throw CannotBegin(error.what());
@@ -163,21 +161,10 @@ int play(Chassis &chassis, const Scenario &scenario, const RunOptions &options) 
     }
 }
 
-// Before other threads start.
-void start_virtual_time() {
-    if (MIRO_HostClockStart(nullptr) != MIRO_HOST_OK) {
-        throw std::runtime_error("--time virtual: this build cannot follow the stepped clock");
-    }
-}
-
 int manage(const RunOptions &options, const Scenario &scenario, const RunFolder &folder, const Descriptor &signals) {
-    const Clock clock(options.virtual_time ? Clock::Settle([] { MIRO_HostClockStep(0); }) : nullptr);
+    const Clock clock = options.virtual_time ? virtual_clock() : Clock();
     EventLog log(clock);
-    const auto own_folder = board_folder(folder.path(), kMainSlot);
-    const std::array<SlotType, 1> own = {{{kMainSlot, default_type(kMainSlot)}}};
-    make_board_folder(own_folder, own.front(), own);
-    load_optional_libraries();
-    start_runtime(own_folder, "manager");
+    start_manager(folder.path());
     Chassis chassis(plan_of(scenario, options, folder.path()), clock, log, signals);
     return play(chassis, scenario, options);
 }
@@ -209,7 +196,7 @@ int run_chassis(const RunOptions &options) {
     try {
         const Scenario scenario = chosen_scenario(options);
         if (options.virtual_time) {
-            start_virtual_time();
+            start_virtual_time("--time virtual");
         }
         const Descriptor signals = take_signals({SIGINT, SIGTERM, SIGHUP, SIGCHLD});
         RunFolder folder(options.run_dir);

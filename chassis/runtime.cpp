@@ -1,9 +1,11 @@
 #include "runtime.h"
 
 #include "board/board_folder.h"
+#include "wire/message_bodies.h"
 
 #include "drv_basic_host.h"
 #include "miro_host.h"
+#include "miro_host_clock.h"
 #include "orva_comm.h"
 #include "orva_deadloop.h"
 #include "orva_drvadp_comm.h"
@@ -89,6 +91,24 @@ void start_runtime(const std::filesystem::path &folder, const std::string &proce
     ORVA_RegWendoDeadloop();
     setenv("ORVA_HOST_IM_LOG", interface_manager_log(folder).c_str(), 1);
     ORVA_SetImlibIpConfigInPnf(kInterfaceManager, 0, process_name.c_str(), 0);
+}
+
+void start_manager(const std::filesystem::path &run_folder) {
+    const auto folder = board_folder(run_folder, kMainSlot);
+    const std::array<SlotType, 1> own = {{{kMainSlot, default_type(kMainSlot)}}};
+    make_board_folder(folder, own.front(), own);
+    load_optional_libraries();
+    start_runtime(folder, "manager");
+}
+
+void start_virtual_time(const std::string &who) {
+    if (MIRO_HostClockStart(nullptr) != MIRO_HOST_OK) {
+        throw std::runtime_error(who + ": this build cannot follow the stepped clock");
+    }
+}
+
+Clock virtual_clock() {
+    return Clock([] { MIRO_HostClockStep(0); });
 }
 
 } // namespace chassis

@@ -53,7 +53,7 @@ constexpr std::array kBoard = {
     FieldType{"address", kText, "IPv4 address that it registered"},
 };
 constexpr std::array kProcess = {
-    FieldType{"state", kText, "started, ended (by itself) or stopped (it was told to)"},
+    FieldType{"state", kText, "started, killed (by the chassis), ended (by itself) or stopped (it was told to)"},
     FieldType{"status", kNumber, "exit status, 128 plus the number of a signal that ended it"},
     FieldType{"starts", kNumber, "how often it has been started"},
 };

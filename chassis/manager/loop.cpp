@@ -69,6 +69,11 @@ void Loop::wait_for(Duration duration) {
     wait(now() + duration, [] { return false; });
 }
 
+void Loop::serve_instant() {
+    clock_.settle();
+    serve_descriptors(Duration(0));
+}
+
 void Loop::hold(const std::function<bool()> &done) {
     if (!clock_.is_virtual()) {
         return wait(Time::max(), done);

@@ -56,6 +56,8 @@ public:
     void wait_for(Duration duration);
     // Serves whatever comes from outside until `done`. Virtual time stands still, except while something is served.
     void hold(const std::function<bool()> &done);
+    // Serves what everyone does at this instant; in real time what has come.
+    void serve_instant();
 
 private:
     struct Watched {

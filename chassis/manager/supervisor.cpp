@@ -120,6 +120,8 @@ bool Supervisor::restart(Board &board) {
 
 void Supervisor::kill_process(Board &board) {
     if (board.process != 0) {
+        log_.add(EventKind::kProcess, board.number(),
+                 {text_field("state", "killed"), number_field("status", 0), number_field("starts", board.starts)});
         kill(board.process, SIGKILL);
     }
 }

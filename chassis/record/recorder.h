@@ -1,11 +1,11 @@
 // Writes the datagrams that the management process sends or receives to a capture. Times are since power-on, ends
 // have the addresses of capture_format.h. In virtual time traces are left out, which hold times of the processor: two
-// virtual runs of one scenario and seed write the same file.
+// virtual runs of one scenario and seed write the same file. Notes say which chassis it is, for a replay.
 #ifndef CHASSIS_RECORD_RECORDER_H
 #define CHASSIS_RECORD_RECORDER_H
 
 #include "capture_writer.h"
-#include "events/log.h"
+#include "manager/chassis.h"
 
 #include <string>
 
@@ -13,8 +13,8 @@ namespace chassis {
 
 class Recorder {
 public:
-    // Throws std::runtime_error when the file cannot be written.
-    Recorder(EventLog &log, const Clock &clock, const std::string &path);
+    // Before power-on. Throws std::runtime_error when the file cannot be written.
+    Recorder(Chassis &chassis, const std::string &path);
     ~Recorder();
     Recorder(const Recorder &) = delete;
     Recorder &operator=(const Recorder &) = delete;
@@ -25,10 +25,11 @@ public:
     }
 
 private:
-    void write(const Event &packet);
+    void see(const Event &event);
+    void write_packet(const Event &packet);
+    void write_note(Time time, const std::string &text);
 
-    EventLog &log_;
-    const Clock &clock_;
+    Chassis &chassis_;
     capture::Writer writer_;
     int subscription_;
 };
