@@ -12,6 +12,7 @@
 #include "scenario/reader.h"
 #include "table.h"
 #include "text.h"
+#include "virtual_time.h"
 
 #include <csignal>
 #include <cstdio>

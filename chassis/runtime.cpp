@@ -5,7 +5,6 @@
 
 #include "drv_basic_host.h"
 #include "miro_host.h"
-#include "miro_host_clock.h"
 #include "orva_comm.h"
 #include "orva_deadloop.h"
 #include "orva_drvadp_comm.h"
@@ -99,16 +98,6 @@ void start_manager(const std::filesystem::path &run_folder) {
     make_board_folder(folder, own.front(), own);
     load_optional_libraries();
     start_runtime(folder, "manager");
-}
-
-void start_virtual_time(const std::string &who) {
-    if (MIRO_HostClockStart(nullptr) != MIRO_HOST_OK) {
-        throw std::runtime_error(who + ": this build cannot follow the stepped clock");
-    }
-}
-
-Clock virtual_clock() {
-    return Clock([] { MIRO_HostClockStep(0); });
 }
 
 } // namespace chassis

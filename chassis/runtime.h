@@ -2,7 +2,6 @@
 #ifndef CHASSIS_RUNTIME_H
 #define CHASSIS_RUNTIME_H
 
-#include "clock.h"
 #include "descriptor.h"
 
 #include <csignal>
@@ -28,12 +27,6 @@ void start_runtime(const std::filesystem::path &folder, const std::string &proce
 
 // The same for a management process, in its own folder below the run's.
 void start_manager(const std::filesystem::path &run_folder);
-
-// Brings the stepped clock into force, for this process and those that it starts. Before other threads start; throws
-// std::runtime_error, which begins with `who`, where it cannot be.
-void start_virtual_time(const std::string &who);
-// The clock then.
-Clock virtual_clock();
 
 } // namespace chassis
 

@@ -4,6 +4,7 @@
 #include "run_folder.h"
 #include "runtime.h"
 #include "text.h"
+#include "virtual_time.h"
 
 #include <csignal>
 #include <cstring>
