@@ -179,6 +179,9 @@ void Invariants::see_process(Slot &slot, const Event &event) {
         slot.drops.seen = 0;
         return;
     }
+    if (state == "killed") {
+        return; // how it ends follows
+    }
     const bool told = state == "stopped" && stopped_as_told(status);
     const bool killed = status == kKilled && was_on(slot, "killed", event.time);
     if (!told && !killed && !was_on(slot, "queue-deleted", event.time)) {
