@@ -6,6 +6,7 @@
 #include "text.h"
 #include "virtual_time.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstring>
 #include <exception>
