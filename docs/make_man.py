@@ -16,6 +16,7 @@ PAGES = (
     ("docs/orva_board.md", "orva-board", 1, "check board descriptions of the host platform"),
     ("docs/orva_port_check.md", "orva-port-check", 1, "check a platform for liborva_comm"),
     ("docs/chassis.md", "orva-chassis", 1, "run a chassis of liborva_comm on one machine"),
+    ("docs/python.md", "orva-python", 7, "Python for testers of a chassis of liborva_comm"),
     ("docs/architecture.md", "liborva_comm", 7, "common support library of a chassis and environment management system"),
 )
 
@@ -34,7 +35,7 @@ def escaped(text):
     text = text.replace("\\", "\\e").replace("`", "\x01")
     text = re.sub(r"!?\[([^\]]*)\]\([^)]*\)", r"\1", text)
     text = text.replace("**", "").replace("-", "\\-")
-    return re.sub("\x01([^\x01\"]*)\x01", r"\\fB\1\\fP", text).replace("\x01", "\\(ga")
+    return re.sub("\x01([^\x01]*)\x01", lambda code: "\\fB" + code[1].replace('"', "\\(dq") + "\\fP", text).replace("\x01", "\\(ga")
 
 
 def prose(text):
@@ -242,7 +243,7 @@ def main():
         (folder / "man3" / f"{header.stem}.3").write_text(area_page(root, header, names))
     areas = [f"{name} 3" for name in names]
     for page, name, number, description in PAGES:
-        references = areas if number == 7 else ["liborva_comm 7"]
+        references = areas if name == "liborva_comm" else ["liborva_comm 7"]
         text = manual_page(root, page, name, number, description, references)
         (folder / f"man{number}" / f"{name}.{number}").write_text(text)
         for command, text in command_pages(root, page, name) if number == 1 else ():
