@@ -1,6 +1,8 @@
 #include "options.h"
 
+#include "completion.h"
 #include "control/commands.h"
+#include "scenario/reader.h"
 #include "text.h"
 
 #include <CLI/CLI.hpp>
@@ -85,6 +87,24 @@ CLI::App *add_agent_command(CLI::App &app, AgentOptions &agent) {
     return command;
 }
 
+// "{udp,ipmb}", for help and completion; empty where any word may be right.
+std::string choices_text(const Argument &argument) {
+    std::string text;
+    for (const char *const choice : argument.choices) {
+        text += (text.empty() ? "{" : ",") + std::string(choice);
+    }
+    return text.empty() ? text : text + '}';
+}
+
+// The names of the built-in scenarios, for the arguments that take one.
+std::vector<command_line::Hint> scenario_hints() {
+    std::vector<std::string> names;
+    for (const BuiltinScenario &each : builtin_scenarios()) {
+        names.emplace_back(each.name);
+    }
+    return {{"run", "scenario", names}, {"check", "scenario", names}};
+}
+
 // The commands to a running chassis, as the one table has them: a name of several words is a command in a family.
 class ChassisCommands {
 public:
@@ -125,7 +145,9 @@ private:
             values->push_back(std::make_unique<std::string>());
             app->add_option(argument.name, *values->back(), argument.help)
                 ->required(argument.required)
-                ->check([&argument](const std::string &word) { return argument_error(argument, word).value_or(""); });
+                ->check(CLI::Validator(
+                    [&argument](const std::string &word) { return argument_error(argument, word).value_or(""); },
+                    choices_text(argument)));
         }
         entries_.push_back({app, &command, std::move(values)});
     }
@@ -213,6 +235,7 @@ Options read_options(int argc, char **argv) {
     const CLI::App *scenarios_command = app.add_subcommand("scenarios", "List the built-in scenarios");
     const CLI::App *agent_command = add_agent_command(app, agent);
     const ChassisCommands chassis_commands(app);
+    command_line::add_completion(app, scenario_hints());
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success &success) {

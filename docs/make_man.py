@@ -12,7 +12,7 @@ import header_reader
 
 
 PAGES = (
-    ("docs/orva_inspect.md", "orva-inspect", 1, "explain codes, blocks, dumps and tables of liborva_comm"),
+    ("docs/orva_inspect.md", "orva-inspect", 1, "explain codes, messages, blocks, logs and tables of liborva_comm"),
     ("docs/orva_board.md", "orva-board", 1, "check board descriptions of the host platform"),
     ("docs/orva_port_check.md", "orva-port-check", 1, "check a platform for liborva_comm"),
     ("docs/chassis.md", "orva-chassis", 1, "run a chassis of liborva_comm on one machine"),

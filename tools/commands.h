@@ -38,6 +38,13 @@ struct Files {
     }
 };
 
+// The names that look-ups take, as far as they are single words.
+std::vector<std::string> code_words();
+std::vector<std::string> port_words();
+std::vector<std::string> stub_words();
+std::vector<std::string> sensor_type_words();
+std::vector<std::string> description_words();
+
 // Look-ups of numbers or names. No words: the whole table. What is not found is null in JSON, and the status then is
 // kRejected.
 

@@ -170,6 +170,14 @@ private:
 
 } // namespace
 
+std::vector<std::string> code_words() {
+    std::vector<std::string> words;
+    for (const CodeName &row : code_names()) {
+        words.emplace_back(row.name);
+    }
+    return words;
+}
+
 int inspect_codes(const std::vector<std::string> &words, bool json) {
     Codes codes(json);
     for (const std::string &word : words) {

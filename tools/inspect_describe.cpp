@@ -103,6 +103,17 @@ std::uint32_t elements_of(const OrvaTlvDes &row) {
     return row.totalLen / row.elemSize;
 }
 
+std::vector<std::string> description_words() {
+    std::vector<std::string> words;
+    for (const Message *const message : everything().messages()) {
+        words.emplace_back(message->family);
+    }
+    for (const Record &record : kRecords) {
+        words.emplace_back(record.key);
+    }
+    return words;
+}
+
 int inspect_describe(const std::vector<std::string> &names, Description form) {
     const std::optional<Described> described = chosen(names);
     if (!described) {

@@ -9,6 +9,7 @@
 #include <iostream>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <strings.h>
 
 namespace inspect {
@@ -138,6 +139,29 @@ void find_sensor_type(Answers &answers, const std::string &word) {
 }
 
 } // namespace
+
+std::vector<std::string> port_words() {
+    std::set<std::string> interfaces;
+    for (const BoardPortInfo &port : g_boardPort) {
+        interfaces.insert(interface_of(port));
+    }
+    return {interfaces.begin(), interfaces.end()};
+}
+
+std::vector<std::string> stub_words() {
+    return {std::begin(g_acStubParaBuf), std::end(g_acStubParaBuf)};
+}
+
+std::vector<std::string> sensor_type_words() {
+    std::vector<std::string> words;
+    for (std::uint32_t code = 0; code <= UINT8_MAX; ++code) {
+        const char *const name = sensor_type_name(code);
+        if (name != nullptr && std::strchr(name, ' ') == nullptr) {
+            words.emplace_back(name);
+        }
+    }
+    return words;
+}
 
 int inspect_ports(const std::vector<std::string> &words, bool json) {
     Answers answers("port", json);

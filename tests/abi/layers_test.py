@@ -21,11 +21,12 @@ def main():
     parser.add_argument("--root", required=True)
     root = pathlib.Path(parser.parse_args().root)
     rooms = {room: files_of(root, room) for room in
-             ("include", "wire", "platform/include", "platform/host", "src/comm", "capture", "chassis", "tools", "bench", "testing",
+             ("include", "wire", "platform/include", "platform/host", "src/comm", "capture", "command_line", "chassis", "tools", "bench", "testing",
               "tests")}
     by_name = {room: {p.name: p for p in paths} for room, paths in rooms.items()}
     public, platform = set(by_name["include"]), set(by_name["platform/include"])
     wire, captures = set(by_name["wire"]), set(by_name["capture"])
+    shared = captures | set(by_name["command_line"])
     internal = {name for name in by_name["src/comm"] if name.endswith(".h")}
     # Host-only start-up calls are a public face of the host platform.
     host_public = {name for name in by_name["platform/host"] if name.endswith("_host.h") or name == "miro_host_clock.h"}
@@ -36,8 +37,9 @@ def main():
         "src/comm": public | platform | wire | internal,
         "platform/host": platform,
         "capture": set(),
-        "chassis": public | platform | wire | host_public | captures,
-        "tools": public | platform | wire | host_public | captures,
+        "command_line": set(),
+        "chassis": public | platform | wire | host_public | shared,
+        "tools": public | platform | wire | host_public | shared,
         "bench": public | platform | wire | host_public,
         "testing": public | platform,
     }

@@ -1,4 +1,5 @@
 // orva-board: checks board descriptions of the host platform, and prints one to begin with.
+#include "completion.h"
 #include "drv_basic_host.h"
 
 #include <CLI/CLI.hpp>
@@ -53,6 +54,7 @@ int run(int argc, char **argv) {
     CLI::App *checking = app.add_subcommand("check", "Print every fault of the files with its line and key");
     checking->add_option("FILE", files, "TOML files")->required();
     const CLI::App *example = app.add_subcommand("example", "Print a whole description, that of the built-in board");
+    command_line::add_completion(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {

@@ -1,5 +1,6 @@
 // orva-port-check: runs what the library relies on against a platform's libraries, each statement in a process of its
 // own, and prints what holds.
+#include "completion.h"
 #include "port_check.h"
 
 #include <CLI/CLI.hpp>
@@ -230,6 +231,14 @@ struct Options {
     bool list = false;
 };
 
+command_line::Hint case_hint() {
+    command_line::Hint hint{"", "--case", {}};
+    for (const Case &one : port_check::all_cases()) {
+        hint.words.emplace_back(one.name);
+    }
+    return hint;
+}
+
 int check(const Options &options) {
     const std::vector<Case> cases = port_check::all_cases();
     for (const std::string &name : options.names) {
@@ -272,6 +281,7 @@ int main(int argc, char **argv) {
         ->check(CLI::Range(1U, kSecondsPerCase / 2));
     app.add_flag("--json", options.json, "Print one JSON document");
     app.add_flag("--list", options.list, "Print the cases and run none");
+    command_line::add_completion(app, {case_hint()});
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
