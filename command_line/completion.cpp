@@ -65,7 +65,7 @@ bool says(const std::string &text, std::string_view word) {
     const auto same = [](char a, char b) {
         return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
     };
-    return !std::ranges::search(text, word, same).empty();
+    return std::search(text.begin(), text.end(), word.begin(), word.end(), same) != text.end();
 }
 
 bool takes_files(const CLI::Option &option) {
