@@ -52,13 +52,14 @@ names() {
 
 remove() {
     # shellcheck disable=SC2046
-    inside dpkg --purge $(names) >/dev/null
+    inside dpkg --purge $(names) >/dev/null 2>&1
 }
 
 [ "$(cat "$root/made" 2>/dev/null)" = "$needed" ] || make_root
 mount --bind /proc "$root/proc"
 trap 'umount "$root/proc"' EXIT
 stage
+remove # what a run that failed has left
 files >"$root/stage/before"
 
 say "installing $(names | tr '\n' ' ')"
