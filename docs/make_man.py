@@ -178,7 +178,8 @@ def usages(program, text):
     for usage in re.split(r"\n(?! )", block.group(1).strip()) if block else ():
         words = re.sub(r"\[[^]]*\] ?", "", usage).split()
         if len(words) > 1 and words[1].islower():
-            found.setdefault(words[1], []).append((" ".join(usage.split()), ""))
+            for name in words[1].split("|"):
+                found.setdefault(name, []).append((" ".join(usage.replace(words[1], name, 1).split()), ""))
     rows = (cells(line) for lines in tables(text) if cells(lines[0])[0] == "command" for line in lines[2:])
     for row in rows:
         for call in re.findall(r"`([^`]+)`", row[0]):
