@@ -100,8 +100,7 @@ std::vector<std::uint32_t> every_code() {
 
 void sort_once(std::vector<std::uint32_t> &codes) {
     std::ranges::sort(codes);
-    const auto repeated = std::ranges::unique(codes);
-    codes.erase(repeated.begin(), repeated.end());
+    codes.erase(std::unique(codes.begin(), codes.end()), codes.end());
 }
 
 // The codes of a name, or those that a function of this name returns; letters' case does not matter.
