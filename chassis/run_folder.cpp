@@ -17,7 +17,12 @@ std::filesystem::path temporary_folder() {
     if (mkdtemp(pattern.data()) == nullptr) {
         throw std::runtime_error("no temporary folder: " + std::string(std::strerror(errno)));
     }
-    return pattern;
+    try {
+        return pattern;
+    } catch (const std::exception &) {
+        rmdir(pattern.c_str());
+        throw;
+    }
 }
 
 std::filesystem::path chosen_folder(const std::string &chosen) {
