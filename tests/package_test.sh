@@ -116,8 +116,12 @@ inside sh -ec '
     orva-port-check >log 2>&1 || { cat log; exit 1; }
     python3 -m pytest -q -p no:cacheprovider examples/test_board.py >log 2>&1 || { cat log; exit 1; }
     tail -1 log
-    for page in "1 orva-chassis" "1 orva-inspect" "3 orva_comm" "7 liborva_comm"; do
+    for page in "1 orva-chassis" "1 orva-chassis-run" "1 orva-inspect-code" "3 orva_comm" "7 liborva_comm" "7 orva-python"; do
         man $page >/dev/null
+    done
+    for program in orva-board orva-chassis orva-inspect orva-port-check; do
+        bash -ec ". /usr/share/bash-completion/completions/$program; complete -p $program" >/dev/null
+        [ -e /usr/share/zsh/vendor-completions/_$program ]
     done
     rm -rf /root/.*cache /root/.pytest_cache
 '
