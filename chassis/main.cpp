@@ -7,6 +7,7 @@
 #include "record/replay_command.h"
 #include "run.h"
 #include "scenario/texts.h"
+#include "soak/soaker.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -32,6 +33,9 @@ int run_program(int argc, char **argv) {
     }
     if (const auto *explore = std::get_if<ExploreOptions>(&options)) {
         return run_explore(*explore);
+    }
+    if (const auto *soak = std::get_if<SoakOptions>(&options)) {
+        return run_soak(*soak);
     }
     if (const auto *command = std::get_if<CommandOptions>(&options)) {
         return give_command(*command);

@@ -74,6 +74,19 @@ CLI::App *add_explore_command(CLI::App &app, ExploreOptions &explore) {
     return command;
 }
 
+CLI::App *add_soak_command(CLI::App &app, SoakOptions &soak) {
+    CLI::App *command = app.add_subcommand("soak", "Run queues and boards at full speed while they are disturbed");
+    command->add_option("--minutes", soak.minutes, "How long, a fraction too")
+        ->check(CLI::Range(0.05, 1440.0))
+        ->capture_default_str();
+    command->add_option("--boards", soak.boards, "Number of boards beside the main board")
+        ->check(CLI::Range(1U, kMaxBoards))
+        ->capture_default_str();
+    command->add_option("--seed", soak.seed, "What every random number comes from")->capture_default_str();
+    command->add_option("--agent", soak.agent, "Program that runs as the boards' agent")->check(CLI::ExistingFile);
+    return command;
+}
+
 CLI::App *add_agent_command(CLI::App &app, AgentOptions &agent) {
     CLI::App *command = app.add_subcommand("agent", "Started by the management process")->group("");
     command->add_flag("--backup", agent.backup);
@@ -220,6 +233,7 @@ Options read_options(int argc, char **argv) {
     ReplayOptions replay;
     BoardsOptions boards;
     ExploreOptions explore;
+    SoakOptions soak;
     CheckOptions check;
     ExampleOptions example;
     AgentOptions agent;
@@ -228,6 +242,7 @@ Options read_options(int argc, char **argv) {
     const CLI::App *replay_command = add_replay_command(app, replay);
     const CLI::App *boards_command = add_boards_command(app, boards);
     const CLI::App *explore_command = add_explore_command(app, explore);
+    const CLI::App *soak_command = add_soak_command(app, soak);
     CLI::App *check_command = app.add_subcommand("check", "Check a scenario");
     check_command->add_option("scenario", check.scenario, "A file, or the name of a built-in scenario")->required();
     CLI::App *example_command = app.add_subcommand("example", "Print a scenario to start from");
@@ -261,6 +276,10 @@ Options read_options(int argc, char **argv) {
     if (explore_command->parsed()) {
         explore.agent = from_here(explore.agent);
         return explore;
+    }
+    if (soak_command->parsed()) {
+        soak.agent = from_here(soak.agent);
+        return soak;
     }
     if (check_command->parsed()) {
         return check;

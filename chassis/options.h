@@ -53,6 +53,13 @@ struct ExploreOptions {
     std::string agent;
 };
 
+struct SoakOptions {
+    double minutes = 2;
+    std::uint32_t boards = 30;
+    std::uint32_t seed = 1;
+    std::string agent;
+};
+
 struct CheckOptions {
     std::string scenario;
 };
@@ -88,8 +95,8 @@ struct ExitNow {
     int status = 0;
 };
 
-using Options = std::variant<RunOptions, ReplayOptions, BoardsOptions, ExploreOptions, CheckOptions, ExampleOptions,
-                             ScenariosOptions, AgentOptions, CommandOptions, ExitNow>;
+using Options = std::variant<RunOptions, ReplayOptions, BoardsOptions, ExploreOptions, SoakOptions, CheckOptions,
+                             ExampleOptions, ScenariosOptions, AgentOptions, CommandOptions, ExitNow>;
 
 Options read_options(int argc, char **argv);
 

@@ -116,7 +116,7 @@ private:
         while (const int number = next_signal(signals_)) {
             stop_ = stop_ || number == SIGTERM;
             if (number == SIGUSR1) {
-                board_.free_hoard();
+                board_.hoard.free();
             }
         }
     }

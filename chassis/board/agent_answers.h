@@ -2,6 +2,7 @@
 #ifndef CHASSIS_BOARD_AGENT_ANSWERS_H
 #define CHASSIS_BOARD_AGENT_ANSWERS_H
 
+#include "board/memory_hoard.h"
 #include "board/request_trace.h"
 #include "board/sensor_file.h"
 #include "board/simulation.h"
@@ -37,11 +38,9 @@ struct BoardContext {
     RequestTrace trace;
     Hardware hardware;
     std::map<std::uint32_t, SensorFault> faults; // by kind and number
-    std::vector<void *> hoard;                   // what keeps the partition exhausted
+    MemoryHoard hoard;                           // what keeps the partition exhausted
 
     SensorFault fault(const Sensor &sensor) const;
-    // The partition has memory again.
-    void free_hoard();
     std::uint32_t uptime_seconds() const {
         return static_cast<std::uint32_t>(whole_seconds(clock.now() - start));
     }

@@ -15,10 +15,6 @@ namespace chassis {
 
 namespace {
 
-constexpr std::uint32_t kBlockBytes = 0x10000;
-constexpr std::uint32_t kSmallestBlock = 16;
-constexpr std::size_t kMaxBlocks = 0x10000;
-
 std::uint32_t fault_key(std::uint32_t kind, std::uint32_t number) {
     return kind << 8 | number;
 }
@@ -36,23 +32,9 @@ Frame sensor_fault(const Frame &request, BoardContext &board) {
     return make_result(board, request.sequence(), ORVA_OK);
 }
 
-// The partition grows no more; blocks then get smaller until nothing at all is left.
-void use_up(std::vector<void *> &hoard) {
-    const auto partition = static_cast<std::uint8_t>(ORVA_GetMemPtr());
-    MIRO_MemPtAutoFlexSetEx(partition, 0, 0, nullptr, nullptr, nullptr);
-    for (std::uint32_t bytes = kBlockBytes; bytes >= kSmallestBlock && hoard.size() < kMaxBlocks;) {
-        void *block = MIRO_MemAlloc_F(ORVA_GetMemHandle(), partition, bytes, "chassis", __LINE__);
-        if (block != nullptr) {
-            hoard.push_back(block);
-        } else {
-            bytes /= 2;
-        }
-    }
-}
-
 Frame exhaust(const Frame &request, BoardContext &board) {
     const Frame reply = make_result(board, request.sequence(), ORVA_OK);
-    use_up(board.hoard);
+    board.hoard.use_up();
     return reply;
 }
 
@@ -117,14 +99,6 @@ constexpr std::array kAnswers = {
 
 std::span<const Answer> fault_answers() {
     return kAnswers;
-}
-
-void BoardContext::free_hoard() {
-    for (void *block : hoard) {
-        MIRO_MemFree_F(ORVA_GetMemHandle(), block, "chassis", __LINE__);
-    }
-    hoard.clear();
-    MIRO_MemPtAutoFlexSetEx(static_cast<std::uint8_t>(ORVA_GetMemPtr()), 1, 0, nullptr, nullptr, nullptr);
 }
 
 SensorFault BoardContext::fault(const Sensor &sensor) const {

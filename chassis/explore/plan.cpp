@@ -17,6 +17,7 @@ namespace {
 
 constexpr std::uint32_t kPowerOnMs = 1000;
 constexpr std::uint32_t kCalmMs = (kCalmAfter.count() + 2) * 1000;
+constexpr std::uint32_t kSoakPollMs = 20; // boards that are still at it are passed over
 constexpr std::array<std::uint32_t, 4> kPolls = {200, 500, 1000, 2000};
 
 // How far a value goes; the kinds that are not here take percents.
@@ -150,8 +151,37 @@ Plan draw_plan(std::uint32_t seed, bool own_agent) {
     return plan;
 }
 
+Plan draw_soak(std::uint32_t seed, std::uint32_t boards, std::uint32_t seconds, bool own_agent) {
+    constexpr std::array kKinds = {"killed", "stopped", "queue-deleted", "partition-exhausted", "flood", "pulled"};
+    constexpr std::uint32_t kPhaseSeconds = 30;
+    Draw draw(seed);
+    Plan plan;
+    plan.seed = seed;
+    plan.name = "soak";
+    plan.boards = boards;
+    plan.own_agent = own_agent;
+    plan.poll_ms = kSoakPollMs;
+    std::vector<const FaultType *> kinds;
+    for (const char *name : kKinds) {
+        const FaultType *type = find_fault_type(name);
+        if (!own_agent || !needs_our_agent(*type)) {
+            kinds.push_back(type);
+        }
+    }
+    for (std::uint32_t left = seconds; left > 0;) {
+        Phase &phase = plan.phases.emplace_back();
+        phase.length_ms = std::min(left, kPhaseSeconds) * 1000;
+        left -= std::min(left, kPhaseSeconds);
+        phase.commands = {"sync"};
+        for (std::uint32_t fault = 0; fault < boards; ++fault) {
+            phase.faults.push_back(draw_fault(draw, *draw.of(kinds), boards, phase.length_ms));
+        }
+    }
+    return plan;
+}
+
 std::string scenario_text(const Plan &plan) {
-    std::string text = "name = \"explore-" + std::to_string(plan.seed) + "\"\ntext = \"what seed " +
+    std::string text = "name = \"" + plan.name + "-" + std::to_string(plan.seed) + "\"\ntext = \"what seed " +
                        std::to_string(plan.seed) + " does\"\nseed = " + std::to_string(plan.seed) +
                        "\nboards = " + std::to_string(plan.boards) + "\npoll = " + seconds_text(plan.poll_ms) +
                        "\ninvariants = true\n\n[[step]]\ntitle = \"power-on\"\n[[step.expect]]\nevent = \"board\"\n"

@@ -31,10 +31,15 @@ struct Plan {
     std::uint32_t boards = 1;
     std::uint32_t poll_ms = 1000;
     bool own_agent = false; // of the user's own: it need not know the chassis's own messages
+    std::string name = "explore";
     std::vector<Phase> phases;
 };
 
 Plan draw_plan(std::uint32_t seed, bool own_agent);
+
+// Rounds without a pause for so many seconds, while processes are killed, stopped and started again, queues deleted
+// and partitions full.
+Plan draw_soak(std::uint32_t seed, std::uint32_t boards, std::uint32_t seconds, bool own_agent);
 
 // The scenario, in TOML.
 std::string scenario_text(const Plan &plan);
