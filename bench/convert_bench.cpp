@@ -60,7 +60,7 @@ constexpr Converter kConverters[] = {
     {"SensorCtrlMsgToNet", ORVA_AGENT_ChgSensorCtrlMsgToNet, -1, -1},
 };
 
-constexpr std::size_t kMessageBytes = 6336; // no multiple of a page, so that the messages' words do not alias
+constexpr std::size_t kMessageBytes = 6336; // not a multiple of a page, so that the messages' words do not alias
 constexpr std::size_t kMessages = 4;        // together less than the first-level cache
 constexpr std::uint8_t kFullCount = 168;
 

@@ -52,7 +52,7 @@ struct Array {
     std::uint16_t offset = 0;   // of the first entry in the body
     std::uint16_t stride = 0;   // bytes of an entry
     std::uint16_t bound = 0;
-    const char *count = ""; // the field that counts the entries; no array of a converter is without one
+    const char *count = ""; // the field that counts the entries; every array of a converter has one
     bool clamps = false;    // a count above the bound is overwritten with the bound
     EntryFields fields = {};
     const char *text = "";
