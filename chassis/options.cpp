@@ -109,13 +109,12 @@ std::string choices_text(const Argument &argument) {
     return text.empty() ? text : text + '}';
 }
 
-// The names of the built-in scenarios, for the arguments that take one.
-std::vector<command_line::Hint> scenario_hints() {
+std::vector<std::string> scenario_names() {
     std::vector<std::string> names;
     for (const BuiltinScenario &each : builtin_scenarios()) {
         names.emplace_back(each.name);
     }
-    return {{"run", "scenario", names}, {"check", "scenario", names}};
+    return names;
 }
 
 // The commands to a running chassis, as the one table has them: a name of several words is a command in a family.
@@ -250,7 +249,7 @@ Options read_options(int argc, char **argv) {
     const CLI::App *scenarios_command = app.add_subcommand("scenarios", "List the built-in scenarios");
     const CLI::App *agent_command = add_agent_command(app, agent);
     const ChassisCommands chassis_commands(app);
-    command_line::add_completion(app, scenario_hints());
+    command_line::add_completion(app, {{"run", "scenario", scenario_names}, {"check", "scenario", scenario_names}});
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success &success) {

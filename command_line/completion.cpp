@@ -29,7 +29,7 @@ struct Row {
 
 // The first line, short enough for a list.
 std::string short_help(std::string text) {
-    text = text.substr(0, text.find('\n'));
+    text.resize(std::min(text.find('\n'), text.size()));
     const std::size_t end = text.find_first_of(";.(");
     if (end != std::string::npos && end > 10) {
         text.resize(end);
@@ -116,7 +116,8 @@ private:
         Values values{choices_in(option.get_type_name()), false};
         for (const Hint &hint : hints_) {
             if (hint.command == command && hint.argument == name) {
-                values.words.insert(values.words.end(), hint.words.begin(), hint.words.end());
+                const std::vector<std::string> words = hint.words();
+                values.words.insert(values.words.end(), words.begin(), words.end());
             }
         }
         values.files = takes_files(option);

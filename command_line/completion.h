@@ -5,6 +5,7 @@
 #ifndef COMMAND_LINE_COMPLETION_H
 #define COMMAND_LINE_COMPLETION_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -19,7 +20,7 @@ namespace command_line {
 struct Hint {
     std::string command;
     std::string argument;
-    std::vector<std::string> words;
+    std::function<std::vector<std::string>()> words; // asked for when a completion is printed
 };
 
 // Adds the option --completion, which prints the completion for a shell: everything that is defined when it is given.

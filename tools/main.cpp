@@ -157,11 +157,11 @@ public:
                                      [this] { return inspect_schema(options_.words); });
         schema->add_option("COMMAND", options_.words, "Commands; none: all of them")
             ->check(CLI::IsMember(commands_with_schema()));
-        command_line::add_completion(app_, {{"code", "NUMBER|NAME", code_words()},
-                                            {"stub", "NUMBER|NAME", stub_words()},
-                                            {"port", "NUMBER|NAME", port_words()},
-                                            {"sensor-type", "NUMBER|NAME", sensor_type_words()},
-                                            {"describe", "NAME", description_words()}});
+        command_line::add_completion(app_, {{"code", "NUMBER|NAME", code_words},
+                                            {"stub", "NUMBER|NAME", stub_words},
+                                            {"port", "NUMBER|NAME", port_words},
+                                            {"sensor-type", "NUMBER|NAME", sensor_type_words},
+                                            {"describe", "NAME", description_words}});
     }
 
     int run(int argc, char **argv) {

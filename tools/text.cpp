@@ -138,11 +138,13 @@ void Document::add(const nlohmann::ordered_json &result) {
     if (!json_) {
         return;
     }
-    std::cout << (empty_ ? "\n    " : ",\n    ");
+    std::string text = empty_ ? "\n    " : ",\n    ";
     empty_ = false;
     for (const char character : json_text(result)) { // a line end is never inside a string
-        std::cout << character << (character == '\n' ? "    " : "");
+        text += character;
+        text += character == '\n' ? "    " : "";
     }
+    std::cout << text;
 }
 
 Document::~Document() {

@@ -181,6 +181,7 @@ def prepare_host(folder):
 def prepare_inspect(folder):
     (folder / "block").write_bytes((ROOT / "tests/fuzz/corpus/tlv_decode/temp_a").read_bytes()[1:])
     (folder / "log").write_text("[0x1:1] name: 01 02 03\n" * 3)
+    (folder / "document").write_text('{"record": "delay", "delayFlag": 1, "delayTime": 3600}')
 
 
 def programs(build):
@@ -192,6 +193,10 @@ def programs(build):
             Program("orva-inspect code", [inspect, "code", "0x182000B"]),
             Program("orva-inspect tlv", [inspect, "tlv", "--binary", "--json", "block"], prepare_inspect),
             Program("orva-inspect packet", [inspect, "packet", "log"], prepare_inspect),
+            Program("orva-inspect message", [inspect, "message", "--binary", "--family", "SoNameReq", "block"], prepare_inspect),
+            Program("orva-inspect encode", [inspect, "encode", "document"], prepare_inspect),
+            Program("orva-inspect log", [inspect, "log", "--json", "log"], prepare_inspect),
+            Program("orva-inspect to-pcap", [inspect, "to-pcap", "log", "-"], prepare_inspect),
             Program("orva-inspect crc", [inspect, "crc", "-"], stdin=b"123456789"),
         ]
     chassis = build / "chassis/orva-chassis"

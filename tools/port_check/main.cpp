@@ -231,12 +231,12 @@ struct Options {
     bool list = false;
 };
 
-command_line::Hint case_hint() {
-    command_line::Hint hint{"", "--case", {}};
+std::vector<std::string> case_names() {
+    std::vector<std::string> names;
     for (const Case &one : port_check::all_cases()) {
-        hint.words.emplace_back(one.name);
+        names.emplace_back(one.name);
     }
-    return hint;
+    return names;
 }
 
 int check(const Options &options) {
@@ -281,7 +281,7 @@ int main(int argc, char **argv) {
         ->check(CLI::Range(1U, kSecondsPerCase / 2));
     app.add_flag("--json", options.json, "Print one JSON document");
     app.add_flag("--list", options.list, "Print the cases and run none");
-    command_line::add_completion(app, {case_hint()});
+    command_line::add_completion(app, {{"", "--case", case_names}});
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
