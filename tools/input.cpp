@@ -37,6 +37,16 @@ bool looks_like_hex(std::string_view text) {
            std::ranges::any_of(text, [](char character) { return digit_value(character) >= 0; });
 }
 
+// The end of the line before a character, what follows it, and a mark below it.
+std::string text_around(std::string_view text, std::size_t at) {
+    constexpr std::size_t kShown = 32; // on each side
+    const std::size_t line = text.substr(0, at).rfind('\n') + 1;
+    const std::size_t start = std::max(line, at - std::min(at, kShown));
+    const std::string_view after = text.substr(at, std::min(text.find_first_of("\r\n", at), at + kShown) - at);
+    const std::string before = printable(text.substr(start, at - start));
+    return "  " + before + printable(after) + "\n  " + std::string(before.size(), ' ') + "^\n";
+}
+
 std::optional<Bytes> bytes_of_hex(std::string_view text) {
     Bytes bytes;
     bytes.reserve(text.size() / 2);
@@ -54,6 +64,7 @@ std::optional<Bytes> bytes_of_hex(std::string_view text) {
         const int low = at + 1 < text.size() ? digit_value(text[at + 1]) : -1;
         if (high < 0 || low < 0) {
             fail("not hexadecimal text: no pair of digits at character " + std::to_string(at + 1));
+            explain(text_around(text, at));
             return std::nullopt;
         }
         bytes.push_back(static_cast<std::uint8_t>(high << 4 | low));

@@ -65,7 +65,7 @@ def tree_of(program, words=()):
 
 class Bash:
     def __init__(self, folder, completions, path):
-        self.folder, self.completions = folder, completions
+        self.folder, self.completions = folder, completions / "share/bash-completion/completions"
         self.environment = {**os.environ, "PATH": path}
 
     def complete(self, line):
@@ -79,7 +79,7 @@ class Bash:
             "$(complete -p "$1" | sed 's/.*-F \\([^ ]*\\) .*/\\1/')"
             printf '%s\\n' "${COMPREPLY[@]}"
         """
-        result = subprocess.run(["bash", "--norc", "-c", script, "bash", self.completions / "bash" / words[0], *words],
+        result = subprocess.run(["bash", "--norc", "-c", script, "bash", self.completions / words[0], *words],
                                 cwd=self.folder, env=self.environment, text=True, capture_output=True)
         check(result.returncode == 0 and not result.stderr, f"bash: {line}: {result.stderr}")
         return {word for word in result.stdout.splitlines() if word}
@@ -91,7 +91,7 @@ class Bash:
 class Zsh:
     """An interactive zsh on a terminal of its own. What is offered goes to a file, and the line after it."""
     SETUP = """
-        fpath=({completions}/zsh $fpath); autoload -Uz compinit; compinit -u -d {folder}/.zcompdump
+        fpath=({completions} $fpath); autoload -Uz compinit; compinit -u -d {folder}/.zcompdump
         compadd() {{
             if (( ${{argv[(I)-[OAD]]}} )); then builtin compadd "$@"; return; fi
             local -a offered; builtin compadd -O offered "$@"
@@ -111,7 +111,8 @@ class Zsh:
             os.execvp("zsh", ["zsh", "-f", "-i"])
         setup = folder / ".setup"
         files = folder / "files"
-        setup.write_text(self.SETUP.format(completions=completions, folder=folder, out=self.out, cwd=files))
+        own = next(completions.rglob("_orva-inspect")).parent
+        setup.write_text(self.SETUP.format(completions=own, folder=folder, out=self.out, cwd=files))
         self.ask(f". {setup}\n")
 
     def ask(self, keys):
@@ -194,10 +195,18 @@ def check_cases(shell, programs):
             check(wanted == expected, f"{line} offers {sorted(wanted)}, not {sorted(expected)}")
 
 
+def install(cmake, build, prefix):
+    """What an installation has of completions, and nothing else of it."""
+    subprocess.run([cmake, f"-DCMAKE_INSTALL_PREFIX={prefix}", "-DCMAKE_INSTALL_COMPONENT=host", "-P",
+                    build / "command_line/cmake_install.cmake"], check=True, capture_output=True)
+    return prefix
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("shell", choices=("bash", "zsh"))
     parser.add_argument("--build", required=True)
+    parser.add_argument("--cmake", required=True)
     args = parser.parse_args()
     if shutil.which(args.shell) is None:
         skip(f"there is no {args.shell}")
@@ -211,8 +220,9 @@ def main():
         folder = pathlib.Path(scratch)
         (folder / "files" / "folder").mkdir(parents=True)
         (folder / "files" / "block.bin").write_text("")
-        shell = {"bash": Bash, "zsh": Zsh}[args.shell](folder / "files" if args.shell == "bash" else folder,
-                                                       build / "completions", path)
+        installed = install(args.cmake, build, folder / "installed")
+        shell = {"bash": Bash, "zsh": Zsh}[args.shell](folder / "files" if args.shell == "bash" else folder, installed,
+                                                       path)
         try:
             check_cases(shell, programs)
             count = sum(check_tree(shell, program) for program in programs.values())

@@ -757,7 +757,8 @@ TEST_F(Inspect, Tlv_DumpsThatAreNotWholeAreRefusedWithTheirLine) {
                   "orva-inspect: not a hexadecimal dump: line 3: the lines before it cannot be repeated up to this "
                   "offset\n");
     expect_result(run_on("00000000: 0000 000g  ....\n", {"tlv"}), 1,
-                  "orva-inspect: not hexadecimal text: no pair of digits at character 8\n");
+                  "orva-inspect: not hexadecimal text: no pair of digits at character 8\n"
+                  "  0000 000g\n         ^\n");
     expect_result(run_on(first + "*\n", {"tlv"}), 1,
                   "orva-inspect: not a hexadecimal dump: line 2: a star at the end\n");
 }
@@ -807,13 +808,16 @@ TEST_F(Inspect, Tlv_AnEmptyBlockIsAHeader) {
 }
 
 TEST_F(Inspect, Tlv_TextThatIsNotHexSaysWhere) {
-    expect_result(run_on("00 0g", {"tlv", "--hex"}), 1,
-                  "orva-inspect: not hexadecimal text: no pair of digits at character 4\n");
-    expect_result(run_on("00 001", {"tlv"}), 1,
-                  "orva-inspect: not hexadecimal text: no pair of digits at character 6\n");
-    expect_result(run_on("000x00", {"tlv"}), 1,
-                  "orva-inspect: not hexadecimal text: no pair of digits at character 3\n");
-    expect_result(run_on("0x", {"tlv"}), 1, "orva-inspect: not hexadecimal text: no pair of digits at character 1\n");
+    const std::string message = "orva-inspect: not hexadecimal text: no pair of digits at character ";
+    expect_result(run_on("00 0g", {"tlv", "--hex"}), 1, message + "4\n  00 0g\n     ^\n");
+    expect_result(run_on("00 001", {"tlv"}), 1, message + "6\n  00 001\n       ^\n");
+    expect_result(run_on("000x00", {"tlv"}), 1, message + "3\n  000x00\n    ^\n");
+    expect_result(run_on("0x", {"tlv"}), 1, message + "1\n  0x\n  ^\n");
+    expect_result(run_on(std::string(30, 'a') + "\n" + std::string(40, 'b') + "\x1b" + std::string(40, 'c') + "\n",
+                         {"tlv", "--hex"}),
+                  1,
+                  message + "72\n  " + std::string(32, 'b') + "\\x1b" + std::string(31, 'c') + "\n" +
+                      std::string(34, ' ') + "^\n");
 }
 
 struct RecordCase {
