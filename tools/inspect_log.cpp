@@ -16,6 +16,10 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+bool is_empty(const LogContent &content) {
+    return content.packets.empty() && content.records.empty() && content.managers.empty() && content.loose.empty();
+}
+
 std::string origin_text(const Origin &origin) {
     std::string text = "line " + std::to_string(origin.line);
     text += origin.source.empty() ? "" : ", " + printable(origin.source);
@@ -38,8 +42,8 @@ public:
     LogReader(const LogQuery &query, const std::string &path, Document &document)
         : query_(query), path_(path), document_(document) {}
 
-    // The status; `what` says what is wrong where it is not kDone.
-    int read(const LogContent &content, std::string &what) {
+    // Shows everything, and says what is wrong with it; empty: nothing.
+    std::string read(const LogContent &content) {
         std::multimap<std::size_t, std::function<void()>> entries; // by line
         for (const Packet &packet : content.packets) {
             entries.emplace(packet.origin.line, [&] { show(packet); });
@@ -56,9 +60,7 @@ public:
         for (const auto &[line, entry] : entries) {
             entry();
         }
-        if (entries.empty()) {
-            what = "no dump and no diagnostic record found";
-        }
+        std::string what;
         if (broken_ != 0) {
             what = count_of(broken_, "packet") + (broken_ == 1 ? " is" : " are") + " not whole";
         }
@@ -66,7 +68,7 @@ public:
             what += (what.empty() ? "" : ", ") + count_of(refused_, "message") +
                     (refused_ == 1 ? " breaks" : " break") + " a rule";
         }
-        return what.empty() ? kDone : kRejected;
+        return what;
     }
 
 private:
@@ -236,21 +238,28 @@ std::optional<MessageView> message_in(const Bytes &bytes, const LogQuery &query)
 int inspect_logs(const Files &files, const LogQuery &query, bool json) {
     Document document("log", json);
     int status = kDone;
+    bool is_found = false;
     for (const std::string &path : files.paths) {
         const Input log = read_input(path, kLogLimit);
         status = std::max(status, log.status);
         if (log.status != kDone) {
             continue;
         }
+        const LogContent content = scan_log({reinterpret_cast<const char *>(log.bytes.data()), log.bytes.size()});
+        if (is_empty(content)) {
+            continue; // of several logs some have nothing
+        }
+        is_found = true;
         if (!json) {
             print_title(files.shown(path));
         }
-        std::string what;
-        LogReader reader(query, path, document);
-        if (reader.read(scan_log({reinterpret_cast<const char *>(log.bytes.data()), log.bytes.size()}), what) !=
-            kDone) {
+        const std::string what = LogReader(query, path, document).read(content);
+        if (!what.empty()) {
             status = std::max(status, fail((files.shown(path).empty() ? "" : printable(path) + ": ") + what));
         }
+    }
+    if (!is_found && status == kDone) {
+        status = fail("no dump and no diagnostic record found");
     }
     document.end();
     return status;

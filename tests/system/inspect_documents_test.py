@@ -403,17 +403,60 @@ def compare_with_tshark(path, packets):
           [(bus, flow, comment, len(data)) for bus, _, flow, _, comment, data in packets], f"tshark shows it: {rows}")
 
 
+# ---- The logs of a chassis
+
+SCENARIO = """name = "dumps"
+text = "packet dumps of the management process and a board"
+boards = 2
+[[step]]
+title = "packets of every kind"
+do = ["debug packet on 0 udp", "debug packet on 1 udp", "round", "print-diag 1", "stub set 1 pmSwitch 3", "stub list 1",
+      "sync", "sync-truncated temp", "figures 1", "trace 1", "sensor list 1", "sensor set 1 inlet 500", "online list 1",
+      "switch-over", "advance 1 10", "fan-log 1"]
+[[step]]
+title = "packets that are refused"
+do = ["send 1 short", "send 1 long", "send 1 wrong-source"]
+"""
+REFUSED = {("word_12", "the input ends before the field does"),
+           ("body", "the body is longer than its layout, receivers refuse the message"),
+           ("src_slot", "src_slot is 31, receivers refuse the message")}
+
+
+def check_chassis(inspect, chassis):
+    scenario, folder = inspect.folder / "dumps.toml", inspect.folder / "run"
+    scenario.write_text(SCENARIO)
+    result = subprocess.run([chassis, "run", scenario, "--time", "virtual", "--run-dir", folder, "--keep"],
+                            capture_output=True)
+    check(result.returncode == 0, f"the chassis runs: {result.stdout.decode()}{result.stderr.decode()}")
+    logs = sorted(folder.glob("*/log/*.log"))
+    entries = inspect.document("log", *logs)["results"]
+    check({entry["kind"] for entry in entries} == {"packet", "diagnostic", "manager"}, "kinds of entries")
+    packets = [entry for entry in entries if entry["kind"] == "packet"]
+    check(all(entry["whole"] and entry["message"] and entry["message"]["family"] for entry in packets),
+          "every packet is decoded")
+    families = {entry["message"]["family"] for entry in packets}
+    check({"AddrReg", "TempInfo", "VltInfo", "HeartBeat", "Req", "Simulate", "SwitchOver"} - families <= {"AddrReg"},
+          f"families: {families}")
+    faults = {(fault["field"], fault["rule"]) for entry in packets for fault in entry["message"]["faults"]}
+    check(faults == REFUSED, f"only what is sent to be refused breaks a rule: {faults}")
+    directions = {entry["name"]: entry["direction"] for entry in packets}
+    check(directions["to slot 1"] == "to" and directions["from the main board"] == "from", f"directions: {directions}")
+    print(f"{len(packets)} packets of a chassis are decoded, {len(families)} families")
+
+
 def main():
     parser = argparse.ArgumentParser()
-    parser.add_argument("part", choices=("schema", "python", "round_trip", "refusals", "captures"))
+    parser.add_argument("part", choices=("schema", "python", "round_trip", "refusals", "captures", "chassis"))
     parser.add_argument("--inspect", required=True)
     parser.add_argument("--package", required=True)
+    parser.add_argument("--chassis", default="")
     args = parser.parse_args()
     sys.path.insert(0, args.package)
     with tempfile.TemporaryDirectory(prefix="orva_documents_") as folder:
         inspect = Inspect(args.inspect, folder)
         {"schema": check_schema, "python": check_python, "round_trip": check_round_trip,
-         "refusals": check_refusals, "captures": check_captures}[args.part](inspect)
+         "refusals": check_refusals, "captures": check_captures,
+         "chassis": lambda inspect: check_chassis(inspect, args.chassis)}[args.part](inspect)
 
 
 main()
