@@ -64,7 +64,7 @@ bool is_zero(std::span<const std::uint8_t> bytes) {
     return std::ranges::all_of(bytes, [](std::uint8_t byte) { return byte == 0; });
 }
 
-// The parts by name: bytes without one by their place, a name that stands twice with its number. Zeros without a name
+// The parts by name: bytes without one by their place, a name that occurs twice with its number. Zeros without a name
 // say nothing.
 std::map<std::string, const Part *> by_name(const Side &side) {
     std::map<std::string, const Part *> parts;

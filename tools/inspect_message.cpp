@@ -50,7 +50,8 @@ Json message_json(const MessageView &view, std::span<const std::uint8_t> bytes) 
 
 void print_message(const MessageView &view, std::span<const std::uint8_t> bytes, bool annotated) {
     std::cout << paint(Paint::kGood, view.family != nullptr ? view.family->family : "unknown message") << ", "
-              << name_of(view.framing) << " in " << name_of(view.order) << " order, "
+              << name_of(view.framing)
+              << (view.order == Order::kHost ? " in host byte order, " : " in network byte order, ")
               << count_of(bytes.size(), "byte");
     if (view.route != nullptr) {
         std::cout << ": " << view.route->name;

@@ -207,7 +207,7 @@ bool take_prefix(Reader &reader, std::size_t at, Order order) {
     return reader.take(kPrefixField, at, kPrefixField.name, order == Order::kNet).has_value();
 }
 
-// Puts the bytes without a name between the parts, which are in order but for what several arrays share.
+// Puts the bytes without a name between the parts, which are in order except for what several arrays share.
 void fill_gaps(MessageView &view, std::size_t size) {
     std::ranges::stable_sort(view.parts, {}, &Part::at);
     std::vector<Part> all;

@@ -105,7 +105,7 @@ public:
     }
 
 private:
-    // An acknowledgement that is wrong is no reason to register at once again.
+    // A wrong acknowledgement is not a reason to register again at once.
     int patience_ms() const {
         const Duration left = std::max(register_at_ - board_.clock.now(), Duration(0));
         return registered_ ? -1 : static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(left).count());

@@ -37,7 +37,7 @@ struct Plan {
 
 Plan draw_plan(std::uint32_t seed, bool own_agent);
 
-// Rounds without a pause for so many seconds, while processes are killed, stopped and started again, queues deleted
+// Rounds without a pause for n seconds, while processes are killed, stopped and started again, queues deleted
 // and partitions full.
 Plan draw_soak(std::uint32_t seed, std::uint32_t boards, std::uint32_t seconds, bool own_agent);
 

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::int32_t kTenths = 10;
 
-// What tells a board to fail is no traffic of the chassis: other faults do not meet it.
+// Requests that make a board fail are not traffic of the chassis: other faults do not affect them.
 constexpr Patience kOrders{.undisturbed = true};
 
 struct LinkFaultName {
@@ -116,7 +116,7 @@ void Faults::note(const FaultSetting &setting, bool on) {
               text_field("text", text)});
 }
 
-// A process that is not there yet, or stands still, cannot be told anything.
+// A process that is not there yet, or is stopped, cannot be told anything.
 bool Faults::takes_orders(const Board &board) const {
     const bool stopped = std::ranges::any_of(
         on_, [&](const FaultSetting &each) { return each.slot == board.slot && each.kind == "stopped"; });

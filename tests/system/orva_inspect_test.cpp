@@ -402,7 +402,7 @@ std::string as_host(std::string body) {
 TEST_F(Inspect, Message_ShowsEveryFieldWithUnitAndMeaning) {
     expect_result(
         run_on(readings_body(), {"message", "--binary", "--family", "TempInfo"}), 0,
-        "TempInfo, body in net order, 40 bytes: Temperature readings of a board\n"
+        "TempInfo, body in network byte order, 40 bytes: Temperature readings of a board\n"
         "  000000  req_or_reply       2                         1 in a request, 2 in a reply\n"
         "  000004  src_slot           5 slot                    Sender, 0 to 30\n"
         "  000008  dest_slot          0 slot                    Receiver; 0xFFFFFFFF in a request means every "
@@ -418,7 +418,7 @@ TEST_F(Inspect, Message_AnnotatedBytesAreAllThere) {
     expect_result(run_on(readings_body() + std::string(20, '\0') + "z",
                          {"message", "--binary", "--annotate", "--family", "TempInfo"}),
                   0,
-                  "TempInfo, body in net order, 61 bytes: Temperature readings of a board\n"
+                  "TempInfo, body in network byte order, 61 bytes: Temperature readings of a board\n"
                   "  000000  00 00 00 02              req_or_reply       2\n"
                   "  000004  00 00 00 05              src_slot           5 slot\n"
                   "  000008  00 00 00 00              dest_slot          0 slot\n"
