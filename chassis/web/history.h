@@ -40,8 +40,8 @@ private:
     std::vector<HistoryPoint> kept_;
     std::vector<HistoryPoint> open_; // extremes of the group that is not full yet
     HistoryPoint newest_;
-    std::size_t group_ = 1;          // points in a group
-    std::size_t in_group_ = 0;       // of the open one
+    std::size_t group_ = 1;    // points in a group
+    std::size_t in_group_ = 0; // of the open one
 };
 
 } // namespace chassis

@@ -13,6 +13,7 @@ namespace {
 using Json = nlohmann::json;
 
 constexpr std::size_t kMostEvents = 100; // in one message
+constexpr std::size_t kMostWords = 16;   // of a command
 
 double seconds(std::int64_t ms) {
     return static_cast<double>(ms) / 1000;
@@ -233,6 +234,26 @@ std::string report_json(const Model &model, const std::string &scenario) {
         text += each == '<' ? std::string("\\u003c") : std::string(1, each);
     }
     return text;
+}
+
+std::optional<std::vector<std::string>> command_words(const std::string &body) {
+    const Json json = Json::parse(body, nullptr, false);
+    const auto list = json.is_object() ? json.find("words") : json.end();
+    if (!json.is_object() || list == json.end() || !list->is_array() || list->size() > kMostWords) {
+        return std::nullopt;
+    }
+    std::vector<std::string> words;
+    for (const Json &word : *list) {
+        if (!word.is_string()) {
+            return std::nullopt;
+        }
+        words.push_back(word.get<std::string>());
+    }
+    return words;
+}
+
+std::string reply_json(int status, const std::string &text) {
+    return text_of({{"status", status}, {"text", text}});
 }
 
 } // namespace chassis

@@ -1,4 +1,4 @@
-// The model as JSON, for the page and the report.
+// The model as JSON, for the page and the report, and commands of the page.
 #ifndef CHASSIS_WEB_MODEL_JSON_H
 #define CHASSIS_WEB_MODEL_JSON_H
 
@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace chassis {
 
@@ -21,6 +22,10 @@ std::optional<std::string> history_json(const Model &model, std::int32_t slot);
 
 // Everything, with `scenario` as text. `<` is escaped, so that it may be put into a page.
 std::string report_json(const Model &model, const std::string &scenario);
+
+// The words of {"words": ["stub", "set", ...]}, or nothing.
+std::optional<std::vector<std::string>> command_words(const std::string &body);
+std::string reply_json(int status, const std::string &text);
 
 } // namespace chassis
 

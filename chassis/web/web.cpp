@@ -10,7 +10,6 @@
 
 #include <atomic>
 #include <condition_variable>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
 #include <thread>
@@ -29,7 +28,6 @@ constexpr seconds kAskEvery{2};
 constexpr Patience kAskPatience{seconds(1), {}};
 constexpr seconds kCommandPatience{60};
 constexpr int kMostCommands = 8; // under way
-constexpr std::size_t kMostWords = 16;
 
 // A command on its way from a server's thread to the loop and back.
 struct Pending {
@@ -38,26 +36,8 @@ struct Pending {
     std::optional<CommandResult> result;
 };
 
-// {"words": ["stub", "set", ...]}, or nothing.
-std::optional<Words> words_of_body(const std::string &body) {
-    const auto json = nlohmann::json::parse(body, nullptr, false);
-    if (!json.is_object() || !json.contains("words") || !json["words"].is_array() ||
-        json["words"].size() > kMostWords) {
-        return std::nullopt;
-    }
-    Words words;
-    for (const auto &word : json["words"]) {
-        if (!word.is_string()) {
-            return std::nullopt;
-        }
-        words.push_back(word.get<std::string>());
-    }
-    return words;
-}
-
 CommandReply reply_of(int http_status, const CommandResult &result) {
-    const nlohmann::json json = {{"status", result.status}, {"text", result.text}};
-    return {http_status, json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace)};
+    return {http_status, reply_json(result.status, result.text)};
 }
 
 std::vector<StageView> stages_of(const TraceBody &body) {
@@ -153,7 +133,7 @@ private:
     }
 
     CommandReply command(const std::string &body) {
-        const auto words = words_of_body(body);
+        const auto words = command_words(body);
         if (!words) {
             return reply_of(400, {2, "expected: {\"words\": [...]}\n"});
         }
