@@ -3,6 +3,7 @@
 #include "control/commands.h"
 #include "events/event.h"
 #include "scenario/fields.h"
+#include "scenario/meaning.h"
 #include "text.h"
 
 #include <algorithm>
@@ -235,6 +236,9 @@ std::string mistake_text(const std::string &file, const Mistake &mistake) {
 std::vector<Mistake> check_scenario(const toml::table &table) {
     Checker checker;
     checker.check(table, scenario_spec(), "");
+    if (checker.mistakes.empty()) {
+        checker.mistakes = check_meaning(table);
+    }
     std::ranges::stable_sort(checker.mistakes, [](const Mistake &a, const Mistake &b) {
         return a.line != b.line ? a.line < b.line : a.column < b.column;
     });

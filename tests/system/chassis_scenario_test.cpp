@@ -77,6 +77,45 @@ TEST(ChassisScenario, Reader_NamesEachMistakeWithItsPlaceAndWhatWasExpected) {
     }
 }
 
+TEST(ChassisScenario, Reader_NamesValuesThatDoNotFitEachOther) {
+    const std::string fault = kHead + "boards = 2\n[[step]]\ntitle = \"s\"\n[[step.fault]]\nslot = 1\n";
+    const std::string expect = kHead + "[[step]]\ntitle = \"s\"\n[[step.expect]]\nevent = \"board\"\n";
+    const std::string board = kHead + "[[board]]\nslot = 1\n";
+    const std::string sensor = "[[board.sensor]]\nname = \"x\"\nkind = \"voltage\"\n";
+    const std::array cases = {
+        Wrong{"no sensor", fault + "kind = \"stuck\"\n",
+              "file.toml:6:1: step[0].fault[0].sensor: is missing; expected the sensor that fails"},
+        Wrong{"an unknown sensor", fault + "kind = \"stuck\"\nsensor = \"inlt\"\n",
+              "file.toml:9:10: step[0].fault[0].sensor: expected a sensor of the board; did you mean \"inlet\"?"},
+        Wrong{"a sensor for a link", fault + "kind = \"lost\"\nsensor = \"inlet\"\n",
+              "fault[0].sensor: expected none, since lost is of the whole board"},
+        Wrong{"a value that means nothing", fault + "kind = \"killed\"\nvalue = 7\n",
+              "fault[0].value: expected none, since killed has no value"},
+        Wrong{"more than all", fault + "kind = \"lost\"\nvalue = 101\n",
+              "fault[0].value: expected percent, from 0 to 100"},
+        Wrong{"less than no time", fault + "kind = \"late\"\nvalue = -1\n",
+              "fault[0].value: expected milliseconds, from 0 on"},
+        Wrong{"never, and how often", expect + "never = true\ncount = 2\n",
+              "file.toml:8:9: step[0].expect[0].count: expected none beside `never`"},
+        Wrong{"exactly, and at most", expect + "count = 2\nat_most = 3\n",
+              "expect[0].count: expected either an exact count or bounds"},
+        Wrong{"bounds that cross", expect + "at_least = 4\nat_most = 3\n",
+              "expect[0].at_least: expected no more than `at_most`"},
+        Wrong{"two boards in a slot", board + "[[board]]\nslot = 1\n",
+              "file.toml:6:8: board[1].slot: expected another slot, since a board before has this one"},
+        Wrong{"a board beyond all", kHead + "boards = 1\n[[board]]\nslot = 3\n",
+              "board[0].slot: expected a slot of one of the scenario's `boards`"},
+        Wrong{"two sensors of a name", board + sensor + sensor,
+              "file.toml:9:8: board[0].sensor[1].name: expected another name, since a sensor before has this one"},
+        Wrong{"an unknown stub", board + sensor + "stub = \"noSuch\"\n",
+              "board[0].sensor[0].stub: expected the name of a stub"},
+    };
+    for (const Wrong &wrong : cases) {
+        EXPECT_NE(error_of(wrong.text).find(wrong.message), std::string::npos)
+            << wrong.name << ": " << error_of(wrong.text);
+    }
+}
+
 TEST(ChassisScenario, Reader_FindsEveryMistakeInTheOrderOfTheFile) {
     const std::string error = error_of(kHead + "bords = 3\nseconds = -1\n");
     EXPECT_LT(error.find("file.toml:3:1: "), error.find("file.toml:4:11: ")) << error;

@@ -56,6 +56,16 @@ TEST_F(ChassisSoak, Messages_AreCountedAndNothingIsLeft) {
     expect_nothing_left();
 }
 
+TEST_F(ChassisSoak, Signal_EndsItAndLeavesNothing) {
+    const auto result = orva_test::run_program(
+        {"sh", "-c",
+         kProgram + " soak --minutes 60 --boards 3 > output 2>&1 & until grep -q 'boards over the chassis' output; "
+                    "do sleep 0.05; done; kill -TERM $!; wait $!"},
+        {"TMPDIR=" + temporary_}, scratch_.path());
+    EXPECT_EQ(result.status, 128 + 15) << result.output << read_file(scratch_.file("output"));
+    expect_nothing_left();
+}
+
 TEST_F(ChassisSoak, Message_ThatIsLostIsNoticed) {
     if (kSanitized) {
         GTEST_SKIP() << "the sanitizer's library must come first";
