@@ -4,6 +4,7 @@
 #include "control/commands.h"
 #include "scenario/reader.h"
 #include "text.h"
+#include "web/guard.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -18,6 +19,12 @@ namespace {
 
 constexpr const char *kVersion = ORVA_CHASSIS_VERSION;
 
+constexpr const char *kWebDefault = "127.0.0.1:0";
+
+std::string web_error(const std::string &word) {
+    return web_address(word) ? "" : word + " is not ADDRESS:PORT (a scenario goes before --web)";
+}
+
 CLI::App *add_run_command(CLI::App &app, RunOptions &run, std::string &time) {
     CLI::App *command = app.add_subcommand("run", "Run a scenario");
     command->add_option("scenario", run.scenario, "A file, or the name of a built-in scenario")
@@ -31,6 +38,13 @@ CLI::App *add_run_command(CLI::App &app, RunOptions &run, std::string &time) {
     command->add_option("--events", run.events, "Write every event to this file, a JSON object a line");
     command->add_option("--record", run.record,
                         "Write every datagram to this file, a capture for tcpdump and Wireshark");
+    command->add_option("--report", run.report, "Write a report of the run to this file, one HTML page");
+    command
+        ->add_option("--web", run.web,
+                     "Serve a page of the run, at ADDRESS:PORT (default: 127.0.0.1, a free port), until Ctrl-C")
+        ->expected(0, 1)
+        ->default_str(kWebDefault)
+        ->check(web_error);
     command->add_option("--agent", run.agent, "Program that runs as the boards' agent")->check(CLI::ExistingFile);
     command->add_option("--run-dir", run.run_dir, "Folder of the run, absent or empty (default: a temporary one)");
     command->add_flag("--keep", run.keep, "Keep the temporary run folder");
@@ -261,6 +275,7 @@ Options read_options(int argc, char **argv) {
     if (run_command->parsed()) {
         run.events = from_here(run.events);
         run.record = from_here(run.record);
+        run.report = from_here(run.report);
         run.agent = from_here(run.agent);
         return run;
     }

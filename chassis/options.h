@@ -25,8 +25,10 @@ struct RunOptions {
     bool hold = false;  // after the last step, for commands
     std::string events; // files, absolute; empty: none
     std::string record;
-    std::string run_dir; // empty: a fresh folder below the system's temporary folder
-    std::string agent;   // program of the boards' processes; empty: this one
+    std::string report;
+    std::optional<std::string> web; // address and port of the page
+    std::string run_dir;            // empty: a fresh folder below the system's temporary folder
+    std::string agent;              // program of the boards' processes; empty: this one
     bool keep = false;
 };
 

@@ -4,6 +4,7 @@
 #include "control/control_socket.h"
 #include "events/json_lines.h"
 #include "manager/chassis.h"
+#include "miro_host_clock.h"
 #include "record/recorder.h"
 #include "run_folder.h"
 #include "runtime.h"
@@ -13,6 +14,8 @@
 #include "table.h"
 #include "text.h"
 #include "virtual_time.h"
+#include "web/report.h"
+#include "web/web.h"
 
 #include <csignal>
 #include <cstdio>
@@ -83,13 +86,6 @@ void show_summary(Chassis &chassis, const Console &console) {
               << std::endl;
 }
 
-int interrupted(const Interrupted &reason, Chassis &chassis) {
-    const Leftovers left = chassis.power_off();
-    std::cout << "orva-chassis: stopped by " << strsignal(reason.signal) << ", " << left.processes
-              << " processes and " << left.queues << " queues left" << std::endl;
-    return kSignalStatus + reason.signal;
-}
-
 // A file that the user asked for cannot be written; nothing was started.
 struct CannotBegin : std::runtime_error {
     using std::runtime_error::runtime_error;
@@ -98,13 +94,21 @@ struct CannotBegin : std::runtime_error {
 // What only watches is made from the options, and subscribes.
 class Watchers {
 public:
-    Watchers(Chassis &chassis, const RunOptions &options) {
+    Watchers(Chassis &chassis, const Scenario &scenario, const RunOptions &options) {
         try {
             if (!options.events.empty()) {
                 events_ = std::make_unique<EventFile>(chassis.log, options.events);
             }
             if (!options.record.empty()) {
                 recorder_ = std::make_unique<Recorder>(chassis, options.record);
+            }
+            if (!options.report.empty()) {
+                report_ = std::make_unique<ReportFile>(chassis, scenario.source, options.report);
+            }
+            if (options.web) {
+                web_ = std::make_unique<Web>(chassis, web_address(*options.web).value_or(WebAddress()));
+                // Not an event: whoever reads the log must not learn the token.
+                std::cout << "== the page\n   " << web_->url() << std::endl;
             }
         } catch (const std::runtime_error &error) {
             throw CannotBegin(error.what());
@@ -117,16 +121,61 @@ public:
         if (recorder_) {
             recorder_->close();
         }
+        if (report_) {
+            report_->close();
+        }
+    }
+    // The page, or null.
+    Web *web() {
+        return web_.get();
     }
 
 private:
     std::unique_ptr<EventFile> events_;
     std::unique_ptr<Recorder> recorder_;
+    std::unique_ptr<ReportFile> report_;
+    std::unique_ptr<Web> web_;
 };
+
+int interrupted(const Interrupted &reason, Chassis &chassis, Watchers &watchers) {
+    const Leftovers left = chassis.power_off();
+    watchers.close();
+    std::cout << "orva-chassis: stopped by " << strsignal(reason.signal) << ", " << left.processes
+              << " processes and " << left.queues << " queues left" << std::endl;
+    return kSignalStatus + reason.signal;
+}
+
+// Until somebody ends it: the signal's number. In virtual time the boards are gone by then, since their time would
+// run ahead without an end.
+int serve(Chassis &chassis, Web &web) {
+    if (chassis.loop.clock().is_virtual()) {
+        web.end_commands();
+        MIRO_HostClockLeave();
+    } else {
+        chassis.log.add(EventKind::kStep, kNoBoard, {text_field("text", "after the scenario, until Ctrl-C")});
+    }
+    std::cout << "   the page is served: " << web.url() << std::endl;
+    try {
+        chassis.loop.wait(Time::max(), [] { return false; });
+    } catch (const Interrupted &reason) {
+        return reason.signal;
+    }
+    return 0;
+}
+
+void end(Chassis &chassis, const Console &console, Watchers &watchers, std::optional<Invariants> &invariants) {
+    const Leftovers left = chassis.power_off();
+    if (invariants) {
+        invariants->finish();
+    }
+    note_end(chassis, console, left);
+    watchers.close();
+    show_summary(chassis, console);
+}
 
 int play(Chassis &chassis, const Scenario &scenario, const RunOptions &options) {
     Console console(chassis.log, [&] { chassis.loop.post([] { throw OutputLost(); }); });
-    Watchers watchers(chassis, options);
+    Watchers watchers(chassis, scenario, options);
     std::optional<Control> control;
     if (!options.hold) {
         control.emplace(chassis);
@@ -144,21 +193,21 @@ int play(Chassis &chassis, const Scenario &scenario, const RunOptions &options) 
             chassis.loop.hold([&] { return chassis.told_to_end; });
         }
         std::cout << "== the boards\n" << table_text(chassis.boards.all()) << std::flush;
-        const Leftovers left = chassis.power_off();
-        if (invariants) {
-            invariants->finish();
+        Web *web = options.hold ? nullptr : watchers.web();
+        int signal = 0;
+        if (web != nullptr && !options.virtual_time) {
+            signal = serve(chassis, *web);
         }
-        note_end(chassis, console, left);
-        watchers.close();
-        show_summary(chassis, console);
+        end(chassis, console, watchers, invariants);
+        if (web != nullptr && options.virtual_time) {
+            signal = serve(chassis, *web);
+        }
         if (!std::cout) {
             throw OutputLost();
         }
-        return console.failed() == 0 ? 0 : 1;
+        return signal != 0 ? kSignalStatus + signal : console.failed() == 0 ? 0 : 1;
     } catch (const Interrupted &reason) {
-        const int status = interrupted(reason, chassis);
-        watchers.close();
-        return status;
+        return interrupted(reason, chassis, watchers);
     }
 }
 

@@ -17,6 +17,7 @@ PAGES = (
     ("docs/orva_port_check.md", "orva-port-check", 1, "check a platform for liborva_comm"),
     ("docs/chassis.md", "orva-chassis", 1, "run a chassis of liborva_comm on one machine"),
     ("docs/python.md", "orva-python", 7, "Python for testers of a chassis of liborva_comm"),
+    ("docs/fleet.md", "orva-fleet", 7, "watch many chassis with Prometheus"),
     ("docs/architecture.md", "liborva_comm", 7, "common support library of a chassis and environment management system"),
 )
 

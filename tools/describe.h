@@ -37,6 +37,9 @@ std::string description_header(const Described &described);
 // A Wireshark dissector.
 std::string description_lua(const Described &described);
 
+// Its code, which walks the tables that the description makes.
+extern const std::string_view kDissectorCode;
+
 // What the forms share.
 
 // The part of a list that is filled.

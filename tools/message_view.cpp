@@ -204,7 +204,14 @@ bool take_transport(Reader &reader, MessageView &view, std::size_t at) {
 }
 
 bool take_prefix(Reader &reader, std::size_t at, Order order) {
-    return reader.take(kPrefixField, at, kPrefixField.name, order == Order::kNet).has_value();
+    if (!reader.take(kPrefixField, at, kPrefixField.name, order == Order::kNet)) {
+        return false;
+    }
+    if (reader.size() - at < kPrefixBytes) {
+        reader.lack(at, kPrefixField.name, count_of(kPrefixBytes, "byte"));
+        return false;
+    }
+    return true;
 }
 
 // Puts the bytes without a name between the parts, which are in order except for what several arrays share.
@@ -250,7 +257,7 @@ void take_all(Reader &reader, MessageView &view, std::size_t at) {
         return;
     }
     const std::size_t longest = body_bytes(*view.family);
-    if (view.framing == Framing::kDatagram && reader.size() - at > longest) {
+    if (view.framing != Framing::kBody && reader.size() > at + longest) {
         reader.fault(at + longest, "body", "the body is longer than its layout, receivers refuse the message",
                      "up to " + std::to_string(longest) + " bytes");
     }

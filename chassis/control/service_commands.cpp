@@ -17,9 +17,6 @@ namespace {
 
 constexpr std::uint32_t kOtherMainBoard = 251; // last octet of the other main board's address
 constexpr std::uint32_t kPowerModule = 1;
-constexpr std::array kStageNames = {"queue read",   "length check",      "to host order",
-                                    "header check", "making the answer", "to network order, send"};
-static_assert(kStageNames.size() == kStages);
 
 SyncBody encoded(const SyncRecord &record, std::uint32_t number, std::uint32_t seed) {
     SyncBody body{};

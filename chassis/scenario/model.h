@@ -53,6 +53,7 @@ struct Step {
 struct Scenario {
     std::string name;
     std::string text;
+    std::string source; // the whole text that it was read from
     std::uint32_t seconds = 10;
     std::uint32_t seed = 1;
     bool restart = true;

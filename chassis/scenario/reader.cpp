@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <utility>
 
 namespace chassis {
 
@@ -187,6 +188,19 @@ std::string unknown_scenario(const std::string &name) {
            (near.empty() ? "" : "; did you mean " + near + "?");
 }
 
+std::string text_named(const std::string &name) {
+    const auto builtins = builtin_scenarios();
+    const auto found = std::ranges::find_if(builtins, [&](const auto &each) { return name == each.name; });
+    if (found != builtins.end()) {
+        return std::string(found->text);
+    }
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(name, error)) {
+        throw ScenarioError(unknown_scenario(name));
+    }
+    return file_text(name);
+}
+
 } // namespace
 
 Scenario read_scenario(std::string_view text, const std::string &file) {
@@ -208,16 +222,10 @@ Scenario read_scenario(std::string_view text, const std::string &file) {
 }
 
 Scenario load_scenario(const std::string &name) {
-    const auto builtins = builtin_scenarios();
-    const auto found = std::ranges::find_if(builtins, [&](const auto &each) { return name == each.name; });
-    if (found != builtins.end()) {
-        return read_scenario(found->text, name);
-    }
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(name, error)) {
-        throw ScenarioError(unknown_scenario(name));
-    }
-    return read_scenario(file_text(name), name);
+    std::string text = text_named(name);
+    Scenario scenario = read_scenario(text, name);
+    scenario.source = std::move(text);
+    return scenario;
 }
 
 } // namespace chassis

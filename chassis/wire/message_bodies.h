@@ -6,6 +6,7 @@
 #include "orva_simulate_comm.h"
 #include "orva_wire.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -181,6 +182,9 @@ static_assert(sizeof(FiguresBody) == 48);
 // The stages of the request path in a board's process, in order.
 enum class Stage : std::uint32_t { kQueueRead, kLengthCheck, kToHost, kHeaderCheck, kAnswer, kSend };
 inline constexpr std::uint32_t kStages = 6;
+inline constexpr std::array kStageNames = {"queue read",   "length check",      "to host order",
+                                           "header check", "making the answer", "to network order, send"};
+static_assert(kStageNames.size() == kStages);
 
 // CPU time in nanoseconds, truncated to 32 bits.
 struct TracedStage {
