@@ -59,7 +59,8 @@ std::string key_of(const std::string &record) {
 
 std::int64_t drops_in(const std::string &summary) {
     const std::size_t at = summary.find(kDropped);
-    return at == std::string::npos ? 0 : std::atoll(summary.c_str() + at + std::string(kDropped).size());
+    return at == std::string::npos ? 0
+                                   : std::strtoll(summary.c_str() + at + std::string(kDropped).size(), nullptr, 10);
 }
 
 } // namespace
