@@ -2,6 +2,7 @@
 failed. After each run: no crash, no hang, an exit status that is true, a message when it is not 0, and nothing left
 behind: no process, no message queue, no file that an undisturbed run does not leave."""
 import argparse
+import concurrent.futures
 import ctypes
 import dataclasses
 import os
@@ -213,6 +214,21 @@ def programs(build):
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 
 
+def try_alone(name):
+    """Tries one program in a process of its own, which has message queues and strays of its own."""
+    return subprocess.run([sys.executable, __file__, *sys.argv[1:], name], stdout=subprocess.PIPE, text=True, check=False)
+
+
+def try_each(names):
+    """One program for each processor at a time."""
+    codes = []
+    with concurrent.futures.ThreadPoolExecutor(len(os.sched_getaffinity(0))) as workers:
+        for result in workers.map(try_alone, names):
+            print(result.stdout, end="", flush=True)
+            codes.append(result.returncode)
+    return next((code for code in codes if code not in (0, 77)), max(codes))
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--build", required=True)
@@ -220,6 +236,8 @@ def main():
     parser.add_argument("program", nargs="?", default="", help="only programs whose name begins so")
     args = parser.parse_args()
     build = pathlib.Path(args.build).resolve()
+    if not args.program:
+        return try_each([program.name for program in programs(build) if not (args.short and program.short == 0)])
     # Queues and shared memory of its own, so that what is left is this run's; strays become children of this process.
     libc = ctypes.CDLL(None, use_errno=True)
     if libc.unshare(CLONE_NEWIPC | CLONE_NEWNS) != 0 or \
@@ -232,7 +250,7 @@ def main():
     with tempfile.TemporaryDirectory(prefix="orva_faults_") as scratch:
         harness = Harness(build / "tests/faults/libfail_nth.so", scratch)
         for program in programs(build):
-            if program.name.startswith(args.program) and not (args.short and program.short == 0):
+            if program.name.startswith(args.program):
                 wrong += try_program(harness, program, args.short)
                 tried += 1
     if tried == 0:
