@@ -43,7 +43,7 @@ Side read_side(const std::string &path, InputForm form, const MessageForm &messa
     }
     if (record != nullptr) {
         const TlvBlock block = take_apart_block(side.bytes, 0, record);
-        side.parts = parts_of(block);
+        side.parts = with_gaps(parts_of(block), side.bytes.size());
         side.faults = faults_of(block);
         side.what = record->key;
         return side;

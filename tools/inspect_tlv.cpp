@@ -109,14 +109,11 @@ int inspect_block(const Files &files, const std::string &path, const Record *rec
         json["document"] = record != nullptr && rest == 0 ? document_of(block, *record) : Json(nullptr);
         json["faults"] = faults_json(faults);
         document.add(json);
-    } else if (bytes.size() >= ORVA_TLV_BLOCK_HEADER) {
+    } else {
         print_title(files.shown(path));
         if (shown == Shown::kAnnotated) {
-            std::vector<Part> parts = parts_of(block);
-            const std::size_t end = parts.back().at + parts.back().length;
-            parts.push_back({end, bytes.size() - std::min(end, bytes.size()), {}});
-            print_annotated(parts, bytes);
-        } else {
+            print_annotated(with_gaps(parts_of(block), bytes.size()), bytes);
+        } else if (bytes.size() >= ORVA_TLV_BLOCK_HEADER) {
             print(block, "");
         }
     }

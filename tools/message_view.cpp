@@ -214,24 +214,6 @@ bool take_prefix(Reader &reader, std::size_t at, Order order) {
     return true;
 }
 
-// Puts the bytes without a name between the parts, which are in order except for what several arrays share.
-void fill_gaps(MessageView &view, std::size_t size) {
-    std::ranges::stable_sort(view.parts, {}, &Part::at);
-    std::vector<Part> all;
-    std::size_t next = 0;
-    for (Part &part : view.parts) {
-        if (part.at > next) {
-            all.push_back({next, part.at - next, {}});
-        }
-        next = part.at + part.length;
-        all.push_back(std::move(part));
-    }
-    if (next < size) {
-        all.push_back({next, size - next, {}});
-    }
-    view.parts = std::move(all);
-}
-
 Framing framing_of(View input, const MessageForm &form) {
     if (form.framing != Framing::kDetect) {
         return form.framing;
@@ -313,7 +295,7 @@ MessageView take_apart_message(View input, const MessageForm &form) {
     } else {
         take_all(reader, view, form.at);
     }
-    fill_gaps(view, input.size());
+    view.parts = with_gaps(std::move(view.parts), input.size());
     return view;
 }
 

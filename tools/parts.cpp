@@ -72,6 +72,23 @@ std::string bytes_around(View input, std::size_t at) {
 
 } // namespace
 
+std::vector<Part> with_gaps(std::vector<Part> parts, std::size_t size) {
+    std::ranges::stable_sort(parts, {}, &Part::at);
+    std::vector<Part> all;
+    std::size_t next = 0;
+    for (Part &part : parts) {
+        if (part.at > next) {
+            all.push_back({next, part.at - next, {}});
+        }
+        next = std::max(next, part.at + part.length);
+        all.push_back(std::move(part));
+    }
+    if (next < size) {
+        all.push_back({next, size - next, {}});
+    }
+    return all;
+}
+
 std::string value_text(const Part &part, View input) {
     std::string text;
     if (part.value.kind == Value::Kind::kNumber) {

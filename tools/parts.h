@@ -47,6 +47,9 @@ struct Fault {
     std::string expected;
 };
 
+// The parts in order, with one for each stretch of the input that has no name.
+std::vector<Part> with_gaps(std::vector<Part> parts, std::size_t size);
+
 // "513 (0x201) entries"; bytes without a value as hexadecimal digits.
 std::string value_text(const Part &part, std::span<const std::uint8_t> input);
 

@@ -211,7 +211,6 @@ void add_parts(std::vector<Part> &parts, const TlvBlock &block, const std::strin
     }
     parts.push_back({block.at, 4, prefix + "count", Value::of(block.count), "items"});
     parts.push_back({block.at + 4, 4, prefix + "length", Value::of(block.length), "bytes"});
-    parts.push_back({block.at + kReservedAt, 8, {}});
     for (std::size_t i = 0; i < block.items.size(); ++i) {
         const TlvItem &item = block.items[i];
         const std::string name =

@@ -895,6 +895,30 @@ TEST_F(Inspect, Tlv_JsonCarriesTheNestedBlock) {
     EXPECT_EQ(nested["blocks"][0]["items"][1]["value"], 3600);
 }
 
+TEST_F(Inspect, Tlv_AnnotatedBytesAreAllThere) {
+    const std::string bytes = block({item(3, delay_block() + "xy")}) + "z";
+    expect_result(run_on(bytes, {"tlv", "--binary", "--record", "board", "--annotate"}), 0,
+                  "  000000  00 00 00 01              count                          1 items\n"
+                  "  000004  00 00 00 33              length                         51 (0x33) bytes\n"
+                  "  000008  00 00 00 00 00 00 00 00\n"
+                  "  000010  00 03                    delayPowerOn tag               3\n"
+                  "  000012  00 1f                    delayPowerOn length            31 (0x1f) bytes\n"
+                  "  000014  00 00 00 02              delayPowerOn.count             2 items\n"
+                  "  000018  00 00 00 1d              delayPowerOn.length            29 (0x1d) bytes\n"
+                  "  00001c  00 00 00 00 00 00 00 00\n"
+                  "  000024  00 04                    delayPowerOn.delayFlag tag     4\n"
+                  "  000026  00 01                    delayPowerOn.delayFlag length  1 bytes\n"
+                  "  000028  01                       delayPowerOn.delayFlag         1\n"
+                  "  000029  00 05                    delayPowerOn.delayTime tag     5\n"
+                  "  00002b  00 04                    delayPowerOn.delayTime length  4 bytes\n"
+                  "  00002d  00 00 0e 10              delayPowerOn.delayTime         3600 (0xe10)\n"
+                  "  000031  78 79 7a\n");
+    const ProgramResult cut = run_on(bytes.substr(0, 10), {"tlv", "--binary", "--annotate"});
+    EXPECT_EQ(cut.status, 1);
+    EXPECT_EQ(cut.output.find("  000000  00 00 00 01 00 00 00 33\n  000008  00 00\norva-inspect: at byte 0: "), 0u)
+        << cut.output;
+}
+
 TEST_F(Inspect, Tlv_OddButDecodableBlocksAreNoted) {
     std::string reserved = block({item(1, "a"), item(2, "b"), item(3, "c")});
     reserved[9] = 1;
