@@ -177,8 +177,8 @@ void add_sensors(std::string &out, const Model &model) {
 void add_requests(std::string &out, const Model &model) {
     Family requests(out, "orva_requests_total", "counter", "Requests to a board, by how they ended.");
     for (const auto &[slot, board] : model.boards()) {
-        const auto add = [&](const char *result, std::uint64_t count) {
-            requests.add({{"slot", slot_of(board)}, {"result", result}}, static_cast<double>(count));
+        const auto add = [&requests, at = slot_of(board)](const char *result, std::uint64_t count) {
+            requests.add({{"slot", at}, {"result", result}}, static_cast<double>(count));
         };
         add("answered", board.requests.answered);
         add("refused", board.requests.refused);
@@ -268,8 +268,8 @@ void add_stages(std::string &out, const Model &model) {
                  "Processor time of a stage of the request path: its minimum, mean and maximum.");
     for (const auto &[slot, board] : model.boards()) {
         for (const StageView &stage : board.stages) {
-            const auto add = [&](const char *statistic, std::int64_t ns) {
-                times.add({{"slot", slot_of(board)}, {"stage", stage.stage}, {"statistic", statistic}},
+            const auto add = [&times, &stage, at = slot_of(board)](const char *statistic, std::int64_t ns) {
+                times.add({{"slot", at}, {"stage", stage.stage}, {"statistic", statistic}},
                           static_cast<double>(ns) * kNanosecond);
             };
             add("min", stage.min_ns);
