@@ -93,6 +93,14 @@ std::string read_packet(const LinkType &link, Bytes packet, Datagram &datagram) 
     return read_ip(packet.subspan(link.header_bytes), datagram);
 }
 
+// A damaged file's times may be anything; what does not fit becomes the nearest that does.
+Time time_of(const timeval &time) {
+    constexpr std::int64_t kMostSeconds = 9'000'000'000;
+    constexpr std::int64_t kMostNanoseconds = 100'000'000'000'000'000;
+    return std::chrono::seconds(std::clamp<std::int64_t>(time.tv_sec, -kMostSeconds, kMostSeconds)) +
+           Time(std::clamp<std::int64_t>(time.tv_usec, -kMostNanoseconds, kMostNanoseconds));
+}
+
 } // namespace
 
 Reader::Reader(const std::string &path) : path_(path), file_(nullptr, pcap_close) {
@@ -130,7 +138,7 @@ std::optional<Packet> Reader::next() {
     }
     Packet packet;
     packet.number = ++number_;
-    packet.datagram.time = std::chrono::seconds(header->ts.tv_sec) + Time(header->ts.tv_usec);
+    packet.datagram.time = time_of(header->ts);
     const LinkType &link = *find_link_type(pcap_datalink(file_.get()));
     const Bytes whole(bytes, header->caplen);
     if (link.type == DLT_USER0) {

@@ -8,6 +8,7 @@
 #include "record/recording.h"
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <ostream>
 #include <set>

@@ -7,6 +7,7 @@
 #include "virtual_time.h"
 
 #include <algorithm>
+#include <cctype>
 #include <csignal>
 #include <cstring>
 #include <exception>
@@ -46,6 +47,14 @@ void show_summary(const Recording &recording, const ReplayFigures &figures) {
         std::cout << ", " << count_text(figures.nobody, "request", "requests") << " to boards that are not there";
     }
     std::cout << std::endl;
+}
+
+// A capture comes from outside: its texts must not steer a terminal.
+std::string printable(std::string text) {
+    for (char &letter : text) {
+        letter = letter != '\n' && std::iscntrl(static_cast<unsigned char>(letter)) != 0 ? '?' : letter;
+    }
+    return text;
 }
 
 // A replay starts processes again when the capture says so.
@@ -94,7 +103,7 @@ int run_replay(const ReplayOptions &options) {
             return 1;
         }
     } catch (const std::exception &error) {
-        std::cerr << "orva-chassis: " << error.what() << '\n';
+        std::cerr << "orva-chassis: " << printable(error.what()) << '\n';
         return kUsageStatus;
     }
 }

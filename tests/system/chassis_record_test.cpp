@@ -347,20 +347,23 @@ TEST_F(ChassisReplay, WhatIsNoCaptureOfAChassis_IsRefusedByName) {
         datagram.from.port = static_cast<std::uint16_t>(datagram.from.port + 1);
     });
     expect_refused("strange", ": packet 4 is not between a board and its management process");
-    for (const auto &[from, to, reason] :
-         {std::tuple{"version = 1", "version = 2", ": packet 1: the capture is of a later version"},
-          std::tuple{"seed = 7", "seed = x", ": packet 1: Error while parsing value: could not determine value type"},
-          std::tuple{"the run of", "our run of", ": packet 1: a note of unknown kind"},
-          std::tuple{"slot = 2", "slot = 1", ": two boards in slot 1"}}) {
+    struct Case {
+        std::string from, to, reason;
+    };
+    for (const Case &each :
+         {Case{"version = 1", "version = 2", ": packet 1: the capture is of a later version"},
+          Case{"seed = 7", "seed = x", ": packet 1: Error while parsing value: could not determine value type"},
+          Case{"the run of", "our run of", ": packet 1: a note of unknown kind"},
+          Case{"slot = 2", "slot = 1", ": two boards in slot 1"}}) {
         rewrite(file("capture"), file("note"), [&](capture::Datagram &datagram) {
             std::string text(datagram.bytes.begin(), datagram.bytes.end());
-            const std::size_t at = text.find(from);
+            const std::size_t at = text.find(each.from);
             if (datagram.to == capture::kNotes && at != std::string::npos) {
-                text.replace(at, std::string(from).size(), to);
+                text.replace(at, each.from.size(), each.to);
                 datagram.bytes.assign(text.begin(), text.end());
             }
         });
-        expect_refused("note", reason);
+        expect_refused("note", each.reason);
     }
 }
 
