@@ -19,6 +19,7 @@ def main():
         text = lists.read_text()
         scripts |= set(re.findall(r"add_test\(\s*NAME\s+([\w.]+)", text))
         scripts |= {f"abi.{name}" for name in re.findall(r"orva_script_test\((\w+)", text)}
+        scripts |= {f"system.chassis_{name}" for name in re.findall(r"orva_page_test\((\w+)", text)}
     page = (root / "docs/security.md").read_text()
     table = page[page.index("## Defect classes"):page.index("## Fuzzing")]
     named = re.findall(r"`(\w+\.\w+)`", table)
