@@ -66,6 +66,16 @@ def check_cmake(args, stage, scratch):
         check(run([build / program], cwd=scratch), program)
 
 
+def check_examples(args, stage, scratch):
+    """The unit test among them is built elsewhere, with the kit."""
+    build = scratch / "examples"
+    run([args.cmake, "-G", "Ninja", "-S", pathlib.Path(args.consumer).parents[2] / "examples", "-B", build,
+         f"-DCMAKE_PREFIX_PATH={stage}", f"-DCMAKE_C_COMPILER={args.cc}", f"-DCMAKE_CXX_COMPILER={args.cxx}",
+         "-DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON"])
+    run([args.cmake, "--build", build])
+    print("the examples are built")
+
+
 def main():
     parser = argparse.ArgumentParser()
     for option in ("build", "consumer", "cmake", "cc", "cxx"):
@@ -81,6 +91,7 @@ def main():
         prefix.rename(moved)
         check_pkgconfig(args, moved, scratch)
         check_cmake(args, moved, scratch)
+        check_examples(args, moved, scratch)
         check_without_platform(args, moved, scratch)
 
 
