@@ -63,11 +63,11 @@ public:
         for (const Board &board : chassis.boards.all()) {
             model_.add_board(board.slot, board.type, board.sensors);
         }
+        server_ = std::make_unique<HttpServer>(address, token_, site_, feed_);
         subscription_ = chassis.log.subscribe([this](const Event &event) {
             const auto lock = lock_model();
             model_.take(event);
         });
-        server_ = std::make_unique<HttpServer>(address, token_, site_, feed_);
         teller_ = std::thread([this] { tell(); });
         if (!chassis.loop.clock().is_virtual()) {
             ask_later();

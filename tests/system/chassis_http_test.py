@@ -7,10 +7,11 @@ import signal
 import socket
 import subprocess
 import sys
+import tempfile
 import threading
 import time
 
-from chassis_page_support import Chassis, check, wait_for
+from chassis_page_support import Chassis, check, skip, wait_for
 
 CLIENTS = 200
 
@@ -225,6 +226,8 @@ def events_of(program, folder, name, *options):
             output += line
             if "the page is served" in line:
                 process.send_signal(signal.SIGINT)
+    if "stepped clock" in output:
+        skip("this build cannot follow the stepped clock")
     check(process.returncode == (130 if "--web" in options else 0), f"{options}: {process.returncode}\n{output}")
     with open(path, encoding="utf-8") as stream:
         return stream.read()
@@ -236,8 +239,6 @@ def watchers_do_not_disturb(program, folder):
     check(plain.count("\n") > 100, plain)
     report = os.path.join(folder, "report.html")
     watched = events_of(program, folder, "watched.jsonl", "--report", report, "--web")
-    if plain == "" or "stepped clock" in plain:
-        return
     check(plain == watched, "the event files differ")
     with open(report, encoding="utf-8") as stream:
         check("</html>" in stream.read(), "the report is whole")
@@ -261,7 +262,6 @@ def main():
         strangers_are_met(program)
         bad_addresses_are_refused(program)
     else:
-        import tempfile
         with tempfile.TemporaryDirectory() as folder:
             watchers_do_not_disturb(program, folder)
     print("ok")
