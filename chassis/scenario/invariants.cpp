@@ -135,6 +135,9 @@ void Invariants::see(const Event &event) {
 
 void Invariants::see_fault(Slot &slot, const Event &event) {
     const std::string fault = event.text("fault");
+    if (event.time > slot.calm) {
+        slot.ended.clear();
+    }
     if (event.flag("on")) {
         slot.faults.insert(fault);
     } else {
@@ -145,9 +148,9 @@ void Invariants::see_fault(Slot &slot, const Event &event) {
     slot.awaited = slot.faults.empty();
 }
 
-bool Invariants::was_on(const Slot &slot, const std::string &fault, Time now) const {
-    const auto ended = slot.ended.find(fault);
-    return slot.faults.contains(fault) || (ended != slot.ended.end() && now <= ended->second + kCalmAfter);
+// A process that another fault holds up may feel it later.
+bool Invariants::may_end_by(const Slot &slot, const std::string &fault, Time now) const {
+    return slot.faults.contains(fault) || (slot.ended.contains(fault) && now <= slot.calm);
 }
 
 void Invariants::see_awaited(Time now) {
@@ -184,8 +187,8 @@ void Invariants::see_process(Slot &slot, const Event &event) {
         return; // how it ends follows
     }
     const bool told = state == "stopped" && stopped_as_told(status);
-    const bool killed = status == kKilled && was_on(slot, "killed", event.time);
-    if (!told && !killed && !was_on(slot, "queue-deleted", event.time)) {
+    const bool killed = status == kKilled && may_end_by(slot, "killed", event.time);
+    if (!told && !killed && !may_end_by(slot, "queue-deleted", event.time)) {
         broken(Invariant::kProcesses, event.slot, event_text(event));
     }
 }

@@ -63,7 +63,7 @@ private:
     void see_log(Slot &slot, const Event &event);
     void see_action(const Event &event);
     void see_sync(const Event &event);
-    bool was_on(const Slot &slot, const std::string &fault, Time now) const;
+    bool may_end_by(const Slot &slot, const std::string &fault, Time now) const;
     void broken(Invariant invariant, std::int32_t slot, const std::string &detail);
 
     EventLog &log_;

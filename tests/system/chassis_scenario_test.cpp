@@ -407,6 +407,21 @@ TEST_F(ChassisInvariants, Process_MayEndByTheFaultsThatEndIt) {
     expect_none();
 }
 
+TEST_F(ChassisInvariants, Process_MayFeelAFaultOnceAnotherOneIsOver) {
+    board(0, "online");
+    fault(1, "stopped", true);
+    fault(2, "queue-deleted", true);
+    fault(3, "queue-deleted", false);
+    fault(40, "stopped", false);
+    process(40, "ended", 1);
+    process(41, "started", 0);
+    board(41, "online");
+    fault(60, "late", true);
+    EXPECT_TRUE(failed_.empty());
+    process(61, "ended", 1);
+    expect_only(Invariant::kProcesses);
+}
+
 TEST_F(ChassisInvariants, Process_MayNotCrashUnderAnotherFault) {
     fault(1, "bad-length", true);
     process(1, "ended", 139);
