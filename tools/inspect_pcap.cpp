@@ -99,6 +99,9 @@ std::string end_name(const capture::Address &end) {
     if (end == capture::kManager) {
         return "manager";
     }
+    if (end == capture::kNotes) {
+        return "everyone";
+    }
     if (end == capture::kBackup) {
         return "backup";
     }
@@ -106,9 +109,19 @@ std::string end_name(const capture::Address &end) {
     return slot ? "slot " + std::to_string(*slot) : end_text(end);
 }
 
+// What the recorder says of the chassis.
+std::optional<std::string> note_of(const capture::Packet &packet) {
+    const Bytes &bytes = packet.datagram.bytes;
+    if (!packet.problem.empty() || packet.raw_frame || packet.datagram.to != capture::kNotes) {
+        return std::nullopt;
+    }
+    return std::string(bytes.begin(), bytes.end());
+}
+
 std::string name_of(const Seen &seen) {
     if (!seen.view) {
-        return "not of the chassis";
+        const auto note = note_of(seen.packet);
+        return note ? "note " + printable(note->substr(0, note->find('\n'))) : "not of the chassis";
     }
     if (seen.view->route != nullptr) {
         return seen.view->route->name;
@@ -142,12 +155,26 @@ Json json_of(const std::string &path, const Seen &seen) {
                  {"from", has_ends ? Json(end_text(from)) : Json(nullptr)},
                  {"to", has_ends ? Json(end_text(to)) : Json(nullptr)},
                  {"problem", seen.packet.problem.empty() ? Json(nullptr) : Json(seen.packet.problem)},
+                 {"note", nullptr},
                  {"request", nullptr},
                  {"message", seen.view ? message_json(*seen.view, bytes) : Json(nullptr)}};
+    if (const auto note = note_of(seen.packet)) {
+        json["note"] = *note;
+    }
     if (seen.answered) {
         json["request"] = {{"packet", seen.answered->packet}, {"after", time_text(seen.answered->after)}};
     }
     return json;
+}
+
+std::string indented(const std::string &text) {
+    std::string lines;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end = std::min(text.find('\n', at), text.size());
+        lines += "        " + printable(text.substr(at, end - at)) + '\n';
+        at = end + 1;
+    }
+    return lines;
 }
 
 void print(const Seen &seen, Shown shown, bool fields) {
@@ -169,6 +196,8 @@ void print(const Seen &seen, Shown shown, bool fields) {
     }
     std::cout << '\n';
     if (!seen.view) {
+        const auto note = fields ? note_of(seen.packet) : std::nullopt;
+        std::cout << (note ? indented(*note) : "");
         return;
     }
     for (const Fault &fault : seen.view->faults) {

@@ -185,6 +185,7 @@ Json pcap_result() {
                    {"from", or_null(text())},
                    {"to", or_null(text())},
                    {"problem", or_null(text())},
+                   {"note", or_null(text())},
                    {"request", or_null(object({{"packet", number(kAnySize)}, {"after", text()}}))},
                    {"message", or_null(object(message_properties()))}});
 }

@@ -100,6 +100,7 @@ def shown_right(shown, part):
 
 def compare_packet(place, dissected, result):
     message = result["message"]
+    check(("note" in dissected.others) == (result["note"] is not None), f"{place}: {dissected.others}")
     if message is None:
         check(not dissected.fields, f"{place} is not of the chassis")
         return 0
