@@ -13,7 +13,7 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr Patience kRoundPatience{milliseconds(4000), milliseconds(500)};
-constexpr Patience kFiguresPatience{milliseconds(1000), {}};
+constexpr Patience kFiguresPatience{milliseconds(4000), {}};
 constexpr std::uint64_t kFiguresEvery = 5; // rounds
 
 // Readings of both kinds have the same form; only the bound differs.
