@@ -86,7 +86,8 @@ class Harness:
         folder.mkdir()
         program.prepare(folder)
         self.state.write_bytes(bytes(64))
-        environment = {**os.environ, **program.environment, "LD_PRELOAD": str(self.preload), "TMPDIR": str(folder),
+        environment = {**os.environ, **program.environment, "LD_PRELOAD": self.preload.name,
+                       "LD_LIBRARY_PATH": str(self.preload.parent), "TMPDIR": str(folder),
                        "ORVA_FAULT_KIND": kind, "ORVA_FAULT_NTH": str(nth), "ORVA_FAULT_STATE": str(self.state)}
         memory = shared_memory()
         child = subprocess.Popen(program.command, cwd=folder, env=environment, stdin=subprocess.PIPE,

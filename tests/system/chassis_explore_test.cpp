@@ -116,8 +116,9 @@ TEST_F(ChassisExplore, PlantedFault_IsFoundAndShrunkToThreeFaultsOrFewer) {
 TEST_F(ChassisExplore, Signal_EndsItAndLeavesNothing) {
     const auto result = orva_test::run_program(
         {"sh", "-c",
-         kProgram + " explore --seeds 100000 > output 2>&1 & until grep -qE '^seed|stepped clock' output; do "
-                    "sleep 0.05; done; kill -TERM $!; wait $!"},
+         "'" + kProgram +
+             "' explore --seeds 100000 > output 2>&1 & until grep -qE '^seed|stepped clock' output; do "
+             "sleep 0.05; done; kill -TERM $!; wait $!"},
         {"TMPDIR=" + temporary_}, working_);
     if (read_file(working_ + "/output").find(kNoStep) != std::string::npos) {
         GTEST_SKIP() << kNoStep;

@@ -13,7 +13,9 @@ using orva_test::read_file;
 using orva_test::ScratchFolder;
 
 const std::string kProgram = std::string(ORVA_TEST_BINARY_DIR) + "/chassis/orva-chassis";
-const std::string kFaultyQueue = std::string(ORVA_TEST_LIBRARY_DIR) + "/libfaulty_queue.so";
+// By its bare name, since a path may have a blank.
+const std::string kFaultyQueue = "LD_PRELOAD=libfaulty_queue.so";
+const std::string kFaultyQueuePath = std::string("LD_LIBRARY_PATH=") + ORVA_TEST_LIBRARY_DIR;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool kSanitized = true;
@@ -59,8 +61,9 @@ TEST_F(ChassisSoak, Messages_AreCountedAndNothingIsLeft) {
 TEST_F(ChassisSoak, Signal_EndsItAndLeavesNothing) {
     const auto result = orva_test::run_program(
         {"sh", "-c",
-         kProgram + " soak --minutes 60 --boards 3 > output 2>&1 & until grep -q 'boards over the chassis' output; "
-                    "do sleep 0.05; done; kill -TERM $!; wait $!"},
+         "'" + kProgram +
+             "' soak --minutes 60 --boards 3 > output 2>&1 & until grep -q 'boards over the chassis' output; "
+             "do sleep 0.05; done; kill -TERM $!; wait $!"},
         {"TMPDIR=" + temporary_}, scratch_.path());
     EXPECT_EQ(result.status, 128 + 15) << result.output << read_file(scratch_.file("output"));
     expect_nothing_left();
@@ -70,7 +73,7 @@ TEST_F(ChassisSoak, Message_ThatIsLostIsNoticed) {
     if (kSanitized) {
         GTEST_SKIP() << "the sanitizer's library must come first";
     }
-    const auto result = soak({"LD_PRELOAD=" + kFaultyQueue, "FAULTY_QUEUE=lost"});
+    const auto result = soak({kFaultyQueue, kFaultyQueuePath, "FAULTY_QUEUE=lost"});
     EXPECT_EQ(result.status, 1) << result.output;
     EXPECT_NE(result.output.find("   [FAILED] messages sent: "), std::string::npos) << result.output;
     EXPECT_NE(result.output.find(" messages were sent, "), std::string::npos) << result.output;
@@ -81,7 +84,7 @@ TEST_F(ChassisSoak, Message_ThatComesTwiceIsNoticed) {
     if (kSanitized) {
         GTEST_SKIP() << "the sanitizer's library must come first";
     }
-    const auto result = soak({"LD_PRELOAD=" + kFaultyQueue, "FAULTY_QUEUE=doubled"});
+    const auto result = soak({kFaultyQueue, kFaultyQueuePath, "FAULTY_QUEUE=doubled"});
     EXPECT_EQ(result.status, 1) << result.output;
     EXPECT_NE(result.output.find(" came before\n"), std::string::npos) << result.output;
     expect_nothing_left();

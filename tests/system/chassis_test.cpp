@@ -370,9 +370,9 @@ protected:
         return orva_test::run_program({kProgram, "run", scenario_}, {"TMPDIR=" + temporary}, working_);
     }
 
-    // Runs a shell line in which $RUN is the run, and gives the run's own status.
+    // Runs a shell line in which `run` is the run, and gives the run's own status.
     int status_in(const std::string &line) const {
-        const std::string command = "RUN='" + kProgram + " run " + scenario_ + "'; " + line;
+        const std::string command = "run() { '" + kProgram + "' run " + scenario_ + "; }; " + line;
         orva_test::run_program({"sh", "-c", command}, {"TMPDIR=" + working_ + "/tmp"}, working_);
         return std::stoi(read_file(working_ + "/status"));
     }
@@ -408,14 +408,14 @@ TEST_F(ShortRun, Tmpdir_ThatCannotBeUsedIsNamed) {
 }
 
 TEST_F(ShortRun, FullOutput_IsAnErrorAndLeavesNoFolder) {
-    EXPECT_EQ(status_in("$RUN > /dev/full 2> errors; echo $? > status"), 1);
+    EXPECT_EQ(status_in("run > /dev/full 2> errors; echo $? > status"), 1);
     EXPECT_NE(read_file(working_ + "/errors").find("orva-chassis: standard output cannot be written\n"),
               std::string::npos);
     EXPECT_TRUE(temporary_is_empty());
 }
 
 TEST_F(ShortRun, ClosedPipe_EndsTheRunAndLeavesNoFolder) {
-    EXPECT_EQ(status_in("{ $RUN 2> errors; echo $? > status; } | true"), 1);
+    EXPECT_EQ(status_in("{ run 2> errors; echo $? > status; } | true"), 1);
     EXPECT_NE(read_file(working_ + "/errors").find("orva-chassis: standard output cannot be written\n"),
               std::string::npos);
     EXPECT_TRUE(temporary_is_empty());
@@ -524,8 +524,8 @@ TEST_F(Chassis, KilledManager_LeavesNeitherAgentNorQueue) {
 // In a user namespace that allows no further one, the kernel refuses the boards their mounts.
 TEST_F(Chassis, SwitchOver_IsSkippedWithTheReasonWhereTheKernelRefusesTheMounts) {
     const std::string command = "echo 0 > /proc/sys/user/max_mnt_namespaces && echo 0 > "
-                                "/proc/sys/user/max_user_namespaces && exec " +
-                                kProgram + " run demo --boards 1 --seconds 0 --run-dir " + run_dir();
+                                "/proc/sys/user/max_user_namespaces && exec '" +
+                                kProgram + "' run demo --boards 1 --seconds 0 --run-dir " + run_dir();
     const auto result = orva_test::run_program({"unshare", "--user", "--map-root-user", "sh", "-c", command});
     if (result.output.find("== power-on") == std::string::npos) {
         GTEST_SKIP() << "no user namespace with limits here: " << result.output;
@@ -800,7 +800,7 @@ TEST_F(Chassis, Command_FindsTheOneChassisThatRuns) {
 TEST_F(RunningChassis, Agent_OfTheExampleJoinsAndAnswers) {
     const auto address = command({"address"});
     ASSERT_EQ(address.status, 0) << address.output;
-    const std::string line = "exec " + std::string(ORVA_TEST_BINARY_DIR) + "/tests/system/example_agent " +
+    const std::string line = "exec '" + std::string(ORVA_TEST_BINARY_DIR) + "/tests/system/example_agent' " +
                              address.output.substr(0, address.output.find('\n')) + " 7";
     const pid_t agent = fork();
     if (agent == 0) {

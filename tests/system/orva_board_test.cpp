@@ -17,7 +17,7 @@ class OrvaBoard : public testing::Test {
 protected:
     Outcome run(const std::string &arguments) const {
         Outcome result{-1, {}};
-        const std::string command = "cd " + scratch.path() + " && " + ORVA_TEST_BINARY_DIR + "/tools/orva-board ";
+        const std::string command = "cd " + scratch.path() + " && '" + ORVA_TEST_BINARY_DIR + "/tools/orva-board' ";
         FILE *stream = popen((command + arguments + " 2>&1").c_str(), "r");
         char part[4096];
         for (std::size_t count = 0; (count = fread(part, 1, sizeof part, stream)) > 0;) {

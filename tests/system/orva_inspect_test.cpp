@@ -41,6 +41,7 @@ using orva_test::ScratchFolder;
 using orva_test::write_file;
 
 const std::string kProgram = std::string(ORVA_TEST_BINARY_DIR) + "/tools/orva-inspect";
+const std::string kInShell = "'" + kProgram + "' ";
 
 class Inspect : public testing::Test {
 protected:
@@ -202,7 +203,7 @@ TEST_F(Inspect, Input_EndlessFilesAreRefused) {
 TEST_F(Inspect, Output_ThatCannotBeWrittenEndsWith3) {
     for (const char *arguments : {"code 0xD6005D", "code --list --json", "--help", "--version", "schema"}) {
         SCOPED_TRACE(arguments);
-        expect_result(orva_test::run_program({"/bin/sh", "-c", kProgram + " " + arguments + " > /dev/full"}), 3,
+        expect_result(orva_test::run_program({"/bin/sh", "-c", kInShell + arguments + " > /dev/full"}), 3,
                       "orva-inspect: the output cannot be written\n");
     }
 }
@@ -551,13 +552,13 @@ TEST_F(Inspect, Encode_TakesWhatMessageAndTlvWrite) {
     write_file(input(), frame);
     const std::string both =
         orva_test::run_program(
-            {"/bin/sh", "-c", kProgram + " message --json " + input() + " | " + kProgram + " encode --binary"})
+            {"/bin/sh", "-c", kInShell + "message --json " + input() + " | " + kInShell + "encode --binary"})
             .output;
     EXPECT_EQ(both, frame.substr(16));
     write_file(input(), board_block());
     const std::string block = orva_test::run_program({"/bin/sh", "-c",
-                                                      kProgram + " tlv --record board --json " + input() + " | " +
-                                                          kProgram + " encode --binary"})
+                                                      kInShell + "tlv --record board --json " + input() + " | " +
+                                                          kInShell + "encode --binary"})
                                   .output;
     EXPECT_EQ(block, board_block());
 }
@@ -697,7 +698,7 @@ TEST_F(Inspect, Colour_IsForTerminalsAndOnDemand) {
     // A terminal of script's own.
     const auto terminal = [&](const std::string &environment) {
         return orva_test::run_program({"/usr/bin/script", "-qec",
-                                       environment + kProgram + " message --binary --family TempInfo " + input(),
+                                       environment + kInShell + "message --binary --family TempInfo " + input(),
                                        "/dev/null"})
             .output;
     };
@@ -790,7 +791,7 @@ TEST_F(Inspect, Tlv_ReadsTheStandardInput) {
     write_file(input(), board_block());
     for (const char *file : {"", " -"}) {
         expect_result(
-            orva_test::run_program({"/bin/sh", "-c", kProgram + " tlv --record board" + file + " < " + input()}), 0,
+            orva_test::run_program({"/bin/sh", "-c", kInShell + "tlv --record board" + file + " < " + input()}), 0,
             kBoardText);
     }
 }

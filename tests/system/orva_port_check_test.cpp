@@ -40,10 +40,10 @@ std::vector<std::string> lines_in(const std::string &text) {
 }
 
 std::string library(const std::string &path) {
-    return std::string(ORVA_TEST_LIBRARY_DIR) + "/" + path + " ";
+    return std::string("'") + ORVA_TEST_LIBRARY_DIR + "/" + path + "' ";
 }
 
-const std::string kCheck = std::string(ORVA_TEST_BINARY_DIR) + "/tools/orva-port-check ";
+const std::string kCheck = std::string("'") + ORVA_TEST_BINARY_DIR + "/tools/orva-port-check' ";
 
 std::string host_libraries() {
     return library("libsafeio.so") + library("libmiro.so") + library("libtova.so") + library("libdrv_basic.so");

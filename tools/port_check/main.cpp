@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <fcntl.h>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -191,6 +192,19 @@ void print_json(const std::vector<Result> &results, std::size_t broken) {
     std::printf("%s\n", document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
 }
 
+// How the dynamic linker is told a library: it splits its list at blanks and colons, so a path with one of them is
+// named by a descriptor, which stays open in the program that is started.
+std::string preload_name(const std::string &path) {
+    if (path.find_first_of(" :\t\n") == std::string::npos) {
+        return path;
+    }
+    const int fd = open(path.c_str(), O_RDONLY);
+    if (fd < 0) {
+        throw std::runtime_error(path + ": " + std::strerror(errno));
+    }
+    return "/proc/self/fd/" + std::to_string(fd);
+}
+
 // Starts this program again with the libraries before all others.
 [[noreturn]] void start_with(const std::vector<std::string> &libraries, char **argv) {
     std::string list;
@@ -200,7 +214,7 @@ void print_json(const std::vector<Result> &results, std::size_t broken) {
         if (has_path && whole == nullptr) {
             throw std::runtime_error(library + ": " + std::strerror(errno));
         }
-        list.append(list.empty() ? "" : ":").append(whole != nullptr ? whole : library.c_str());
+        list.append(list.empty() ? "" : ":").append(preload_name(whole != nullptr ? whole : library));
         std::free(whole);
     }
     setenv("LD_PRELOAD", list.c_str(), 1);

@@ -33,6 +33,15 @@ bool set_variable(const char *name, const std::string &value) {
     return setenv(name, value.c_str(), 1) == 0; // before threads
 }
 
+// Puts an element in front of a list of paths, unless the list has it.
+bool put_first(const char *name, const std::string &element) {
+    const char *before = std::getenv(name);
+    if (before == nullptr || *before == '\0') {
+        return set_variable(name, element);
+    }
+    return std::strstr(before, element.c_str()) != nullptr || set_variable(name, element + ":" + before);
+}
+
 // The library's own file, for the processes that this one starts.
 bool preload_for_children() {
     Dl_info about{};
@@ -41,14 +50,10 @@ bool preload_for_children() {
         realpath(about.dli_fname, path) == nullptr) {
         return false;
     }
-    const char *before = std::getenv("LD_PRELOAD");
-    std::string list = path;
-    if (before != nullptr && *before != '\0' && std::strstr(before, path) == nullptr) {
-        list.append(":").append(before);
-    } else if (before != nullptr && std::strstr(before, path) != nullptr) {
-        list = before;
-    }
-    return set_variable("LD_PRELOAD", list);
+    // The list is split at blanks: a path with one is given as a bare name and a folder to search.
+    const char *name = std::strchr(path, ' ') == nullptr ? path : std::strrchr(path, '/') + 1;
+    const std::string folder(path, static_cast<std::size_t>(name - path));
+    return put_first("LD_PRELOAD", name) && (folder.empty() || put_first("LD_LIBRARY_PATH", folder));
 }
 
 // Whether this program's own calls come here: then its time is the stepped one.
