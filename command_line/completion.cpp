@@ -166,7 +166,7 @@ void write_names(std::ostream &out, const char *array,
                  const std::vector<std::pair<std::string, std::string>> &names) {
     out << "        " << array << "=(";
     for (const auto &[name, help] : names) {
-        out << "\n            " << in_quotes(name + ':' + help);
+        out << "\n            " << in_quotes(std::string(name).append(":").append(help));
     }
     out << ")\n";
 }
@@ -305,7 +305,7 @@ compdef NAME PROGRAM
 std::string completion(const CLI::App &app, const std::string &shell, const std::vector<Hint> &hints) {
     Collector collector(hints);
     collector.add(app, "", {});
-    const std::string program = app.get_name();
+    const std::string &program = app.get_name();
     std::string function = "_" + program;
     std::ranges::replace(function, '-', '_');
     std::ostringstream out;
