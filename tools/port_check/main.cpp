@@ -280,9 +280,7 @@ int check(const Options &options) {
     return broken == 0 ? kHolds : kBroken;
 }
 
-} // namespace
-
-int main(int argc, char **argv) {
+int checked(int argc, char **argv) {
     CLI::App app{"Checks what the library relies on against a platform's libraries.", "orva-port-check"};
     Options options;
     app.set_version_flag("--version", ORVA_PORT_CHECK_VERSION);
@@ -303,15 +301,21 @@ int main(int argc, char **argv) {
         app.exit(error);
         return finish(asked ? kHolds : kUsage);
     }
+    setenv("ORVA_HOST_LOG_CONSOLE", "0", 0); // the host platform's sinks would fill the screen
+    if (!options.preload.empty() && std::getenv("ORVA_PORT_CHECK_PRELOADED") == nullptr) {
+        start_with(options.preload, argv);
+    }
+    if (options.preload.empty()) {
+        open_host_platform();
+    }
+    return finish(check(options));
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
     try {
-        setenv("ORVA_HOST_LOG_CONSOLE", "0", 0); // the host platform's sinks would fill the screen
-        if (!options.preload.empty() && std::getenv("ORVA_PORT_CHECK_PRELOADED") == nullptr) {
-            start_with(options.preload, argv);
-        }
-        if (options.preload.empty()) {
-            open_host_platform();
-        }
-        return finish(check(options));
+        return checked(argc, argv);
     } catch (const std::exception &error) {
         std::fprintf(stderr, "orva-port-check: %s\n", error.what());
         return kOutput;
