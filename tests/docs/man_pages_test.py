@@ -38,6 +38,9 @@ def main():
                      if name and not name.startswith("g_") and f".It Fn {name}\n" not in text]
         problems += [f"{command} has no page" for program in args.programs for command in sub_commands(program)
                      if command not in {page.stem for page in pages}]
+        packaged = "".join(path.read_text() for path in (root / "debian").glob("*.install"))
+        problems += [f"{page.name} is in no package" for page in pages
+                     if page.suffix == ".7" and f"man7/{page.name}\n" not in packaged]
         if shutil.which("mandoc") is None:
             print("skipped: the check by mandoc, which is not installed")
         else:
