@@ -293,11 +293,7 @@ TEST_F(HostMiroTree, Readers_FindWhatStaysWhileOthersInsertAndDelete) {
             moving.push_back(make(key));
         }
     }
-#ifdef __SANITIZE_THREAD__
-    constexpr int kLookups = 3000; // each step is far slower there
-#else
-    constexpr int kLookups = 15000;
-#endif
+    constexpr int kLookups = 3000;
     std::atomic<int> reading{2};
     std::atomic<int> missed{0};
     std::vector<std::thread> threads;
