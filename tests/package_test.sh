@@ -64,9 +64,12 @@ files >"$root/stage/before"
 
 say "installing $(names | tr '\n' ' ')"
 inside sh -c 'dpkg -i /stage/*.deb >/stage/log 2>&1' || {
-    # A package has a new dependency.
+    # A package has a new dependency, which stays too.
     inside apt-get update -q
     inside apt-get install -y -q --no-install-recommends -f
+    remove
+    files >"$root/stage/before"
+    inside sh -c 'dpkg -i /stage/*.deb >/stage/log 2>&1'
 }
 
 say 'building with pkg-config'
