@@ -2,13 +2,13 @@
 
 #include "board/sensor_file.h"
 #include "scenario/reader.h"
+#include "toml_text.h"
 
 #include <algorithm>
 #include <array>
 #include <csignal>
 #include <limits>
 #include <stdexcept>
-#include <toml++/toml.h>
 
 namespace chassis {
 
@@ -103,7 +103,7 @@ EventNote read_event(const toml::table &table) {
 // The note is a scenario of one board, so it is checked as one.
 BoardPlan read_board(std::string_view text, const std::string &place) {
     const Scenario scenario = read_scenario(text, place);
-    const toml::table table = toml::parse(text);
+    const toml::table table = parse_toml(text);
     const auto slot = table["board"][0]["slot"].value<std::int64_t>().value_or(0);
     const auto found = std::ranges::find(scenario.boards, static_cast<std::uint32_t>(slot), &BoardPlan::slot);
     if (found == scenario.boards.end()) {
@@ -146,10 +146,10 @@ Note read_note(std::string_view text, const std::string &place) {
     }
     try {
         if (text.starts_with(kRunTitle)) {
-            return read_run(toml::parse(text));
+            return read_run(parse_toml(text));
         }
         if (text.starts_with(kEventTitle)) {
-            return read_event(toml::parse(text));
+            return read_event(parse_toml(text));
         }
         throw std::runtime_error("a note of unknown kind");
     } catch (const std::runtime_error &error) { // of the parser too

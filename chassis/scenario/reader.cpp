@@ -4,6 +4,7 @@
 #include "board/sensor_toml.h"
 #include "scenario/checker.h"
 #include "text.h"
+#include "toml_text.h"
 
 #include <algorithm>
 #include <array>
@@ -205,7 +206,7 @@ std::string text_named(const std::string &name) {
 
 Scenario read_scenario(std::string_view text, const std::string &file) {
     try {
-        const toml::table table = toml::parse(text, file);
+        const toml::table table = parse_toml(text, file);
         const auto mistakes = check_scenario(table);
         std::vector<std::string> lines;
         for (const Mistake &mistake : mistakes) {

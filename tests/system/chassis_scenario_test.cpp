@@ -37,6 +37,12 @@ TEST(ChassisScenario, Reader_NamesEachMistakeWithItsPlaceAndWhatWasExpected) {
     const std::string step = kHead + "[[step]]\ntitle = \"s\"\n";
     const std::array cases = {
         Wrong{"not TOML", "name = \n", "file.toml:1:8: "},
+        Wrong{"a letter outside ASCII in a key", kHead + "# größer\nboards = 2 # \"ä\"\nhöhe = 1\n",
+              "file.toml:5:2: a character outside ASCII must be in quotes or in a comment"},
+        Wrong{"the same after quotes", "name = 'é\"' # é\ntext = \"\"\"ä\"\n\\\"ü\"\"\"\"\nx = é\n",
+              "file.toml:4:5: a character outside ASCII must be in quotes or in a comment"},
+        Wrong{"a header without a name", kHead + "x = [\n[\n1]]\n [[ =]]\n",
+              "file.toml:6:5: expected the name of a table"},
         Wrong{"an unknown key", kHead + "bords = 3\n",
               "file.toml:3:1: bords: there is no such key; did you mean \"boards\"?"},
         Wrong{"a missing key", "text = \"t\"\n", "name: is missing; expected name of the scenario"},

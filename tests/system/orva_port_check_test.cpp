@@ -43,7 +43,17 @@ std::string library(const std::string &path) {
     return std::string("'") + ORVA_TEST_LIBRARY_DIR + "/" + path + "' ";
 }
 
-const std::string kCheck = std::string("'") + ORVA_TEST_BINARY_DIR + "/tools/orva-port-check' ";
+bool is_sanitized() {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    return true;
+#else
+    return false;
+#endif
+}
+
+// A sanitizer opens libraries itself, so the program's own run path does not count.
+const std::string kCheck = (is_sanitized() ? std::string("LD_LIBRARY_PATH='") + ORVA_TEST_LIBRARY_DIR + "' '" : "'") +
+                           ORVA_TEST_BINARY_DIR + "/tools/orva-port-check' ";
 
 std::string host_libraries() {
     return library("libsafeio.so") + library("libmiro.so") + library("libtova.so") + library("libdrv_basic.so");
@@ -67,14 +77,6 @@ std::vector<std::string> all_names() {
         names.push_back(line.substr(0, line.find(' ')));
     }
     return names;
-}
-
-bool is_sanitized() {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    return true;
-#else
-    return false;
-#endif
 }
 
 TEST(OrvaPortCheck, HoldsOnTheHostPlatform) {
