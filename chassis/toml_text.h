@@ -1,5 +1,6 @@
 // TOML from outside, made safe for its reader.
-#pragma once
+#ifndef CHASSIS_TOML_TEXT_H
+#define CHASSIS_TOML_TEXT_H
 
 #include <string>
 #include <string_view>
@@ -8,8 +9,9 @@
 
 namespace chassis {
 
-// Throws toml::parse_error. The reader's behaviour is undefined for some characters outside ASCII where a key or a
-// value is expected, so this refuses those that are in neither a string nor a comment.
+// Throws toml::parse_error, also for what the reader must not see.
 toml::table parse_toml(std::string_view text, const std::string &file = {});
 
 } // namespace chassis
+
+#endif

@@ -5,14 +5,11 @@
 #include "explore/shrink.h"
 #include "manager/loop.h"
 #include "manager/processes.h"
-#include "run_folder.h"
-#include "runtime.h"
+#include "manager/watch_runs.h"
 #include "text.h"
 
 #include <array>
 #include <csignal>
-#include <cstring>
-#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -173,19 +170,9 @@ private:
 } // namespace
 
 int run_explore(const ExploreOptions &options) {
-    std::signal(SIGPIPE, SIG_IGN);
-    try {
-        const Descriptor signals = take_signals({SIGINT, SIGTERM, SIGHUP, SIGCHLD});
-        const RunFolder folder("");
-        Explorer explorer(options, folder.path(), signals);
-        return explorer.run() ? 0 : 1;
-    } catch (const Interrupted &reason) {
-        std::cerr << "orva-chassis: stopped by " << strsignal(reason.signal) << std::endl;
-        return kSignalStatus + reason.signal;
-    } catch (const std::exception &error) {
-        std::cerr << "orva-chassis: " << error.what() << '\n';
-        return kUsageStatus;
-    }
+    return watch_runs([&](const std::filesystem::path &folder, const Descriptor &signals) {
+        return Explorer(options, folder, signals).run();
+    });
 }
 
 } // namespace chassis

@@ -3,20 +3,15 @@
 #include "explore/plan.h"
 #include "manager/loop.h"
 #include "manager/processes.h"
-#include "run_folder.h"
-#include "runtime.h"
+#include "manager/watch_runs.h"
 #include "soak/queue_soak.h"
 
 #include <cmath>
-#include <csignal>
-#include <cstring>
-#include <exception>
 #include <fstream>
 #include <iostream>
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
-#include <sys/stat.h>
 
 namespace chassis {
 
@@ -153,20 +148,9 @@ private:
 } // namespace
 
 int run_soak(const SoakOptions &options) {
-    umask(077);
-    std::signal(SIGPIPE, SIG_IGN);
-    try {
-        const Descriptor signals = take_signals({SIGINT, SIGTERM, SIGHUP, SIGCHLD});
-        const RunFolder folder("");
-        Soaker soaker(options, folder.path(), signals);
-        return soaker.run() ? 0 : 1;
-    } catch (const Interrupted &reason) {
-        std::cerr << "orva-chassis: stopped by " << strsignal(reason.signal) << std::endl;
-        return kSignalStatus + reason.signal;
-    } catch (const std::exception &error) {
-        std::cerr << "orva-chassis: " << error.what() << '\n';
-        return kUsageStatus;
-    }
+    return watch_runs([&](const std::filesystem::path &folder, const Descriptor &signals) {
+        return Soaker(options, folder, signals).run();
+    });
 }
 
 } // namespace chassis

@@ -3,9 +3,7 @@
 // packets, each after its length.
 #include <array>
 #include <stdexcept>
-#include <sys/mman.h>
 #include <system_error>
-#include <unistd.h>
 #include <vector>
 
 #include "capture_reader.h"
@@ -19,25 +17,6 @@ namespace {
 // Of tcpdump.org: raw, IPv4, Ethernet, both cooked ones, USER0.
 constexpr std::array<std::uint32_t, 6> kLinkTypes = {101, 228, 1, 113, 276, 147};
 constexpr std::uint32_t kNanoseconds = 0xA1B23C4D;
-
-// A file of the bytes that exists as long as the process has its descriptor.
-class MemoryFile {
-public:
-    explicit MemoryFile(const std::string &bytes) : fd_(memfd_create("capture", 0)) {
-        REQUIRE(fd_ >= 0 && write(fd_, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()));
-    }
-    ~MemoryFile() {
-        close(fd_);
-    }
-    MemoryFile(const MemoryFile &) = delete;
-    MemoryFile &operator=(const MemoryFile &) = delete;
-    std::string path() const {
-        return "/proc/self/fd/" + std::to_string(fd_);
-    }
-
-private:
-    int fd_;
-};
 
 void append(std::string &file, std::initializer_list<std::uint32_t> words) {
     for (const std::uint32_t word : words) {
@@ -78,7 +57,7 @@ std::vector<capture::Packet> packets_of(const std::string &path, std::size_t byt
 
 // Whole datagrams, written and read again, are the same.
 void check_again(const std::vector<capture::Packet> &packets) {
-    const MemoryFile file("");
+    const fuzz::MemoryFile file("");
     std::vector<const capture::Datagram *> whole;
     capture::Writer writer(file.path());
     for (const capture::Packet &packet : packets) {
@@ -117,7 +96,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const std::uint8_t choice = front.byte();
     const std::string rest = front.rest();
     const std::string bytes = choice == 0 ? rest : file_of(kLinkTypes[choice % kLinkTypes.size()], rest);
-    const MemoryFile file(bytes);
+    const fuzz::MemoryFile file(bytes);
     const auto packets = packets_of(file.path(), bytes.size());
     check_again(packets);
     check_compare(packets);

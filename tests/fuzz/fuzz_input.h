@@ -9,6 +9,8 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <sys/mman.h>
+#include <unistd.h>
 #include <vector>
 
 namespace fuzz {
@@ -19,6 +21,8 @@ inline void require_line(bool holds, const char *what, int line) {
         std::abort();
     }
 }
+
+#define REQUIRE(condition) fuzz::require_line((condition), #condition, __LINE__)
 
 // The front of an input; past its end numbers are 0 and texts empty.
 class Front {
@@ -77,8 +81,25 @@ inline std::unique_ptr<std::uint8_t[]> exact_bytes(const std::string &bytes) {
     return copy;
 }
 
-} // namespace fuzz
+// A file of the bytes that exists as long as the process has its descriptor.
+class MemoryFile {
+public:
+    explicit MemoryFile(const std::string &bytes) : fd_(memfd_create("input", 0)) {
+        REQUIRE(fd_ >= 0 && write(fd_, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()));
+    }
+    ~MemoryFile() {
+        close(fd_);
+    }
+    MemoryFile(const MemoryFile &) = delete;
+    MemoryFile &operator=(const MemoryFile &) = delete;
+    std::string path() const {
+        return "/proc/self/fd/" + std::to_string(fd_);
+    }
 
-#define REQUIRE(condition) fuzz::require_line((condition), #condition, __LINE__)
+private:
+    int fd_;
+};
+
+} // namespace fuzz
 
 #endif

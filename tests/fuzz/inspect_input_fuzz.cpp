@@ -4,8 +4,6 @@
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <sstream>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include "commands.h"
 #include "fuzz_input.h"
@@ -32,25 +30,6 @@ private:
     std::ostringstream text_;
     std::ostream &stream_;
     std::streambuf *before_;
-};
-
-// A file of the bytes that exists as long as the process has its descriptor.
-class MemoryFile {
-public:
-    explicit MemoryFile(const std::string &bytes) : fd_(memfd_create("input", 0)) {
-        REQUIRE(fd_ >= 0 && write(fd_, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()));
-    }
-    ~MemoryFile() {
-        close(fd_);
-    }
-    MemoryFile(const MemoryFile &) = delete;
-    MemoryFile &operator=(const MemoryFile &) = delete;
-    std::string path() const {
-        return "/proc/self/fd/" + std::to_string(fd_);
-    }
-
-private:
-    int fd_;
 };
 
 void check_hex(const std::string &bytes) {
@@ -113,7 +92,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const std::string bytes = front.rest();
     check_packets(bytes);
     check_hex(bytes);
-    const MemoryFile file(bytes);
+    const fuzz::MemoryFile file(bytes);
     const Captured output(std::cout), messages(std::cerr);
     const int status = run(choice, record, file.path());
     REQUIRE(status == inspect::kDone || status == inspect::kRejected);

@@ -395,6 +395,7 @@ TEST_F(HostDrvBasic, SyntaxErrors_AreReportedWithFileLineAndKey) {
         {"key twice", "[board]\nslot = 1\nslot = 2\n", "b.toml:3: slot: "},
         {"a word for a value", "\n[board]\n  slot = yes\n", "b.toml:3: slot: "},
         {"a header of no key", "[board]\nslot = 1\n[%]\n", "b.toml:3: "},
+        {"a header of a sign", "[board]\nslot = 1\n[!]\n", "b.toml:3: expected the name of a table"},
         {"arrays closed early", "a = [[}]\n", "b.toml:1: a: "},
         {"nested too deeply", "a = " + std::string(100000, '[') + "\n", "b.toml:1: a: "},
         {"a key of too many parts", many("[board]\nb", ".a", 500000) + " = 1",

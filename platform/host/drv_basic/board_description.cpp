@@ -2,11 +2,14 @@
 // line and key.
 #include "board_description.h"
 
+#include "toml_places.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
 #include <span>
+#include <string>
 #include <system_error>
 #include <unistd.h>
 
@@ -310,66 +313,29 @@ std::string_view key_on_line(std::string_view text, std::size_t line) {
     return equals == std::string_view::npos ? std::string_view{} : trimmed(text.substr(0, equals));
 }
 
-// The kind of place that a scan is in. A number sign begins a comment in a plain place only.
-enum class Place { kPlain, kComment, kText, kLiteral, kLongText, kLongLiteral };
-
-Place after_quote(std::string_view rest, char quote) {
-    const bool is_long = rest.size() >= 3 && rest[1] == quote && rest[2] == quote;
-    if (quote == '"') {
-        return is_long ? Place::kLongText : Place::kText;
-    }
-    return is_long ? Place::kLongLiteral : Place::kLiteral;
-}
-
-// How many characters end the place that `rest` is in; 0: none do.
-std::size_t end_length(Place place, std::string_view rest) {
-    switch (place) {
-    case Place::kComment:
-        return rest[0] == '\n' ? 1 : 0;
-    case Place::kText:
-        return rest[0] == '"' || rest[0] == '\n' ? 1 : 0;
-    case Place::kLiteral:
-        return rest[0] == '\'' || rest[0] == '\n' ? 1 : 0;
-    case Place::kLongText:
-        return rest.starts_with("\"\"\"") ? 3 : 0;
-    case Place::kLongLiteral:
-        return rest.starts_with("'''") ? 3 : 0;
-    default:
-        return 0;
-    }
-}
-
 // The text without a byte-order mark, and with a question mark for each byte outside ASCII in a comment.
 std::string with_plain_comments(std::string_view text) {
-    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-    if (text.starts_with(kByteOrderMark)) {
-        text.remove_prefix(kByteOrderMark.size());
+    if (text.starts_with(host::kByteOrderMark)) {
+        text.remove_prefix(host::kByteOrderMark.size());
     }
     std::string plain(text);
-    Place place = Place::kPlain;
-    for (std::size_t at = 0; at < plain.size(); ++at) {
-        const std::string_view rest = std::string_view(plain).substr(at);
-        if (place == Place::kPlain) {
-            const char c = rest[0];
-            place = c == '#' ? Place::kComment : c == '"' || c == '\'' ? after_quote(rest, c) : Place::kPlain;
-            at += place == Place::kLongText || place == Place::kLongLiteral ? 2 : 0;
-        } else if (const std::size_t length = end_length(place, rest); length != 0) {
-            place = Place::kPlain;
-            at += length - 1;
-        } else if (place == Place::kComment) {
-            plain[at] = static_cast<unsigned char>(plain[at]) >= 0x80 ? '?' : plain[at];
-        } else if (rest[0] == '\\' && (place == Place::kText || place == Place::kLongText)) {
-            ++at;
+    for (std::size_t at = 0; at < plain.size();) {
+        const char c = plain[at];
+        if (c == '#') {
+            const std::size_t end = std::min(plain.find('\n', at), plain.size());
+            std::replace_if(plain.begin() + static_cast<std::ptrdiff_t>(at),
+                            plain.begin() + static_cast<std::ptrdiff_t>(end), host::is_outside_ascii, '?');
+            at = end;
+        } else {
+            at = c == '"' || c == '\'' ? host::toml_string_end(plain, at) : at + 1;
         }
     }
     return plain;
 }
 
-// The reader's behaviour is undefined for some characters outside ASCII where a key is expected, so none reaches it;
-// texts hold them as escapes.
+// Stricter than the reader needs: texts hold such characters as escapes.
 bool only_ascii(Reading &reading, std::string_view text) {
-    const auto found =
-        std::find_if(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
+    const auto found = std::find_if(text.begin(), text.end(), host::is_outside_ascii);
     if (found == text.end()) {
         return true;
     }
@@ -396,6 +362,17 @@ bool only_short_keys(Reading &reading, std::string_view text) {
     return true;
 }
 
+bool only_named_tables(Reading &reading, std::string_view text) {
+    const auto stray = host::find_toml_stray(text);
+    if (!stray) {
+        return true;
+    }
+    toml::source_region where;
+    where.begin.line = static_cast<toml::source_index>(
+        1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(stray->at), '\n'));
+    return reading.fault(where, "", "", stray->why);
+}
+
 } // namespace
 
 std::optional<BoardDescription> parse_board(std::string_view given, const std::string &name,
@@ -403,7 +380,7 @@ std::optional<BoardDescription> parse_board(std::string_view given, const std::s
     faults.clear();
     Reading reading{name, faults, {}};
     const std::string text = with_plain_comments(given);
-    if (!only_ascii(reading, text) || !only_short_keys(reading, text)) {
+    if (!only_ascii(reading, text) || !only_short_keys(reading, text) || !only_named_tables(reading, text)) {
         return std::nullopt;
     }
     try {
