@@ -48,6 +48,9 @@ struct ProgramResult {
 ProgramResult run_program(const std::vector<std::string> &arguments, const std::vector<std::string> &environment = {},
                           const std::string &folder = "");
 
+// What a chassis says where a sanitizer comes before the stepped clock.
+constexpr const char *kLacksVirtualTime = "this build cannot follow the stepped clock";
+
 // Opens libraries by their bare names in a second run of the calling test case, whose search path is `folder`. Each
 // must be found.
 void expect_found_by_bare_names(const std::vector<std::string> &names, const std::string &folder);

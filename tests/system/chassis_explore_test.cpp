@@ -15,7 +15,6 @@ using orva_test::ScratchFolder;
 
 const std::string kProgram = std::string(ORVA_TEST_BINARY_DIR) + "/chassis/orva-chassis";
 const std::string kPrograms = std::string(ORVA_TEST_BINARY_DIR) + "/tests/system/";
-constexpr const char *kNoStep = "this build cannot follow the stepped clock";
 
 bool is_long_form() {
     return std::getenv("ORVA_TEST_LONG") != nullptr;
@@ -47,7 +46,7 @@ protected:
 };
 
 #define SKIP_WITHOUT_VIRTUAL_TIME(result)                                                                            \
-    if ((result).output.find(kNoStep) != std::string::npos) {                                                        \
+    if ((result).output.find(orva_test::kLacksVirtualTime) != std::string::npos) {                                   \
         GTEST_SKIP() << (result).output;                                                                             \
     }
 
@@ -120,8 +119,8 @@ TEST_F(ChassisExplore, Signal_EndsItAndLeavesNothing) {
              "' explore --seeds 100000 > output 2>&1 & until grep -qE '^seed|stepped clock' output; do "
              "sleep 0.05; done; kill -TERM $!; wait $!"},
         {"TMPDIR=" + temporary_}, working_);
-    if (read_file(working_ + "/output").find(kNoStep) != std::string::npos) {
-        GTEST_SKIP() << kNoStep;
+    if (read_file(working_ + "/output").find(orva_test::kLacksVirtualTime) != std::string::npos) {
+        GTEST_SKIP() << orva_test::kLacksVirtualTime;
     }
     EXPECT_EQ(result.status, 128 + 15) << result.output;
     EXPECT_TRUE(files_in(temporary_).empty());

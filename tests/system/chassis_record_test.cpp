@@ -28,7 +28,7 @@ using orva_test::run_program;
 const std::string kProgram = std::string(ORVA_TEST_BINARY_DIR) + "/chassis/orva-chassis";
 
 bool lacks_virtual_time(const orva_test::ProgramResult &result) {
-    return result.output.find("this build cannot follow the stepped clock") != std::string::npos;
+    return result.output.find(orva_test::kLacksVirtualTime) != std::string::npos;
 }
 
 std::vector<capture::Packet> packets_of(const std::string &file) {
@@ -232,7 +232,7 @@ protected:
 #define RECORD_OR_SKIP(scenario)                                                                                     \
     do {                                                                                                             \
         if (!is_recorded(scenario)) {                                                                                \
-            GTEST_SKIP() << "this build cannot follow the stepped clock";                                            \
+            GTEST_SKIP() << orva_test::kLacksVirtualTime;                                                            \
         }                                                                                                            \
     } while (false)
 
