@@ -1,7 +1,8 @@
 // Replays a corpus through a fuzz target without libFuzzer: every file, every truncation of small ones, and a fixed
-// sequence of mutations of each.
+// sequence of mutations of each. With ORVA_TEST_SHORT, for an emulator, every file and little of the rest.
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -15,7 +16,10 @@ namespace {
 using Input = std::vector<uint8_t>;
 
 constexpr std::size_t kTruncatedBelow = 600;
-constexpr unsigned kMutations = 300;
+
+const bool kIsShort = std::getenv("ORVA_TEST_SHORT") != nullptr;
+const std::size_t kTruncatedBy = kIsShort ? 64 : 1;
+const unsigned kMutations = kIsShort ? 10 : 300;
 
 void run(const Input &input) {
     LLVMFuzzerTestOneInput(input.data(), input.size());
@@ -24,7 +28,7 @@ void run(const Input &input) {
 unsigned replay(const Input &input, std::mt19937 &random) {
     run(input);
     unsigned runs = 1;
-    for (std::size_t size = 0; size < input.size() && input.size() < kTruncatedBelow; ++size, ++runs) {
+    for (std::size_t size = 0; size < input.size() && input.size() < kTruncatedBelow; size += kTruncatedBy, ++runs) {
         run(Input(input.begin(), input.begin() + static_cast<std::ptrdiff_t>(size)));
     }
     for (unsigned i = 0; i < kMutations && !input.empty(); ++i, ++runs) {

@@ -1,4 +1,5 @@
 // The chassis as a user runs it: whole runs, what they leave behind, and how they end early.
+#include "builtin_scenarios.h"
 #include "system_support.h"
 
 #include <arpa/inet.h>
@@ -11,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <sched.h>
 #include <sstream>
 #include <string>
@@ -549,16 +551,8 @@ TEST_P(BuiltinScenario, Run_MeetsItsExpectations) {
     expect_nothing_left(4);
 }
 
-INSTANTIATE_TEST_SUITE_P(Chassis, BuiltinScenario,
-                         ::testing::Values("example", "backup", "bad-packets", "exhausted", "flood", "killed",
-                                           "links", "lost-board", "overrides", "pulled", "sensors", "stopped"),
-                         [](const auto &scenario) {
-                             std::string name = scenario.param;
-                             for (char &character : name) {
-                                 character = character == '-' ? '_' : character;
-                             }
-                             return name;
-                         });
+INSTANTIATE_TEST_SUITE_P(Chassis, BuiltinScenario, ::testing::ValuesIn(orva_test::kBuiltinScenarios),
+                         orva_test::scenario_case);
 
 std::uint16_t free_udp_port() {
     const int fd = socket(AF_INET, SOCK_DGRAM, 0);
@@ -620,7 +614,10 @@ TEST_F(Chassis, Scenarios_ListsEachWithItsNameFirst) {
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(lines_that_begin(result.output, "demo "), 1U) << result.output;
     EXPECT_EQ(result.output.rfind("demo ", 0), 0U) << result.output;
-    EXPECT_EQ(lines_that_begin(result.output, "lost-board "), 1U) << result.output;
+    for (const std::string name : orva_test::kBuiltinScenarios) {
+        EXPECT_EQ(lines_that_begin(result.output, name + " "), 1U) << result.output;
+    }
+    EXPECT_EQ(count_of(result.output, "\n"), 1 + std::size(orva_test::kBuiltinScenarios)) << result.output;
 }
 
 TEST_F(Chassis, Example_IsAScenarioThatCheckTakes) {
