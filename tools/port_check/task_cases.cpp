@@ -18,8 +18,8 @@ namespace port_check {
 
 namespace {
 
-constexpr std::uint32_t kPriority = 255; // as the library asks
-constexpr std::uint32_t kStackBytes = 64 * 1024;
+constexpr std::uint32_t kPriority = 255;          // as the library asks
+constexpr std::uint32_t kStackBytes = 256 * 1024; // more than a processor's least
 
 // True once the condition holds; waits for it, not for a length of time.
 template <typename Condition>

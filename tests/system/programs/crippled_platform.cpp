@@ -92,7 +92,7 @@ CRIPPLED uint32_t MIRO_TaskCreate(const char *name, uint32_t *taskId, MIRO_TASK_
     if (breaks("task-stack")) {
         pthread_attr_t attributes;
         pthread_attr_init(&attributes);
-        pthread_attr_setstacksize(&attributes, 16384);
+        pthread_attr_setstacksize(&attributes, static_cast<size_t>(sysconf(_SC_THREAD_STACK_MIN)));
         struct Start {
             MIRO_TASK_ENTRY entry;
             void *argument;
