@@ -1,10 +1,14 @@
 #include "orva_diag.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <cstddef>
 #include <cstring>
+#include <functional>
 #include <semaphore.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <utility>
@@ -538,6 +542,214 @@ TEST_F(Diag, NeedRestrain_LetsNewKeysThroughWhileALookupIsStoppedAndDecidesKnown
     expect_failures(1, 167);
     EXPECT_EQ(item_of(102, 10)->successNum, 1u);
 }
+
+// Another thread's look-up of a known key is stopped.
+class DiagBesideAReader : public Diag {
+protected:
+    void SetUp() override {
+        Diag::SetUp();
+        start();
+        ask(101, 5);
+        node_of(101)->tree.compare = stopping_compare;
+        reader_ = std::thread([] {
+            t_stopsInLookup = true;
+            ask(101, 5);
+        });
+        wait_for_stopped(1);
+    }
+
+    void TearDown() override {
+        g_mayGoOn = true;
+        reader_.join();
+        Diag::TearDown();
+    }
+
+    // How often a new key that is let through takes the manager's mutex.
+    static unsigned locks_of_a_new_key() {
+        unsigned locks = 0;
+        libc().pthread_mutex_lock = [&](pthread_mutex_t *mutex) {
+            locks += mutex == g_orvaDiagMgr->mutex ? 1 : 0;
+            return __real_pthread_mutex_lock(mutex);
+        };
+        EXPECT_EQ(ask(101, 6), 0u);
+        libc().pthread_mutex_lock = nullptr;
+        expect_failures(1, 167);
+        return locks;
+    }
+
+    std::thread reader_;
+};
+
+TEST_F(DiagBesideAReader, Insertion_IsTriedABoundedNumberOfTimes) {
+    libc().clock_gettime = [](clockid_t, timespec *now) {
+        *now = {7, 0};
+        return 0;
+    };
+    unsigned pauses = 0;
+    libc().nanosleep = [&](const timespec *pause, timespec *) {
+        EXPECT_EQ(pause->tv_sec, 0);
+        EXPECT_EQ(pause->tv_nsec, 50000);
+        ++pauses;
+        return 0;
+    };
+    EXPECT_EQ(locks_of_a_new_key(), 122u); // the look-up, the first try and 120 more
+    EXPECT_EQ(pauses, 20u);                // the tries before only leave the processor
+}
+
+TEST_F(DiagBesideAReader, Insertion_IsTriedForTwoMilliseconds) {
+    constexpr timespec kTimes[] = {{7, 999000000}, {8, 999999}, {8, 1000000}};
+    std::size_t reads = 0;
+    libc().clock_gettime = [&](clockid_t clock, timespec *now) {
+        EXPECT_EQ(clock, CLOCK_MONOTONIC);
+        *now = kTimes[std::min(reads++, std::size(kTimes) - 1)];
+        return 0;
+    };
+    EXPECT_EQ(locks_of_a_new_key(), 4u); // the look-up, the first try and one after each later time
+}
+
+TEST_F(DiagBesideAReader, Fork_ChildStartsWithAFreeMutexAndWithoutMarks) {
+    const unsigned locks = calls_of("pthread_mutex_lock");
+    const unsigned unlocks = calls_of("pthread_mutex_unlock");
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        ::alarm(30);
+        const bool isCounted = ask(101, 6) == 0 && item_of(101, 6) != nullptr && item_of(101, 6)->successNum == 1 &&
+                               g_orvaDiagMgr->uiErrCount == 0;
+        int cancelState = -1;
+        pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &cancelState);
+        ::_exit(isCounted && cancelState == PTHREAD_CANCEL_ENABLE ? 0 : 1);
+    }
+    EXPECT_EQ(calls_of("pthread_mutex_lock"), locks + 1);
+    EXPECT_EQ(calls_of("pthread_mutex_unlock"), unlocks + 1);
+    int cancelState = -1;
+    pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &cancelState);
+    EXPECT_EQ(cancelState, PTHREAD_CANCEL_ENABLE);
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
+TEST_F(Diag, Fork_AfterAFailedStartTouchesNothing) {
+    fail("MIRO_TaskCreate", 1, 5);
+    ASSERT_EQ(ORVA_DiagMgrInit(3, 7), ORVA_ERR_DIAG_MGR_THREAD);
+    const unsigned locks = calls_of("pthread_mutex_lock");
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        ::_exit(0);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(calls_of("pthread_mutex_lock"), locks);
+}
+
+std::int32_t pausing_compare(const void *a, const void *b) {
+    while (t_stopsInLookup) {
+        ++g_stopped;
+        ::pause(); // a cancellation point
+    }
+    return ORVA_DiagTreeKeyCompare(a, b);
+}
+
+void *pause_in_a_lookup(void *) {
+    t_stopsInLookup = true;
+    ORVA_DiagMgrNeedRestrain(101, 5, "orva_comm", 77, "text");
+    return nullptr;
+}
+
+TEST_F(Diag, NeedRestrain_ACancelledReaderLeavesNoMark) {
+    start();
+    ask(101, 5);
+    node_of(101)->tree.compare = pausing_compare;
+    pthread_t reader{};
+    ASSERT_EQ(pthread_create(&reader, nullptr, pause_in_a_lookup, nullptr), 0);
+    wait_for_stopped(1);
+    ASSERT_EQ(pthread_cancel(reader), 0);
+    void *result = nullptr;
+    ASSERT_EQ(pthread_join(reader, &result), 0);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    EXPECT_EQ(ask(101, 6), 0u);
+    expect_failures(0, 0);
+    EXPECT_EQ(item_of(101, 6)->successNum, 1u);
+}
+
+// ---- Handlers of the thread that is in the manager, as its compare function and its insertion
+
+std::function<void()> g_handler; // called once
+
+std::int32_t interrupted_compare(const void *a, const void *b) {
+    if (g_handler) {
+        std::exchange(g_handler, nullptr)();
+    }
+    return ORVA_DiagTreeKeyCompare(a, b);
+}
+
+int try_mutex_in_another_thread() {
+    int result = -1;
+    std::thread([&] {
+        auto *mutex = static_cast<pthread_mutex_t *>(g_orvaDiagMgr->mutex);
+        result = pthread_mutex_trylock(mutex);
+        if (result == 0) {
+            ORVA_MutexV(mutex);
+        }
+    }).join();
+    return result;
+}
+
+TEST_F(Diag, NeedRestrain_AHandlerInALookupDecidesKnownKeysAndLetsNewOnesThrough) {
+    start();
+    ask(101, 5);
+    ORVA_DiagMgrGetNode(103, "f", 1);
+    node_of(101)->tree.compare = interrupted_compare;
+    const unsigned allocations = calls_of("MIRO_MemAlloc_F");
+    g_handler = [&] {
+        EXPECT_EQ(try_mutex_in_another_thread(), 0);
+        g_handler = [] { EXPECT_EQ(try_mutex_in_another_thread(), EBUSY) << "the thread has one mark only"; };
+        EXPECT_EQ(ask(101, 5), 0u);
+        EXPECT_EQ(item_of(101, 5)->successNum, 2u);
+        expect_failures(0, 0);
+        EXPECT_EQ(ask(101, 6), 0u);
+        expect_failures(1, 167);
+        EXPECT_EQ(ask(103, 6), 0u) << "an id without a key";
+        expect_failures(2, 167);
+        EXPECT_EQ(ask(102, 6), 0u) << "an id without a node";
+        expect_failures(3, 150);
+    };
+    EXPECT_EQ(ask(101, 5), 0u);
+    EXPECT_EQ(calls_of("MIRO_MemAlloc_F"), allocations);
+    EXPECT_EQ(node_of(102), nullptr);
+    EXPECT_EQ(item_of(101, 5)->successNum, 3u);
+    EXPECT_EQ(ask(101, 6), 0u);
+    expect_failures(3, 150);
+    EXPECT_EQ(item_of(101, 6)->successNum, 1u);
+}
+
+TEST_F(Diag, NeedRestrain_AHandlerInAnInsertionLetsEveryRecordThroughAndMayFork) {
+    start();
+    ask(101, 5);
+    platform().onAvlInsert = [&](MIRO_AVL_TREE *, MIRO_AVL_NODE *) -> void * {
+        const unsigned locks = calls_of("pthread_mutex_lock");
+        EXPECT_EQ(ask(101, 5), 0u);
+        expect_failures(1, 167);
+        EXPECT_EQ(ORVA_DiagMgrGetItem(5, node_of(101)), nullptr);
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::_exit(0);
+        }
+        int status = -1;
+        EXPECT_EQ(::waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(calls_of("pthread_mutex_lock"), locks);
+        return nullptr;
+    };
+    EXPECT_EQ(ask(101, 6), 0u);
+    EXPECT_EQ(item_of(101, 5)->successNum, 1u);
+    expect_failures(1, 167);
+}
+
+// ---- Look-ups and mutex
 
 std::atomic<unsigned> g_lookups{0}; // of the key below
 constexpr std::uint32_t kCountedKey = 6;
