@@ -71,6 +71,11 @@ def firing(ask):
             for alert in (ask("alerts") or {}).get("alerts", []) if alert["state"] == "firing"}
 
 
+def boards_online(ask):
+    series = ask("query?query=count(orva_board_state%7Bstate=%22online%22%7D==1)")
+    return series["result"][0]["value"][1]
+
+
 def two_chassis_are_watched(program, rules, folder):
     arguments = ("overrides", "--seconds", "1", "--boards", "2", "--no-restart")
     with Chassis(program, *arguments) as first, Chassis(program, *arguments) as second:
@@ -90,8 +95,7 @@ def two_chassis_are_watched(program, rules, folder):
             first.command("plug", "2")
             first.command("fault", "end", "1", "drift", "inlet")
             wait_for(lambda: firing(ask) == {("OrvaLogRecordsDropped", names[1], "1")}, "two alerts end", pause=0.5)
-            series = ask("query?query=count(orva_board_state%7Bstate=%22online%22%7D==1)")
-            check(series["result"][0]["value"][1] == "4", series)
+            wait_for(lambda: boards_online(ask) == "4", "four boards are online")
             # Everything that is served by now: figures and timings too.
             for chassis in (first, second):
                 text = chassis.metrics()
