@@ -82,6 +82,10 @@ public:
 
     // Until it is told to stop.
     void run() {
+        // Start-up is complete: a later start is warm. Before the first registration, so that who has seen one knows.
+        if (board_.private_mount) {
+            ORVA_COMM_SetProcessStartMode(ORVA_PROCESS_AGENT);
+        }
         std::array<pollfd, 3> sources = {
             {{inbox_->wake_descriptor(), POLLIN, 0}, {signals_.get(), POLLIN, 0}, {timer_.get(), POLLIN, 0}}};
         while (!stop_) {
@@ -203,13 +207,9 @@ private:
         send(board_.trace.measure(Stage::kAnswer, [&] { return answer(frame, board_); }));
     }
 
-    // From now on a start of this board's process is a warm one.
     void note_registration(const Frame &frame) {
         if (!registered_ && ORVA_AGENT_CheckAckMsgValidity(slot_, frame.header_words()) == ORVA_OK) {
             registered_ = true;
-            if (board_.private_mount) {
-                ORVA_COMM_SetProcessStartMode(ORVA_PROCESS_AGENT);
-            }
         }
     }
 
