@@ -1,7 +1,8 @@
-"""Runs the fuzz targets of a build and prints for each the executions, how much of the library's code its corpus reaches,
-and the findings. New inputs go to a folder of the build; --minimise replaces the checked-in corpus by the smallest set
-that reaches as much."""
+"""Runs the fuzz targets of a build, as many at a time as there are processors, and prints for each the executions, how much
+of the code that it tries and of the library its corpus reaches, and the findings. New inputs go to a folder of the build;
+--minimise replaces the checked-in corpus by the smallest set that reaches as much."""
 import argparse
+import concurrent.futures
 import json
 import os
 import pathlib
@@ -12,7 +13,22 @@ import sys
 import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-FINDINGS = ("crash-*", "leak-*", "timeout-*", "oom-*", "slow-unit-*")
+FINDINGS = ("crash-*", "leak-*", "timeout-*", "oom-*")
+LIBRARY = "src/comm"
+# Where the code is that a target tries, when it is not the library.
+TRIED = {
+    "archive": "platform/host/miro/unzip",
+    "archive_name": "platform/host/miro/archive_names",
+    "capture_reader": "capture/capture_reader",
+    "chassis_http": "chassis/web/",
+    "chassis_scenario": "chassis/scenario/",
+    "chassis_transport": "chassis/wire/",
+    "drv_board": "platform/host/drv_basic/",
+    "inspect_encode": "tools/",
+    "inspect_input": "tools/",
+    "inspect_log": "tools/",
+    "log_escape": "platform/host/common/line_text",
+}
 
 
 class Target:
@@ -31,7 +47,7 @@ class Target:
                               text=True, errors="replace")
 
     def found(self):
-        return sorted(path for pattern in FINDINGS[:4] for path in self.findings.glob(pattern))
+        return sorted(path for pattern in FINDINGS for path in self.findings.glob(pattern))
 
     def fuzz(self, seconds):
         """Number of executions, and the output when something was found."""
@@ -53,24 +69,44 @@ class Target:
                 shutil.copy(new, self.checked_in / new.name[:12])
 
 
-def reached(build, targets, folder):
-    """Lines of src/comm that the profiles of a folder reach, and all of them."""
+def reached(build, targets, folder, places):
+    """For each place, the start of a source's path: its lines that the profiles of a folder reach, and all of them."""
     raw = [str(path) for path in folder.glob("*.profraw")]
     if not raw:
-        return 0, 0
+        return [(0, 0) for _ in places]
     merged = folder / "merged.profdata"
     subprocess.run(["llvm-profdata-14", "merge", "-sparse", "-o", merged, *raw], check=True, capture_output=True)
-    objects = [*build.rglob("liborva_comm.so"), *(target.program for target in targets)]
+    libraries = {path.resolve() for path in (build / "lib").glob("*.so")}
+    objects = [*libraries, *(target.program for target in targets)]
     command = ["llvm-cov-14", "export", "-summary-only", f"-instr-profile={merged}", str(objects[0])]
     for other in objects[1:]:
         command += ["-object", str(other)]
-    result = subprocess.run([*command, str(ROOT / "src/comm")], check=True, capture_output=True, text=True)
-    lines = json.loads(result.stdout)["data"][0]["totals"]["lines"]
-    return lines["covered"], lines["count"]
+    result = subprocess.run(command, check=True, capture_output=True, text=True)
+    files = json.loads(result.stdout)["data"][0]["files"]
+    lines = {os.path.relpath(file["filename"], ROOT): file["summary"]["lines"] for file in files}
+    return [(sum(of["covered"] for path, of in lines.items() if path.startswith(place)),
+             sum(of["count"] for path, of in lines.items() if path.startswith(place))) for place in places]
 
 
-def percent(covered, count):
-    return f"{100 * covered / count:5.1f} % of src/comm" if count else "nothing of src/comm"
+def percent(place, covered, count):
+    return f"{100 * covered / count:5.1f} % of {place.rstrip('/')}" if count else f"nothing of {place}"
+
+
+def try_out(build, target, seconds, everything):
+    """Lines to print; the profile goes to a folder too."""
+    executed, output = target.fuzz(seconds)
+    places = [place for place in (TRIED.get(target.subject), LIBRARY) if place]
+    with tempfile.TemporaryDirectory() as alone:
+        target.profile(pathlib.Path(alone))
+        figures = reached(build, [target], pathlib.Path(alone), places)
+        for raw in pathlib.Path(alone).glob("*.profraw"):
+            shutil.copy(raw, everything)
+    found = target.found()
+    coverage = ", ".join(percent(place, *figure) for place, figure in zip(places, figures))
+    lines = [f"{target.subject:17} {executed:11,} executions  {len(found)} findings  {coverage}"]
+    lines += [output[-4000:]] if output else []
+    lines += [f"  {path}" for path in found]
+    return len(found) or bool(output), "\n".join(lines)
 
 
 def main():
@@ -91,25 +127,15 @@ def main():
         sys.exit(f"no fuzz target is named {args.target}; there are: "
                  + ", ".join(path.name.removeprefix("fuzz_") for path in programs))
     findings = 0
-    with tempfile.TemporaryDirectory() as everything:
-        for target in targets:
-            executed, output = target.fuzz(args.seconds)
-            with tempfile.TemporaryDirectory() as alone:
-                target.profile(pathlib.Path(alone))
-                covered, count = reached(build, [target], pathlib.Path(alone))
-                for raw in pathlib.Path(alone).glob("*.profraw"):
-                    shutil.copy(raw, everything)
-            found = target.found()
-            findings += len(found) or bool(output)
-            print(f"{target.subject:16} {executed:12,} executions  {percent(covered, count)}  "
-                  f"{len(found)} findings", flush=True)
-            if output:
-                print(output[-4000:])
-            for path in found:
-                print(f"  {path}")
-            if args.minimise:
-                target.minimise(args.largest)
-        print(f"all targets: {percent(*reached(build, targets, pathlib.Path(everything)))}")
+    with tempfile.TemporaryDirectory() as everything, \
+            concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        for found, text in pool.map(lambda target: try_out(build, target, args.seconds, everything), targets):
+            findings += found
+            print(text, flush=True)
+        if args.minimise:
+            list(pool.map(lambda target: target.minimise(args.largest), targets))
+        total, = reached(build, targets, pathlib.Path(everything), [LIBRARY])
+        print(f"all targets: {percent(LIBRARY, *total)}")
     return 1 if findings else 0
 
 
