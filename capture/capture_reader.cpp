@@ -93,9 +93,10 @@ std::string read_packet(const LinkType &link, Bytes packet, Datagram &datagram) 
     return read_ip(packet.subspan(link.header_bytes), datagram);
 }
 
-// A damaged file's times may be anything; what does not fit becomes the nearest that does.
+// A damaged file's times may be anything; what does not fit becomes the nearest that does. Two of them may be
+// subtracted.
 Time time_of(const timeval &time) {
-    constexpr std::int64_t kMostSeconds = 9'000'000'000;
+    constexpr std::int64_t kMostSeconds = 4'500'000'000;
     constexpr std::int64_t kMostNanoseconds = 100'000'000'000'000'000;
     return std::chrono::seconds(std::clamp<std::int64_t>(time.tv_sec, -kMostSeconds, kMostSeconds)) +
            Time(std::clamp<std::int64_t>(time.tv_usec, -kMostNanoseconds, kMostNanoseconds));

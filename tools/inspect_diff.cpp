@@ -68,14 +68,16 @@ bool is_zero(std::span<const std::uint8_t> bytes) {
 // say nothing.
 std::map<std::string, const Part *> by_name(const Side &side) {
     std::map<std::string, const Part *> parts;
+    std::map<std::string, int> times;
     for (const Part &part : side.parts) {
         if (part.name.empty() && is_zero(bytes_of(side, part))) {
             continue;
         }
-        const std::string name = part.name.empty() ? "(no name, " + count_of(part.length, "byte") + ')' : part.name;
-        std::string key = part.name.empty() ? name + ' ' + std::to_string(part.at) : name;
-        for (int number = 2; parts.contains(key); ++number) {
-            key = name + " #" + std::to_string(number);
+        std::string key = part.name;
+        if (key.empty()) {
+            key = "(no name, " + count_of(part.length, "byte") + ") " + std::to_string(part.at);
+        } else if (const int number = ++times[part.name]; number > 1) {
+            key += " #" + std::to_string(number);
         }
         parts.emplace(key, &part);
     }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <map>
 
 namespace inspect {
 
@@ -195,26 +196,32 @@ private:
     // Lines of a manager's dump follow each other, except for what other processes wrote.
     bool add_manager_line(std::string_view line, std::size_t number) {
         if (auto dump = manager_in(line, number)) {
+            open_[dump->origin.source].push_back(content_.managers.size());
             content_.managers.push_back(std::move(*dump));
             return true;
         }
-        const auto open = std::find_if(content_.managers.rbegin(), content_.managers.rend(),
-                                       [source = origin_of(line, number).source](const ManagerDump &dump) {
-                                           return !dump.whole && dump.origin.source == source;
-                                       });
-        if (open == content_.managers.rend()) {
+        if (open_.empty()) {
             return false;
         }
+        const auto open = open_.find(origin_of(line, number).source);
+        if (open == open_.end()) {
+            return false;
+        }
+        ManagerDump &dump = content_.managers[open->second.back()];
         if (line.find(kManagerEnd) != std::string_view::npos) {
-            open->whole = true;
+            dump.whole = true;
+            open->second.pop_back();
+            if (open->second.empty()) {
+                open_.erase(open);
+            }
             return true;
         }
-        if (const auto key = key_in(line); key && !open->nodes.empty()) {
-            open->nodes.back().keys.push_back(*key);
+        if (const auto key = key_in(line); key && !dump.nodes.empty()) {
+            dump.nodes.back().keys.push_back(*key);
             return true;
         }
         if (auto node = node_in(line)) {
-            open->nodes.push_back(std::move(*node));
+            dump.nodes.push_back(std::move(*node));
             return true;
         }
         return false;
@@ -222,6 +229,7 @@ private:
 
     PacketCollector packets_;
     LogContent content_;
+    std::map<std::string, std::vector<std::size_t>> open_; // dumps that have not ended, by who writes them
 };
 
 } // namespace

@@ -1,6 +1,6 @@
-// Every input of orva-inspect that is read from a file: blocks, messages, logs with packet dumps, files to sum,
-// hexadecimal text. Input: sub-command and options, record, then the file. The result is 0 or 1, and what is read
-// back is what was written.
+// Every input of orva-inspect that is read from a file: blocks, messages, logs with packet dumps, captures,
+// documents, files to sum, hexadecimal text. Input: sub-command and options, record, then the file, whose halves are
+// two files where a command takes two. The result is 0 or 1, and what is read back is what was written.
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -51,56 +51,97 @@ void check_packets(const std::string &log) {
     }
 }
 
-int run(std::uint8_t choice, std::uint8_t record, const std::string &path) {
-    const bool json = (choice & 0x80) != 0;
+struct Choice {
+    const orva::wire::Record *record;
+    inspect::Shown shown;
+    inspect::MessageForm form;
+    bool json;
+    bool fields;
+};
+
+Choice choice_of(std::uint8_t options, std::uint8_t record) {
+    using inspect::Shown;
+    const bool json = (options & 0x80) != 0;
+    const bool annotated = (options & 0x40) != 0;
     const auto &records = orva::wire::kRecords;
     const std::size_t number = record % (records.size() + 1);
-    const orva::wire::Record *const chosen = number == records.size() ? nullptr : &records[number];
-    constexpr inspect::InputForm kForms[] = {inspect::InputForm::kDetect, inspect::InputForm::kHex,
-                                             inspect::InputForm::kBinary};
-    using inspect::Shown;
-    const bool annotated = (choice & 0x40) != 0;
-    const Shown shown = json ? Shown::kJson : annotated ? Shown::kAnnotated : Shown::kTable;
-    const inspect::Files files{{path}, choice % 8 < 2 ? inspect::InputForm::kBinary : kForms[record % 3]};
     const std::vector<const orva::wire::Message *> families = inspect::every_message();
     constexpr inspect::Framing kFramings[] = {inspect::Framing::kDetect, inspect::Framing::kBody,
                                               inspect::Framing::kFrame, inspect::Framing::kDatagram};
     inspect::MessageForm form;
     form.family = record % 24 < families.size() ? families[record % 24] : nullptr;
     form.order = record >= 0x80 ? inspect::Order::kHost : inspect::Order::kNet;
-    form.framing = kFramings[choice / 8 % 4];
-    switch (choice % 8) {
+    form.framing = kFramings[options / 8 % 4];
+    const Shown shown = json ? Shown::kJson : annotated ? Shown::kAnnotated : Shown::kTable;
+    return {number == records.size() ? nullptr : &records[number], shown, form, json, annotated};
+}
+
+int run_one(std::uint8_t options, std::uint8_t record, const std::string &bytes) {
+    constexpr inspect::InputForm kForms[] = {inspect::InputForm::kDetect, inspect::InputForm::kHex,
+                                             inspect::InputForm::kBinary};
+    const Choice choice = choice_of(options, record);
+    const fuzz::MemoryFile file(bytes);
+    const inspect::Files files{{file.path()}, options % 8 < 2 ? inspect::InputForm::kBinary : kForms[record % 3]};
+    switch (options % 8) {
     case 0:
     case 4:
     case 5:
-        return inspect::inspect_tlv(files, chosen, shown);
+        return inspect::inspect_tlv(files, choice.record, choice.shown);
     case 1:
     case 6:
-        return inspect::inspect_messages(files, form, shown);
+        return inspect::inspect_messages(files, choice.form, choice.shown);
     case 2:
-        return inspect::inspect_packets(files, record % 2 != 0 ? inspect::Bus::kUdp : inspect::Bus::kIpmb, json);
+        return inspect::inspect_packets(files, record % 2 != 0 ? inspect::Bus::kUdp : inspect::Bus::kIpmb,
+                                        choice.json);
     default:
-        return inspect::inspect_crc(files, json);
+        return inspect::inspect_crc(files, choice.json);
     }
+}
+
+int run_two(std::uint8_t options, std::uint8_t record, const std::string &bytes) {
+    const Choice choice = choice_of(options, record);
+    const fuzz::MemoryFile first(bytes.substr(0, bytes.size() / 2)), second(bytes.substr(bytes.size() / 2));
+    const inspect::Files files{{first.path(), second.path()}, inspect::InputForm::kBinary};
+    switch (options % 8) {
+    case 0:
+    case 1:
+        return inspect::inspect_diff(files, choice.form, options % 8 == 0 ? choice.record : nullptr, choice.json);
+    case 2:
+        return inspect::inspect_logs(files, {choice.form, std::nullopt, choice.fields}, choice.json);
+    default:
+        return inspect::inspect_encode(files, {}, choice.json);
+    }
+}
+
+int run_capture(std::uint8_t options, std::uint8_t record, const std::string &bytes) {
+    const Choice choice = choice_of(options, record);
+    const fuzz::MemoryFile file(bytes);
+    return inspect::inspect_captures({{file.path()}}, {choice.form, choice.shown, choice.fields, {}});
+}
+
+int run(std::uint8_t options, std::uint8_t record, const std::string &bytes) {
+    if ((options & 0x20) == 0) {
+        return run_one(options, record, bytes);
+    }
+    return options % 8 < 4 ? run_two(options, record, bytes) : run_capture(options, record, bytes);
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     fuzz::Front front(data, size);
-    const std::uint8_t choice = front.byte(), record = front.byte();
+    const std::uint8_t options = front.byte(), record = front.byte();
     const std::string bytes = front.rest();
     check_packets(bytes);
     check_hex(bytes);
-    const fuzz::MemoryFile file(bytes);
     const Captured output(std::cout), messages(std::cerr);
-    const int status = run(choice, record, file.path());
+    const int status = run(options, record, bytes);
     REQUIRE(status == inspect::kDone || status == inspect::kRejected);
     REQUIRE(status == inspect::kDone || !messages.text().empty() || !output.text().empty());
     for (const char character : output.text()) {
         REQUIRE(character == '\n' || (character >= 0x20 && character < 0x7F));
     }
-    if ((choice & 0x80) != 0 && !output.text().empty()) {
+    if ((options & 0x80) != 0 && !output.text().empty()) {
         REQUIRE(nlohmann::json::accept(output.text()));
     }
     return 0;
