@@ -249,6 +249,8 @@ Frame frame_to_host(const MessageType &type, std::span<const std::uint8_t> bytes
     frame.length = static_cast<std::uint32_t>(std::min(bytes.size(), kPrefixBytes + type.body_bytes));
     std::memcpy(frame.bytes.data(), bytes.data(), frame.length);
     type.to_host(frame.bytes.data());
+    // A word that the end of the frame cuts has moved past it.
+    std::fill(frame.bytes.begin() + frame.length, frame.bytes.end(), std::uint8_t{0});
     return frame;
 }
 

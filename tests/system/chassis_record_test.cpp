@@ -6,6 +6,7 @@
 #include "record/compare.h"
 #include "record/notes.h"
 #include "system_support.h"
+#include "wire/messages.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -366,6 +367,22 @@ TEST_F(ChassisReplay, WhatIsNoCaptureOfAChassis_IsRefusedByName) {
         });
         expect_refused("note", each.reason);
     }
+}
+
+TEST(ChassisFrame, ToHost_AReadingThatTheEndCutsIsZero) {
+    const chassis::MessageType *type = chassis::find_type(chassis::kNetFnAgentReply, chassis::kCmdTemperature);
+    ASSERT_NE(type, nullptr);
+    constexpr std::size_t kReadings = chassis::kPrefixBytes + offsetof(OrvaWireTempInfo, readings);
+    std::vector<std::uint8_t> received(kReadings + sizeof(OrvaWireTempInfoReadingsEntry) + 2);
+    received[chassis::kPrefixBytes + offsetof(OrvaWireTempInfo, count)] = 2;
+    received[kReadings + 3] = 42;
+    received[kReadings + sizeof(OrvaWireTempInfoReadingsEntry)] = 0xAA;
+    received[kReadings + sizeof(OrvaWireTempInfoReadingsEntry) + 1] = 0xBB;
+    const chassis::Frame frame = chassis::frame_to_host(*type, received);
+    EXPECT_EQ(frame.length, received.size());
+    EXPECT_EQ(frame.bytes[kReadings], 42);
+    EXPECT_EQ(std::count(frame.bytes.begin() + frame.length, frame.bytes.end(), 0),
+              static_cast<std::ptrdiff_t>(frame.bytes.size() - frame.length));
 }
 
 TEST_F(ChassisReplay, Compare_FindsWhatIsLongerShorterAndWithoutAName) {
