@@ -68,6 +68,18 @@ std::string joined(const std::vector<std::string> &words, const char *separator)
     return text;
 }
 
+std::string shell_word(const std::string &word) {
+    constexpr std::string_view kPlain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_./-+:,@%=";
+    if (!word.empty() && word.find_first_not_of(kPlain) == std::string::npos) {
+        return word;
+    }
+    std::string text = "'";
+    for (const char letter : word) {
+        text += letter == '\'' ? "'\\''" : std::string(1, letter);
+    }
+    return text + "'";
+}
+
 std::string nearest(std::string_view wrong, const std::vector<std::string> &names) {
     std::string best;
     std::size_t least = std::max<std::size_t>(2, wrong.size() / 2) + 1;

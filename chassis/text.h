@@ -20,6 +20,9 @@ std::vector<std::string> words_of(std::string_view text);
 std::vector<std::string> lines_of(std::string_view text);
 std::string joined(const std::vector<std::string> &words, const char *separator = " ");
 
+// The word as a shell reads it: in quotes where it needs them.
+std::string shell_word(const std::string &word);
+
 // The name that is most like `wrong`, or empty when none is.
 std::string nearest(std::string_view wrong, const std::vector<std::string> &names);
 

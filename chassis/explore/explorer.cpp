@@ -153,7 +153,7 @@ private:
         write(name, scenario_text(least));
         std::cout << "seed " << plan.seed << " fails in the same way with " << summary_of(least)
                   << "; this shows it:\n    orva-chassis run " << name << " --time virtual"
-                  << (options_.agent.empty() ? "" : " --agent " + options_.agent) << std::endl;
+                  << (options_.agent.empty() ? "" : " --agent " + shell_word(options_.agent)) << std::endl;
     }
 
     const ExploreOptions &options_;
