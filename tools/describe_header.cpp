@@ -9,7 +9,7 @@ namespace {
 
 using namespace orva::wire;
 
-constexpr std::string_view kOpening = R"(/**
+constexpr std::string_view kHeaderOpening = R"(/**
  * @file
  * The agent messages as packed structures, so that nobody counts offsets.
  *
@@ -95,7 +95,7 @@ public:
     }
 
     std::string text() const {
-        return std::string(kOpening) + text_.str() + std::string(kAssertions) + assertions_.str() +
+        return std::string(kHeaderOpening) + text_.str() + std::string(kAssertions) + assertions_.str() +
                std::string(kClosing);
     }
 

@@ -64,7 +64,7 @@ void add_routes(std::ostringstream &lua, std::span<const Message *const> message
     }
 }
 
-constexpr std::string_view kOpening =
+constexpr std::string_view kLuaOpening =
     R"lua(-- Wireshark dissector of the chassis's agent messages, written by orva-inspect describe --lua.
 -- Load it with wireshark -X lua_script:orva.lua, or copy it to the folder of personal Lua plugins.
 --
@@ -82,7 +82,7 @@ std::string description_lua(const Described &described) {
         messages.insert(messages.end(), kChassisMessages.begin(), kChassisMessages.end());
     }
     std::ostringstream lua;
-    lua << kOpening << "local kMagic, kVersion = " << kTransportMagic << ", " << int{kTransportVersion} << '\n'
+    lua << kLuaOpening << "local kMagic, kVersion = " << kTransportMagic << ", " << int{kTransportVersion} << '\n'
         << "local kTransportBytes, kPrefixBytes, kLastSlot = " << kTransportBytes << ", " << kPrefixBytes << ", "
         << ORVA_AGENT_SLOT_MAX << '\n'
         << "local kResultNetFn, kResultCommand = " << (kAgentNetFn | 1) << ", 0\n\n"

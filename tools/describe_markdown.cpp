@@ -33,7 +33,7 @@ bytes is read in host byte order.
 
 )";
 
-constexpr std::string_view kRecords =
+constexpr std::string_view kAboutRecords =
     R"(## Sync records
 
 A record travels as a TLV block (see [orva_tlv_sensor_comm](orva_tlv_sensor_comm.md)): a header of 16 bytes, then an item
@@ -164,7 +164,7 @@ std::string description_markdown(const Described &described) {
         add_message(page, *message, described);
     }
     if (!described.records.empty()) {
-        page << kRecords;
+        page << kAboutRecords;
     }
     for (const Record *const record : described.records) {
         add_record(page, *record);

@@ -12,6 +12,9 @@ namespace inspect {
 
 using Bytes = std::vector<std::uint8_t>;
 
+// Of a message, a block or a document.
+inline constexpr std::size_t kInputLimit = std::size_t{1} << 20;
+
 enum class InputForm { kDetect, kHex, kBinary };
 
 // What reading gave: bytes, or after a message the exit status.

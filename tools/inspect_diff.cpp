@@ -14,8 +14,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::size_t kInputLimit = std::size_t{1} << 20;
-
 struct Side {
     std::string path;
     Bytes bytes;

@@ -14,7 +14,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::size_t kInputLimit = std::size_t{1} << 20;
 constexpr std::size_t kRowBytes = 16;
 
 // What a document is written as.

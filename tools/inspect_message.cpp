@@ -12,9 +12,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::size_t kInputLimit = std::size_t{1} << 20;
-
-const char *name_of(Framing framing) {
+const char *framing_name(Framing framing) {
     switch (framing) {
     case Framing::kFrame:
         return "frame";
@@ -25,7 +23,7 @@ const char *name_of(Framing framing) {
     }
 }
 
-const char *name_of(Order order) {
+const char *order_name(Order order) {
     return order == Order::kHost ? "host" : "net";
 }
 
@@ -38,8 +36,8 @@ Json route_json(const orva::wire::Route *route) {
 
 Json message_json(const MessageView &view, std::span<const std::uint8_t> bytes) {
     return {{"family", view.family != nullptr ? Json(view.family->family) : Json(nullptr)},
-            {"order", name_of(view.order)},
-            {"framing", name_of(view.framing)},
+            {"order", order_name(view.order)},
+            {"framing", framing_name(view.framing)},
             {"length", bytes.size()},
             {"route", route_json(view.route)},
             {"parts", parts_json(view.parts, bytes)},
@@ -50,7 +48,7 @@ Json message_json(const MessageView &view, std::span<const std::uint8_t> bytes) 
 
 void print_message(const MessageView &view, std::span<const std::uint8_t> bytes, bool annotated) {
     std::cout << paint(Paint::kGood, view.family != nullptr ? view.family->family : "unknown message") << ", "
-              << name_of(view.framing)
+              << framing_name(view.framing)
               << (view.order == Order::kHost ? " in host byte order, " : " in network byte order, ")
               << count_of(bytes.size(), "byte");
     if (view.route != nullptr) {

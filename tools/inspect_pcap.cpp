@@ -118,7 +118,7 @@ std::optional<std::string> note_of(const capture::Packet &packet) {
     return std::string(bytes.begin(), bytes.end());
 }
 
-std::string name_of(const Seen &seen) {
+std::string seen_name(const Seen &seen) {
     if (!seen.view) {
         const auto note = note_of(seen.packet);
         return note ? "note " + printable(note->substr(0, note->find('\n'))) : "not of the chassis";
@@ -190,7 +190,7 @@ void print(const Seen &seen, Shown shown, bool fields) {
         std::cout << paint(Paint::kBad, seen.packet.problem) << '\n';
         return;
     }
-    std::cout << paint(Paint::kName, name_of(seen)) << ", " << count_of(bytes.size(), "byte");
+    std::cout << paint(Paint::kName, seen_name(seen)) << ", " << count_of(bytes.size(), "byte");
     if (seen.answered) {
         std::cout << ", answers " << seen.answered->packet << " after " << time_text(seen.answered->after) << " s";
     }

@@ -13,8 +13,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::size_t kInputLimit = std::size_t{1} << 20;
-
 // The value as one number, when it is one: a member's element, or 1, 2 or 4 bytes of unknown meaning.
 std::optional<std::uint32_t> value_as_number(const TlvItem &item) {
     std::size_t width = item.value.size();

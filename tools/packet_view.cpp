@@ -16,7 +16,7 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kRowBytes = 16;
 
-const char *name_of(Bus bus) {
+const char *bus_name(Bus bus) {
     return bus == Bus::kUdp ? "UDP" : "IPMB";
 }
 
@@ -53,7 +53,7 @@ const orva::wire::Route *route_of_udp(const Bytes &packet) {
 namespace {
 
 void print_fields(const Dump &dump, Bus bus) {
-    std::cout << "  " << name_of(bus) << ": ";
+    std::cout << "  " << bus_name(bus) << ": ";
     if (!dump.whole) {
         std::cout << "no fields, the packet is not whole\n";
     } else if (const auto fields = fields_of(dump, bus)) {

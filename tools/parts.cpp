@@ -15,7 +15,7 @@ using Json = nlohmann::ordered_json;
 using View = std::span<const std::uint8_t>;
 
 constexpr std::size_t kShownBytes = 16;     // of a value without a meaning
-constexpr std::size_t kRowBytes = 16;       // of the bytes around a fault
+constexpr std::size_t kFaultRowBytes = 16;  // of the bytes around a fault
 constexpr std::size_t kAnnotatedBytes = 8;  // of a row with names
 constexpr std::size_t kAnnotatedWidth = 23; // of such a row's digits
 constexpr std::size_t kWidestName = 40;     // that a column is made as wide as
@@ -59,14 +59,15 @@ std::string bytes_around(View input, std::size_t at) {
         return {};
     }
     const std::size_t place = std::min(at, input.size());
-    const std::size_t row = (place == input.size() && place % kRowBytes == 0 ? place - 1 : place) / kRowBytes;
+    const std::size_t row =
+        (place == input.size() && place % kFaultRowBytes == 0 ? place - 1 : place) / kFaultRowBytes;
     std::string text;
     for (std::size_t i = row == 0 ? 0 : row - 1; i <= row; ++i) {
-        const std::size_t start = i * kRowBytes;
+        const std::size_t start = i * kFaultRowBytes;
         text += "  " + offset_text(start) + "  " +
-                hex_bytes(input.subspan(start, std::min(kRowBytes, input.size() - start))) + '\n';
+                hex_bytes(input.subspan(start, std::min(kFaultRowBytes, input.size() - start))) + '\n';
     }
-    const std::size_t column = place - row * kRowBytes;
+    const std::size_t column = place - row * kFaultRowBytes;
     return text + std::string(10 + column * 3, ' ') + "^^\n";
 }
 

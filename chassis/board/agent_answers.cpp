@@ -103,7 +103,7 @@ Frame statistics(const Frame &request, BoardContext &board) {
                                      counters.handled, counters.refused});
 }
 
-constexpr std::array kAnswers = {
+constexpr std::array kAgentAnswers = {
     Answer{kNetFnAgent, kCmdTemperature, temperatures},     Answer{kNetFnAgent, kCmdVoltage, voltages},
     Answer{kNetFnAgent, kCmdHeartBeat, heart_beat},         Answer{kNetFnAgent, kCmdSwitchOver, switch_over},
     Answer{kNetFnChassis, kCmdAdvanceClock, clock_advance}, Answer{kNetFnChassis, kCmdPrintDiag, diag_dump},
@@ -113,7 +113,7 @@ constexpr std::array kAnswers = {
 } // namespace
 
 std::span<const Answer> board_answers() {
-    return kAnswers;
+    return kAgentAnswers;
 }
 
 OrvaWireHeader reply_header(const BoardContext &board, std::uint32_t word) {

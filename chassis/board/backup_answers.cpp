@@ -80,12 +80,12 @@ Frame sync(const Frame &request, BoardContext &board) {
     return make_frame(kNetFnChassisReply, kCmdSync, request.sequence(), report);
 }
 
-constexpr std::array kAnswers = {Answer{kNetFnChassis, kCmdSync, sync}};
+constexpr std::array kBackupAnswers = {Answer{kNetFnChassis, kCmdSync, sync}};
 
 } // namespace
 
 std::span<const Answer> backup_answers() {
-    return kAnswers;
+    return kBackupAnswers;
 }
 
 } // namespace chassis

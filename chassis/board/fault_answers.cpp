@@ -42,7 +42,7 @@ Frame figures(const Frame &request, BoardContext &board) {
     return make_frame(kNetFnChassisReply, kCmdFigures, request.sequence(), body);
 }
 
-constexpr std::array kAnswers = {
+constexpr std::array kFaultAnswers = {
     Answer{kNetFnChassis, kCmdSensorFault, sensor_fault},
     Answer{kNetFnChassis, kCmdExhaust, exhaust},
     Answer{kNetFnChassis, kCmdFigures, figures},
@@ -51,7 +51,7 @@ constexpr std::array kAnswers = {
 } // namespace
 
 std::span<const Answer> fault_answers() {
-    return kAnswers;
+    return kFaultAnswers;
 }
 
 SensorFault BoardContext::fault(const Sensor &sensor) const {

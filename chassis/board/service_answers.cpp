@@ -46,7 +46,7 @@ Frame fan_log(const Frame &request, BoardContext &board) {
     return make_result(board, request.sequence(), ORVA_OK);
 }
 
-constexpr std::array kAnswers = {
+constexpr std::array kServiceAnswers = {
     Answer{kNetFnChassis, kCmdTrace, trace},
     Answer{kNetFnChassis, kCmdBlackBox, black_box},
     Answer{kNetFnChassis, kCmdFanLog, fan_log},
@@ -55,7 +55,7 @@ constexpr std::array kAnswers = {
 } // namespace
 
 std::span<const Answer> service_answers() {
-    return kAnswers;
+    return kServiceAnswers;
 }
 
 } // namespace chassis

@@ -59,7 +59,7 @@ Frame debug_packet(const Frame &request, BoardContext &board) {
                                                              body.net_fn, body.command));
 }
 
-constexpr std::array kAnswers = {
+constexpr std::array kTesterAnswers = {
     Answer{kNetFnAgent, kCmdSimulate, set_stubs},     Answer{kNetFnChassis, kCmdStubList, list_stubs},
     Answer{kNetFnChassis, kCmdSetSensor, set_sensor}, Answer{kNetFnChassis, kCmdSensorList, list_sensors},
     Answer{kNetFnChassis, kCmdSetOnline, set_online}, Answer{kNetFnChassis, kCmdOnlineList, list_online},
@@ -69,7 +69,7 @@ constexpr std::array kAnswers = {
 } // namespace
 
 std::span<const Answer> tester_answers() {
-    return kAnswers;
+    return kTesterAnswers;
 }
 
 } // namespace chassis

@@ -4,6 +4,8 @@
 
 #include "control/commands.h"
 
+#include <array>
+
 namespace chassis {
 
 std::span<const Command> tester_commands();  // stubs, simulated sensors, online pairs
@@ -12,6 +14,7 @@ std::span<const Command> service_commands(); // backup, switch-over, clocks, log
 std::span<const Command> fault_commands();   // boards, faults, packets
 
 inline constexpr Argument kBoardArgument = {"slot", "Slot of the board, first or last", ArgumentType::kBoard};
+inline constexpr std::array kOneBoard = {kBoardArgument};
 
 std::int64_t number_of(const std::string &word);
 // A stub's value: decimal, or hexadecimal where it holds such a digit.

@@ -5,6 +5,7 @@
 #include "orva_comm.h"
 #include "table.h"
 #include "text.h"
+#include "wire/message_bodies.h"
 
 #include <algorithm>
 #include <array>
@@ -15,7 +16,6 @@ namespace chassis {
 
 namespace {
 
-constexpr std::uint32_t kLastSlot = 30;
 constexpr double kMaxSeconds = 86400;
 
 std::string table(Chassis &chassis, const Words &) {

@@ -79,7 +79,7 @@ constexpr std::array kPacket = {
     Argument{"netfn", "Network function (default 0x20, all)", ArgumentType::kNumber, false},
     Argument{"command", "Command (default 0xFF, all)", ArgumentType::kNumber, false}};
 
-constexpr std::array kCommands = {
+constexpr std::array kDebugCommands = {
     Command{"debug log on", "Send debug texts to the interface manager", kLog, true, log_on},
     Command{"debug log off", "Send no debug texts any more", kLog, true, log_off},
     Command{"debug packet on", "Send packet dumps to the interface manager", kPacket, true, packet_on},
@@ -89,7 +89,7 @@ constexpr std::array kCommands = {
 } // namespace
 
 std::span<const Command> debug_commands() {
-    return kCommands;
+    return kDebugCommands;
 }
 
 } // namespace chassis

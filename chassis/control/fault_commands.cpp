@@ -119,7 +119,6 @@ std::string send(Chassis &chassis, const Words &words) {
 }
 
 constexpr Argument kFaultName = {"fault", "Kind of the fault", ArgumentType::kChoice, true, kFaultNames};
-constexpr std::array kOneBoard = {kBoardArgument};
 constexpr std::array kFault = {kBoardArgument, kFaultName,
                                Argument{"sensor", "Its sensor, or its value", ArgumentType::kSensor, false},
                                Argument{"value", "Its value", ArgumentType::kValue, false}};
@@ -127,7 +126,7 @@ constexpr std::array kSend = {kBoardArgument,
                               Argument{"packet", "Kind of the packet", ArgumentType::kChoice, true, kPackets},
                               Argument{"count", "How many, one after the other", ArgumentType::kNumber, false}};
 
-constexpr std::array kCommands = {
+constexpr std::array kFaultCommands = {
     Command{"fault start", "Begin a fault", kFault, true, fault_start},
     Command{"fault end", "End a fault", kFault, true, fault_end},
     Command{"pull", "Pull a board", kOneBoard, true, pull},
@@ -140,7 +139,7 @@ constexpr std::array kCommands = {
 } // namespace
 
 std::span<const Command> fault_commands() {
-    return kCommands;
+    return kFaultCommands;
 }
 
 } // namespace chassis

@@ -198,7 +198,6 @@ constexpr Argument kRecord = {"record", "Name of the record; all without it", Ar
 constexpr std::array kSync = {kRecord};
 constexpr std::array kSwitchOver = {
     Argument{"octet", "Last octet of the new main board's address (default 251)", ArgumentType::kNumber, false}};
-constexpr std::array kOneBoard = {kBoardArgument};
 constexpr std::array kAdvance = {kBoardArgument, Argument{"seconds", "At most 7200", ArgumentType::kNumber}};
 constexpr std::array kBlackBox = {kBoardArgument,
                                   Argument{"module", "Power module (default 1)", ArgumentType::kNumber, false}};
@@ -206,7 +205,7 @@ const std::array kWait = {Argument{"seconds", "At most so long", ArgumentType::k
                           Argument{"event", "Until such an event comes", ArgumentType::kChoice, false, event_names()},
                           Argument{"after", "Number of the last event that is known", ArgumentType::kNumber, false}};
 
-constexpr std::array kCommands = {
+constexpr std::array kServiceCommands = {
     Command{"round", "Ask every board for everything, once", {}, true, round},
     Command{"sync-truncated", "Send a block without its last byte to the backup", kSync, true, sync_truncated},
     Command{"sync", "Send configuration records to the backup", kSync, true, sync},
@@ -225,7 +224,7 @@ constexpr std::array kCommands = {
 } // namespace
 
 std::span<const Command> service_commands() {
-    return kCommands;
+    return kServiceCommands;
 }
 
 } // namespace chassis

@@ -220,7 +220,6 @@ constexpr Argument kAnySensor = {"sensor", "Name of the sensor; all without it",
 constexpr Argument kAbout = {"board", "Slot of the board that it is about", ArgumentType::kSlot};
 constexpr Argument kAnyAbout = {"board", "Slot of the board that it is about; all without it", ArgumentType::kSlot,
                                 false};
-constexpr std::array kOneBoard = {kBoardArgument};
 constexpr std::array kStubSet = {kBoardArgument, kStub, Argument{"value", "Its value", ArgumentType::kValue}};
 constexpr std::array kStubClear = {kBoardArgument, kAnyStub};
 constexpr std::array kSensorSet = {
@@ -230,7 +229,7 @@ constexpr std::array kOnlineSet = {kBoardArgument, kAbout,
                                    Argument{"state", "0 or 1", ArgumentType::kChoice, true, kStates}};
 constexpr std::array kOnlineClear = {kBoardArgument, kAnyAbout};
 
-constexpr std::array kCommands = {
+constexpr std::array kTesterCommands = {
     Command{"stub set", "Set a stub of a board", kStubSet, true, stub_set},
     Command{"stub list", "Show the stubs that a board has", kOneBoard, false, stub_list},
     Command{"stub clear", "Take one stub back, or all", kStubClear, true, stub_clear},
@@ -245,7 +244,7 @@ constexpr std::array kCommands = {
 } // namespace
 
 std::span<const Command> tester_commands() {
-    return kCommands;
+    return kTesterCommands;
 }
 
 } // namespace chassis

@@ -10,8 +10,6 @@ namespace chassis {
 
 namespace {
 
-constexpr std::uint32_t kLastSlot = 30;
-
 SupervisorOptions supervisor_options(const ChassisPlan &plan, const Links &links) {
     return {plan.run_folder, plan.agent, plan.restart, links.port()};
 }

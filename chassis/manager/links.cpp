@@ -13,7 +13,6 @@ namespace {
 
 // A round of thirty boards arrives at once.
 constexpr int kReceiveBytes = 4 << 20;
-constexpr std::uint32_t kLastSlot = 30;
 
 const char *result_of(const Frame &request, const Frame &reply) {
     const bool own_kind = reply.type->command == request.type->command;

@@ -3,6 +3,7 @@
 #include "board/sensor_file.h"
 #include "scenario/reader.h"
 #include "toml_text.h"
+#include "wire/message_bodies.h"
 
 #include <algorithm>
 #include <array>
@@ -18,7 +19,6 @@ constexpr std::string_view kRunTitle = "# orva-chassis: the run of this capture\
 constexpr std::string_view kBoardTitle = "# orva-chassis: a board of this capture\n";
 constexpr std::string_view kEventTitle = "# orva-chassis: an event of this capture\n";
 constexpr std::int64_t kVersion = 1;
-constexpr std::uint32_t kLastSlot = 30;
 
 struct HappenedName {
     Happened what;

@@ -8,7 +8,6 @@ namespace chassis {
 
 namespace {
 
-constexpr double kLastSlot = 30;
 constexpr double kMaxSeconds = 86400;
 constexpr double kMaxCount = 1000000;
 constexpr double kMaxReading = 100000;

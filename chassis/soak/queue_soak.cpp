@@ -22,7 +22,7 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr milliseconds kDisturbEvery{100};
-constexpr std::chrono::seconds kLookEvery{2};
+constexpr std::chrono::seconds kLookAtWorkersEvery{2};
 constexpr std::chrono::seconds kDrainPatience{60};
 constexpr std::array<const char *, 4> kDisturbances = {"killed", "stopped", "queues deleted", "partitions full"};
 
@@ -89,7 +89,7 @@ void QueueSoak::start() {
         start(worker);
     }
     loop_.after(kDisturbEvery, [this] { disturb(); });
-    loop_.after(kLookEvery, [this] { look(); });
+    loop_.after(kLookAtWorkersEvery, [this] { look(); });
 }
 
 void QueueSoak::start(std::uint32_t worker) {
@@ -130,7 +130,7 @@ void QueueSoak::look() {
         }
     }
     if (!finishing_) {
-        loop_.after(kLookEvery, [this] { look(); });
+        loop_.after(kLookAtWorkersEvery, [this] { look(); });
     }
 }
 

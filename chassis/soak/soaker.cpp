@@ -17,7 +17,7 @@ namespace chassis {
 
 namespace {
 
-constexpr std::chrono::seconds kLookEvery{5};
+constexpr std::chrono::seconds kLookAtChassisEvery{5};
 constexpr std::chrono::minutes kLate{10};
 constexpr std::chrono::milliseconds kStopPatience{10000};
 
@@ -57,7 +57,7 @@ public:
                   << " boards over the chassis for " << seconds() << " s" << std::endl;
         start_chassis();
         queues_.start();
-        loop_.after(kLookEvery, [this] { look(); });
+        loop_.after(kLookAtChassisEvery, [this] { look(); });
         loop_.after(std::chrono::minutes(1), [this] { show_minute(); });
         loop_.wait(loop_.now() + std::chrono::seconds(seconds()) + kLate, [this] { return chassis_ == 0; });
         queues_.finish();
@@ -98,7 +98,7 @@ private:
         if (grown && grown_.empty()) {
             grown_ = "the management process: " + *grown;
         }
-        loop_.after(kLookEvery, [this] { look(); });
+        loop_.after(kLookAtChassisEvery, [this] { look(); });
     }
 
     void show_minute() {

@@ -15,7 +15,7 @@ using Json = nlohmann::json;
 constexpr std::size_t kMostEvents = 100; // in one message
 constexpr std::size_t kMostWords = 16;   // of a command
 
-double seconds(std::int64_t ms) {
+double in_seconds(std::int64_t ms) {
     return static_cast<double>(ms) / 1000;
 }
 
@@ -110,7 +110,7 @@ Json board_json(const BoardView &board) {
 
 Json event_json(const Event &event) {
     Json json = {{"n", event.number},
-                 {"t", seconds(whole_milliseconds(event.time))},
+                 {"t", in_seconds(whole_milliseconds(event.time))},
                  {"event", event_type(event.kind).name},
                  {"mark", mark_of(event)},
                  {"text", sentence_of(event)}};
@@ -148,7 +148,7 @@ Json boards_json(const Model &model, std::uint64_t since) {
 Json points_json(const History &history) {
     Json points = Json::array();
     for (const HistoryPoint &point : history.points()) {
-        points.push_back({seconds(point.ms), point.value, point.hardware, point.overridden ? 1 : 0});
+        points.push_back({in_seconds(point.ms), point.value, point.hardware, point.overridden ? 1 : 0});
     }
     return points;
 }
@@ -182,7 +182,7 @@ Json counts_json(const Model &model) {
 }
 
 Json state_json(const Model &model, std::uint64_t since) {
-    return {{"now", seconds(model.now_ms())},
+    return {{"now", in_seconds(model.now_ms())},
             {"run", run_json(model)},
             {"counts", counts_json(model)},
             {"manager", figures_json(model.manager_figures())},

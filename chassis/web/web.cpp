@@ -29,13 +29,6 @@ constexpr Patience kAskPatience{seconds(1), {}};
 constexpr seconds kCommandPatience{60};
 constexpr int kMostCommands = 8; // under way
 
-// A command on its way from a server's thread to the loop and back.
-struct Pending {
-    std::mutex mutex;
-    std::condition_variable done;
-    std::optional<CommandResult> result;
-};
-
 CommandReply reply_of(int http_status, const CommandResult &result) {
     return {http_status, reply_json(result.status, result.text)};
 }
@@ -93,6 +86,13 @@ public:
     }
 
 private:
+    // A command on its way from a server's thread to the loop and back.
+    struct Pending {
+        std::mutex mutex;
+        std::condition_variable done;
+        std::optional<CommandResult> result;
+    };
+
     // The loop's thread never sleeps for a reader: in virtual time that would let others run.
     std::unique_lock<std::mutex> lock_model() {
         std::unique_lock lock(model_mutex_, std::try_to_lock);

@@ -13,6 +13,7 @@
 namespace chassis {
 
 inline constexpr std::uint32_t kMainSlot = 0;
+inline constexpr std::uint32_t kLastSlot = 30;
 inline constexpr std::size_t kPrefixBytes = sizeof(OrvaWirePrefix);
 inline constexpr std::size_t kMaxBodyBytes = sizeof(OrvaWireVltInfo);
 inline constexpr std::size_t kMaxFrameBytes = kPrefixBytes + kMaxBodyBytes;
