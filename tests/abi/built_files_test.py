@@ -47,8 +47,10 @@ def exported_functions(readelf, path):
 
 def check_landing(args, path, machine):
     """Every function that another file may call through a pointer starts with a landing mark; in a program, main."""
-    wanted = set(exported_functions(args.readelf, path)) or {"main"}
-    code = run(args.objdump, "-d", "--no-show-raw-insn", path)
+    exported = set(exported_functions(args.readelf, path))
+    wanted = exported or {"main"}
+    shown = ["-d"] if exported else ["--disassemble=main"]
+    code = run(args.objdump, *shown, "--no-show-raw-insn", path)
     starts = dict(re.findall(r"^[0-9a-f]+ <([\w.]+)>:\n\s*[0-9a-f]+:\s+(.*?)\s*$", code, re.MULTILINE))
     for name in sorted(wanted & starts.keys()):
         if not re.sub(r"\s+", "\t", starts[name]).startswith(LANDING[machine]):

@@ -1,5 +1,5 @@
 """Uses the source tree the two other ways: inside another project with add_subdirectory, where every installed target has
-its name, and without the host platform, where the library alone is built.
+its name, and without the host platform, where the library alone is built: by the very commands that built it here.
 usage: embedded_test.py --root ROOT --build BUILD_FOLDER --cmake CMAKE --cc CC --cxx CXX"""
 import argparse
 import pathlib
@@ -8,6 +8,8 @@ import subprocess
 import sys
 import tempfile
 
+SETTINGS = re.compile(
+    r"^CMAKE_(?:BUILD_TYPE|COMPILE_WARNING_AS_ERROR|(?:C|CXX)_(?:COMPILER|COMPILER_LAUNCHER|FLAGS\w*)):\w+=.*$", re.MULTILINE)
 PROJECT = """cmake_minimum_required(VERSION 3.25)
 project(user LANGUAGES C CXX)
 add_subdirectory("{root}" orva EXCLUDE_FROM_ALL)
@@ -39,6 +41,14 @@ def installed_targets(build):
     return [name for name in names if name != "orva_comm::orva_comm_testing"]
 
 
+def library_commands(build):
+    """Everything that is run to build the library in a folder, without the folder's name."""
+    commands = run(["ninja", "-C", build, "-t", "commands", "orva_comm"]).replace(str(build), "BUILD").splitlines()
+    if not any("-shared" in command and "liborva_comm.so" in command for command in commands):
+        sys.exit(f"nothing links the library in {build}")
+    return commands
+
+
 def main():
     parser = argparse.ArgumentParser()
     for option in ("root", "build", "cmake", "cc", "cxx"):
@@ -54,12 +64,13 @@ def main():
         print("add_subdirectory has " + " ".join(names))
 
         alone = scratch / "alone"
-        run([args.cmake, "-G", "Ninja", "-S", args.root, "-B", alone, "-DORVA_BUILD_HOST_PLATFORM=OFF", *compilers,
-             "-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-O0"])
-        run([args.cmake, "--build", alone, "--target", "orva_comm"])
-        if not list(alone.rglob("liborva_comm.so")):
-            sys.exit("the library was not built")
-        print("built without the host platform")
+        settings = SETTINGS.findall((pathlib.Path(args.build) / "CMakeCache.txt").read_text())
+        run([args.cmake, "-G", "Ninja", "-S", args.root, "-B", alone, "-DORVA_BUILD_HOST_PLATFORM=OFF",
+             *(f"-D{setting}" for setting in settings)])
+        for here, there in zip(library_commands(args.build), library_commands(alone), strict=True):
+            if here != there:
+                sys.exit(f"without the host platform the library is built by\n{there}\nand not by\n{here}")
+        print("without the host platform the library is built as with it")
 
 
 main()

@@ -30,7 +30,7 @@ class Program:
     prepare: object = lambda folder: None
     environment: dict = dataclasses.field(default_factory=dict)
     stdin: bytes = b""
-    short: int = 40  # faults of each kind in the short form; 0 leaves the program out of it
+    short: int = 20  # faults of each kind in the short form; 0 leaves the program out of it
     most: int | None = None  # faults of each kind in the long form; None: all
     same: bool = True  # whether a run that says success writes what an undisturbed run writes
 
@@ -205,7 +205,7 @@ def programs(build):
     chassis = build / "chassis/orva-chassis"
     if chassis.exists():
         found += [
-            Program("orva-chassis check", [chassis, "check", "example"], short=20),
+            Program("orva-chassis check", [chassis, "check", "example"], short=12),
             # Its processes take turns as they like, so two runs do not write the same. A run takes too long for all.
             Program("orva-chassis run", [chassis, "run", "killed", "--time", "virtual", "--boards", "2"], short=0,
                     most=60, same=False),

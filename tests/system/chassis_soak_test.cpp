@@ -30,7 +30,7 @@ protected:
         std::filesystem::create_directories(temporary_);
     }
 
-    orva_test::ProgramResult soak(std::vector<std::string> environment) const {
+    orva_test::ProgramResult soak(const std::string &minutes, std::vector<std::string> environment) const {
         environment.push_back("TMPDIR=" + temporary_);
 #ifdef __SANITIZE_ADDRESS__
         // The sanitizer keeps freed memory for a while, which looks like growth.
@@ -38,7 +38,7 @@ protected:
         environment.push_back(std::string("ASAN_OPTIONS=quarantine_size_mb=8:") +
                               (options != nullptr ? options : ""));
 #endif
-        return orva_test::run_program({kProgram, "soak", "--minutes", "0.1", "--boards", "3"}, environment);
+        return orva_test::run_program({kProgram, "soak", "--minutes", minutes, "--boards", "3"}, environment);
     }
 
     void expect_nothing_left() const {
@@ -58,7 +58,7 @@ protected:
 };
 
 TEST_F(ChassisSoak, Messages_AreCountedAndNothingIsLeft) {
-    const auto result = soak({});
+    const auto result = soak("0.1", {});
     EXPECT_EQ(result.status, 0) << result.output;
     EXPECT_NE(result.output.find("   [ok]     messages sent: "), std::string::npos) << result.output;
     EXPECT_NE(result.output.find("   [ok]     orva-chassis: 3 boards, 0 lost, "), std::string::npos) << result.output;
@@ -80,7 +80,7 @@ TEST_F(ChassisSoak, Message_ThatIsLostIsNoticed) {
     if (kSanitized) {
         GTEST_SKIP() << "the sanitizer's library must come first";
     }
-    const auto result = soak({kFaultyQueue, kFaultyQueuePath, "FAULTY_QUEUE=lost"});
+    const auto result = soak("0.05", {kFaultyQueue, kFaultyQueuePath, "FAULTY_QUEUE=lost"});
     EXPECT_EQ(result.status, 1) << result.output;
     EXPECT_NE(result.output.find("   [FAILED] messages sent: "), std::string::npos) << result.output;
     EXPECT_NE(result.output.find(" messages were sent, "), std::string::npos) << result.output;
@@ -91,7 +91,7 @@ TEST_F(ChassisSoak, Message_ThatComesTwiceIsNoticed) {
     if (kSanitized) {
         GTEST_SKIP() << "the sanitizer's library must come first";
     }
-    const auto result = soak({kFaultyQueue, kFaultyQueuePath, "FAULTY_QUEUE=doubled"});
+    const auto result = soak("0.05", {kFaultyQueue, kFaultyQueuePath, "FAULTY_QUEUE=doubled"});
     EXPECT_EQ(result.status, 1) << result.output;
     EXPECT_NE(result.output.find(" came before\n"), std::string::npos) << result.output;
     expect_nothing_left();
