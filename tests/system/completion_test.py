@@ -151,7 +151,8 @@ def check_tree(shell, program):
     for words, commands, options in tree_of(program):
         line = " ".join((pathlib.Path(program).name, *words))
         if commands:
-            check(commands <= names(shell.complete(line + " ")), f"{line} is followed by {sorted(commands)}, not {sorted(shell.complete(line + ' '))}")
+            following = shell.complete(line + " ")
+            check(commands <= names(following), f"{line} is followed by {sorted(commands)}, not {sorted(following)}")
         offered = {word.split("=")[0] for word in shell.complete(line + " -")}
         check(options <= offered, f"{line} takes {sorted(options)}, not {sorted(offered)}")
         count += 1
