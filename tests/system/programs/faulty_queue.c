@@ -1,5 +1,5 @@
 /*
- * A msgsnd that loses one message in two hundred, or sends it twice, and says that all went well: for programs
+ * A msgsnd that loses one message in two thousand, or sends it twice, and says that all went well: for programs
  * that must notice. FAULTY_QUEUE says which.
  */
 #include <dlfcn.h>
@@ -7,7 +7,7 @@
 #include <string.h>
 #include <sys/msg.h>
 
-enum { EVERY = 200 };
+enum { EVERY = 2000 };
 
 int msgsnd(int queue, const void *message, size_t size, int flags) {
     static int (*next)(int, const void *, size_t, int);
