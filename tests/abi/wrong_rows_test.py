@@ -20,6 +20,8 @@ WRONG = [
      "ORVA_SYNC_ASSERT_TABLE(g_orvaFmeaSyncDataDes, OrvaVltSensorCfg, 2,", SENSOR),
     ("src/comm/board_port_table.h", "late_bond(0x10011), ", "", "src/comm/orva_drvadp_comm_port.cpp"),
     ("src/comm/board_port_table.h", "late_bond(0x10012)", "late_bond(0x10011)", "src/comm/orva_drvadp_comm_port.cpp"),
+    ("src/comm/orva_api_log.cpp", '{0x29, "battery"}', '{0x2A, "battery"}', "src/comm/orva_api_log.cpp"),
+    ("src/comm/orva_api_log.cpp", '"type end"', '""', "src/comm/orva_api_log.cpp"),
     ("src/comm/orva_api_stub.cpp", '"pmCable"', '""', "src/comm/orva_api_stub.cpp"),
     ("src/comm/orva_api_stub.cpp", '"opticalAlm"', '"pmCable"', "src/comm/orva_api_stub.cpp"),
 ]

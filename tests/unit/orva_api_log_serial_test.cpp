@@ -158,6 +158,14 @@ TEST_F(Serial, GetTtyPath_DoesNotConsultTheLengthAndRefusesNoBuffer) {
     EXPECT_EQ(ORVA_GetTtyPath(nullptr, 4097), 1u);
 }
 
+TEST_F(Serial, GetTtyPath_ZeroIsADescriptor) {
+    fail("safeio_fd_owner_assemble", 1, 0);
+    platform().fakeFds[0] = "console=ttyS0,1";
+    EXPECT_EQ(ORVA_GetTtyPath(path_, sizeof path_), 0u);
+    EXPECT_EQ(resolved_, Records{"/dev/ttyS0"});
+    EXPECT_EQ(platform().calls.back(), "close_s(0x0)");
+}
+
 // ---- Descriptor
 
 TEST_F(Serial, GetSerialFd_OpensTheConsoleForWritingAndTracksIt) {

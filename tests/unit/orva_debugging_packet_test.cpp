@@ -122,6 +122,16 @@ TEST_F(Packets, OutPacket_CountsPacketsThatHaveANameAndDataOnly) {
               (Records{kUdpSink + std::string("[0x1:1] name: 01"), kUdpSink + std::string("[0x5:1] name: 01")}));
 }
 
+TEST_F(Packets, OutPacket_BeginsADumpOfTheLongestLength) {
+    const std::uint8_t byte = 1;
+    ORVA_DEBUG_OutPacket(3, "name", &byte, 0x80000000);
+    EXPECT_EQ(calls_of("MIRO_MemAlloc_F"), 0u);
+    fail("MIRO_MemAlloc_F", 1, 0); // of its first piece, which would be read
+    ORVA_DEBUG_OutPacket(3, "name", &byte, 0x7FFFFFFF);
+    EXPECT_EQ(calls_of("MIRO_MemAlloc_F"), 1u);
+    EXPECT_EQ(take_logs(), Records{});
+}
+
 TEST_F(Packets, OutPacket_NumbersInHexWithoutPadding) {
     const std::uint8_t byte = 1;
     for (int i = 0; i < 25; ++i) {

@@ -608,26 +608,27 @@ TEST_F(DiagBesideAReader, Insertion_IsTriedForTwoMilliseconds) {
 }
 
 TEST_F(DiagBesideAReader, Fork_ChildStartsWithAFreeMutexAndWithoutMarks) {
-    const unsigned locks = calls_of("pthread_mutex_lock");
-    const unsigned unlocks = calls_of("pthread_mutex_unlock");
-    const pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        ::alarm(30);
-        const bool isCounted = ask(101, 6) == 0 && item_of(101, 6) != nullptr && item_of(101, 6)->successNum == 1 &&
-                               g_orvaDiagMgr->uiErrCount == 0;
-        int cancelState = -1;
-        pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &cancelState);
-        ::_exit(isCounted && cancelState == PTHREAD_CANCEL_ENABLE ? 0 : 1);
+    for (const int cancelState : {PTHREAD_CANCEL_ENABLE, PTHREAD_CANCEL_DISABLE}) {
+        const unsigned locks = calls_of("pthread_mutex_lock");
+        const unsigned unlocks = calls_of("pthread_mutex_unlock");
+        pthread_setcancelstate(cancelState, nullptr);
+        const pid_t child = ::fork();
+        int afterwards = -1;
+        pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &afterwards);
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            ::alarm(30);
+            const bool isCounted = ask(101, 6) == 0 && item_of(101, 6) != nullptr &&
+                                   item_of(101, 6)->successNum == 1 && g_orvaDiagMgr->uiErrCount == 0;
+            ::_exit(isCounted && afterwards == cancelState ? 0 : 1);
+        }
+        EXPECT_EQ(afterwards, cancelState);
+        EXPECT_EQ(calls_of("pthread_mutex_lock"), locks + 1);
+        EXPECT_EQ(calls_of("pthread_mutex_unlock"), unlocks + 1);
+        int status = -1;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0);
     }
-    EXPECT_EQ(calls_of("pthread_mutex_lock"), locks + 1);
-    EXPECT_EQ(calls_of("pthread_mutex_unlock"), unlocks + 1);
-    int cancelState = -1;
-    pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &cancelState);
-    EXPECT_EQ(cancelState, PTHREAD_CANCEL_ENABLE);
-    int status = -1;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
 }
 
 TEST_F(Diag, Fork_AfterAFailedStartTouchesNothing) {
@@ -980,8 +981,8 @@ TEST_F(Diag, DIAGLOG_StampsThePositionAndPassesTheWordsOn) {
 
 TEST_F(Diag, DIAGLOG_PrintsADashForChassisZero) {
     ORVA_DRVADP_SetSelfChassisVar(0);
-    EXPECT_EQ(ORVA_DIAGLOG(0, 0xCE41001, 0, 0, 0, "text"), 0u);
-    EXPECT_EQ(take_logs(), Records{"DLog(0x0, 0xce41001, 0x0, 0x0, 0x0) [Position: -/3]text"});
+    EXPECT_EQ(ORVA_DIAGLOG(0, 0xCE41001, 0, 0, 0, "t"), 0u); // the shortest text
+    EXPECT_EQ(take_logs(), Records{"DLog(0x0, 0xce41001, 0x0, 0x0, 0x0) [Position: -/3]t"});
 }
 
 TEST_F(Diag, DIAGLOG_TruncatesTheTextAt511Characters) {

@@ -296,6 +296,16 @@ TEST_F(OrvaDrvadpCommPort, QueryEthPortCfg_WithoutASocketIsRecorded) {
     EXPECT_EQ(value, kUntouched);
 }
 
+TEST_F(OrvaDrvadpCommPort, QueryEthPortCfg_ZeroIsADescriptor) {
+    interfaces.addresses = {{"veth0", 0x0A000009}};
+    platform().fakeFds[0] = "";
+    fail("socket_s", 1, 0);
+    std::uint32_t value = 0;
+    EXPECT_EQ(ORVA_QueryEthPortCfg("veth0", SIOCGIFADDR, &value), 0u);
+    EXPECT_EQ(value, 0x0A000009u);
+    EXPECT_EQ(platform().calls.back(), "close_s(0x0)");
+}
+
 TEST_F(OrvaDrvadpCommPort, GetIpAddress_AsksForTheAddress) {
     interfaces.addresses = {{"eth0", 0xC0A80001}};
     std::uint32_t ip = kUntouched;

@@ -211,6 +211,15 @@ TEST_F(File, MkDir_CreatesEveryMissingFolder) {
     EXPECT_TRUE(take_logs().empty());
 }
 
+TEST_F(File, MkDir_AsksForTheErrnoOfAFailureOnly) {
+    libc().mkdir = [](const char *, mode_t) {
+        errno = EACCES;
+        return 0;
+    };
+    EXPECT_EQ(ORVA_MkDir(path("b").c_str(), 0750), 0u);
+    EXPECT_TRUE(take_logs().empty());
+}
+
 TEST_F(File, MkDir_PassesTheModeThroughTheUmask) {
     const mode_t mask = ::umask(027);
     EXPECT_EQ(ORVA_MkDir(path("m").c_str(), 0777), 0u);
@@ -292,6 +301,14 @@ TEST_F(File, Fchmod_ReportsTheErrnoOfTheRegistration) {
     fail("safeio_fd_owner_assemble", 1, -1, EACCES);
     EXPECT_EQ(ORVA_Fchmod(path("f").c_str(), 0600), ORVA_ERR_FCHMOD_OPEN);
     EXPECT_EQ(take_logs(), twice("Open file " + path("f") + " unsuccessfully. errno: " + std::strerror(EACCES)));
+}
+
+TEST_F(File, Fchmod_ZeroIsADescriptor) {
+    touch("f");
+    platform().fakeFds[0] = "";
+    fail("safeio_fd_owner_assemble", 1, 0);
+    EXPECT_EQ(ORVA_Fchmod(path("f").c_str(), 0640), 0u);
+    EXPECT_EQ(platform().calls.back(), "close_s(0x0)");
 }
 
 TEST_F(File, Fchmod_GoesOnWithoutAnOwner) {

@@ -454,6 +454,16 @@ TEST_F(RandomValue, GetRandValue_WithoutADeviceIs0) {
     EXPECT_TRUE(platform().calls.empty());
 }
 
+TEST_F(RandomValue, GetRandValue_ZeroIsADescriptor) {
+    fail("safeio_fd_owner_assemble", 1, 0);
+    platform().fakeFds[0] = "\x01\x02\x03\x04";
+    EXPECT_EQ(ORVA_GetRandValue(), 0x04030201u);
+    libc().open = [](const char *, int, mode_t) { return 0; };
+    platform().fakeFds[0] = "\x01\x02\x03\x04";
+    EXPECT_EQ(ORVA_GetRandValue(), 0x04030201u);
+    EXPECT_EQ(platform().calls.back(), "close_s(0x50000)");
+}
+
 TEST_F(RandomValue, GetRandValue_AnUntrackedDescriptorStaysOpen) {
     fail("safeio_fd_owner_assemble", 1, -1);
     EXPECT_EQ(ORVA_GetRandValue(), 0u);
