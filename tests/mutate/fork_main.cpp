@@ -1,15 +1,17 @@
 // Runs every test of a program in a process of its own, one after the other, and stops at the first that fails: the
-// runner that mutate.py links in place of gtest_main. A test that hangs is ended by an alarm and has failed.
+// runner that mutate.py links in place of gtest_main. A test that uses processor time without end is ended and has
+// failed; mutate.py ends one that sleeps without end.
 #include <cstdio>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
 namespace {
 
-constexpr unsigned kLimitSeconds = 20;
+constexpr rlimit kProcessorSeconds = {20, 20};
 
 std::vector<std::string> names_of_tests() {
     std::vector<std::string> names;
@@ -26,7 +28,7 @@ std::vector<std::string> names_of_tests() {
 bool passes(const std::string &name) {
     const pid_t child = fork();
     if (child == 0) {
-        alarm(kLimitSeconds);
+        setrlimit(RLIMIT_CPU, &kProcessorSeconds);
         testing::GTEST_FLAG(filter) = name;
         std::exit(RUN_ALL_TESTS());
     }

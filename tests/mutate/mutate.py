@@ -1,13 +1,16 @@
 #!/usr/bin/python3
 """Changes one thing in a source at a time and tells which changes no test notices.
 
-A change is compiled with the command of the compile database, linked into the unit programs that use the source, the
-programs named after the source first, and run. It is caught when it does not compile or when a test fails. What is not
-caught survives, unless equivalent.toml explains why it changes nothing that could be seen.
+A change is compiled with the command of the compile database and linked: of the library into the unit programs that use
+the source, of other rooms into their programs and libraries (whole.py). The tests named after the source run first. A
+change is caught when it does not compile or when a test fails. What is not caught survives, unless equivalent.toml
+explains why it changes nothing that could be seen.
 
-Left alone are comments, preprocessor lines and static_assert conditions (they cannot be run).
+Left alone are comments, preprocessor lines, and static_assert conditions with their consteval predicates: they cannot be
+run, and tests/abi/wrong_rows_test.py holds them.
 """
 import argparse
+import collections
 import concurrent.futures
 import json
 import os
@@ -26,9 +29,13 @@ import tomllib
 from pygments.lexers import CppLexer
 from pygments.token import Token
 
+import whole
+from runs import run
+
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+LIBRARY = "src/comm"
+FEWEST_TO_PRECOMPILE = 4
 LIST = pathlib.Path(__file__).with_name("equivalent.toml")
-LIMIT_SECONDS = 120
 
 SWAPS = {"==": "!=", "!=": "==", "<": "<=", "<=": "<", ">": ">=", ">=": ">", "&&": "||", "||": "&&", "+": "-",
          "-": "+", "*": "+", "/": "*", "%": "/", "&": "|", "|": "&", "^": "|", "<<": ">>", ">>": "<<", "+=": "-=",
@@ -43,6 +50,7 @@ ARGUMENTS = re.compile(r"(?<=\w)\(([\w.>:*&-]+), ([\w.>:*&-]+)\)")
 CALL = re.compile(r"^\s*(?!return\b|if\b|for\b|while\b|switch\b|static_assert\b)[A-Za-z_][\w:.>-]*\(.*\);$")
 ASSIGNMENT = re.compile(r"^\s*[*A-Za-z_][\w:.>\[\]-]* [-+*/%&|^]?=(?!=) [^;]*;$")
 STEP_STATEMENT = re.compile(r"^\s*(?:(?:\+\+|--)[\w.>-]+|[\w.>-]+(?:\+\+|--));$")
+COMPILE_TIME_CHECK = re.compile(r"static_assert\([^;]*;|^consteval bool .*?^\}$", re.MULTILINE | re.DOTALL)
 LEAVE = re.compile(r"^\s*(?:break|continue);$")
 
 
@@ -87,7 +95,7 @@ def changes_of(text):
         if letter.isalnum() and value[at - 1] not in "\\%":
             found.append((start + at, start + at + 1, "q" if letter != "q" else "z"))
     changes_of_lines(masked, text, found)
-    asserted = [match.span() for match in re.finditer(r"static_assert\([^;]*;", masked)]
+    asserted = [match.span() for match in COMPILE_TIME_CHECK.finditer(masked)]
     return sorted({change for change in found
                    if not any(start <= change[0] < end for start, end in asserted)})
 
@@ -174,18 +182,9 @@ class Program:
 
     def link(self, objects, out):
         linker = ["-fuse-ld=lld"] if shutil.which("ld.lld") else []
-        done = subprocess.run([*self.words[:1], *objects, *self.words[1:], *linker, "-o", out], cwd=self.build,
-                              capture_output=True, text=True)
+        done = subprocess.run([*self.words[:1], *objects, *self.words[1:], *linker, "-s", "-o", out],
+                              cwd=self.build, capture_output=True, text=True)
         return done.returncode == 0
-
-
-def run(program, folder):
-    """True when every test passes."""
-    try:
-        return subprocess.run([program], cwd=folder, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                              stderr=subprocess.DEVNULL, timeout=LIMIT_SECONDS).returncode == 0
-    except subprocess.TimeoutExpired:
-        return False
 
 
 class Source:
@@ -214,6 +213,15 @@ class Source:
                                key=lambda program: (not program.name.startswith(f"unit_{stem}_"),
                                                     not program.name.startswith(f"unit_{area}"), program.name))
 
+    def precompile(self, folder):
+        """Parses the headers that the source begins with once, for all changes."""
+        headers = pathlib.Path(folder) / (self.name.replace("/", "_") + ".h")
+        headers.write_text("".join(re.findall(r"^#include .*\n", self.text.split("\n#define ")[0], flags=re.M)))
+        done = subprocess.run([*self.command, "-x", "c++-header", headers, "-o", f"{headers}.gch"], cwd=self.folder,
+                              capture_output=True)
+        if done.returncode == 0:
+            self.command[-1:] = ["-include", str(headers), "-c"]
+
     def compile(self, text, folder):
         source = pathlib.Path(folder) / self.path.name
         source.write_text(text)
@@ -222,48 +230,43 @@ class Source:
         return out if done.returncode == 0 else None
 
 
-def judge(source, change, skipped):
-    """What becomes of a change: "compiler", the program that catches it, or None when it survives."""
+class UnitPrograms:
+    """Tells what becomes of a change of the library: the unit programs that link its source are linked with it and run."""
+
+    def __init__(self, build, folder):
+        runner = pathlib.Path(folder) / "fork_main.o"
+        subprocess.run(["c++", "-std=c++20", "-O1", "-c", pathlib.Path(__file__).with_name("fork_main.cpp"), "-o",
+                        runner], check=True)
+        targets = subprocess.run(["ninja", "-C", build, "-t", "targets", "all"], check=True, text=True,
+                                 capture_output=True).stdout
+        names = sorted(set(re.findall(r"^(unit_\w+): phony", targets, flags=re.M)))
+        self.programs = [Program(build, name, runner) for name in names]
+        self.programs = [program for program in self.programs if program.symbols and self.passes(program, folder)]
+
+    @staticmethod
+    def passes(program, folder):
+        """False for a program that this runner cannot run green without any change; it can prove nothing."""
+        linked = pathlib.Path(folder) / "program"
+        if program.link([], linked) and run([linked], folder):
+            return True
+        print(f"skipped, since it fails without a change: {program.name}")
+        return False
+
+    def catches(self, source, changed, folder):
+        """The program that catches a changed object, or None."""
+        for program in source.programs:
+            linked = pathlib.Path(folder) / "program"
+            if not program.link([str(changed)], linked) or not run([linked], folder):
+                return program.name
+        return None
+
+
+def judge(source, change, tests):
+    """What becomes of a change: "compiler", the test that catches it, or None when it survives."""
     start, end, new = change
     with tempfile.TemporaryDirectory(prefix="orva_mutate.") as folder:
         changed = source.compile(source.text[:start] + new + source.text[end:], folder)
-        if changed is None:
-            return "compiler"
-        for program in source.programs:
-            if program.name in skipped:
-                continue
-            linked = pathlib.Path(folder) / "program"
-            if not program.link([str(changed)], linked) or not run(linked, folder):
-                return program.name
-    return None
-
-
-def unit_programs(build, runner):
-    targets = subprocess.run(["ninja", "-C", build, "-t", "targets", "all"], check=True, text=True,
-                             capture_output=True).stdout
-    names = sorted(set(re.findall(r"^(unit_\w+): phony", targets, flags=re.M)))
-    return [Program(build, name, runner) for name in names]
-
-
-def compile_runner(folder):
-    out = pathlib.Path(folder) / "fork_main.o"
-    subprocess.run(["c++", "-std=c++20", "-O1", "-c", pathlib.Path(__file__).with_name("fork_main.cpp"), "-o", out],
-                   check=True)
-    return out
-
-
-def failing_before(programs):
-    """Programs that this runner cannot run green without any change; they can prove nothing."""
-    failing = set()
-    for program in programs:
-        if not program.symbols:
-            continue
-        with tempfile.TemporaryDirectory(prefix="orva_mutate.") as folder:
-            linked = pathlib.Path(folder) / "program"
-            if not program.link([], linked) or not run(linked, folder):
-                print(f"skipped, since it fails without a change: {program.name}")
-                failing.add(program.name)
-    return failing
+        return "compiler" if changed is None else tests.catches(source, changed, folder)
 
 
 def sources_of(build, wanted, programs):
@@ -271,7 +274,8 @@ def sources_of(build, wanted, programs):
     chosen = {}
     for entry in entries:
         path = pathlib.Path(entry["file"]).resolve()
-        if path.is_relative_to(ROOT / wanted) and "orva_comm_objects.dir" in entry["command"]:
+        in_library = path.is_relative_to(ROOT / LIBRARY)
+        if path.is_relative_to(ROOT / wanted) and (not in_library or "orva_comm_objects.dir" in entry["command"]):
             chosen[path] = Source(entry, programs)
     return [chosen[path] for path in sorted(chosen)]
 
@@ -280,8 +284,9 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("count", nargs="?", type=int, default=200, help="changes to try (default 200)")
     parser.add_argument("path", nargs="?", default="src/comm", help="source or folder (default src/comm)")
-    parser.add_argument("--build", default=str(ROOT / "build/mutate"))
+    parser.add_argument("--build", default=str(ROOT / "build/mutate"), help="with every test of PATH in it")
     parser.add_argument("--seed", type=int, default=1, help="another seed tries other changes (default 1)")
+    parser.add_argument("--start", type=int, default=0, help="changes of the seed to leave out first (default 0)")
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     arguments = parser.parse_args()
     equivalent = Equivalent()
@@ -289,18 +294,25 @@ def main():
     for key in stale:
         print("listed as equivalent, but no change of this script: " + " | ".join(key))
     with tempfile.TemporaryDirectory(prefix="orva_mutate.") as folder:
-        sys.exit(report(arguments, equivalent, stale, unit_programs(arguments.build, compile_runner(folder))))
+        sys.exit(report(arguments, equivalent, stale, folder))
 
 
-def report(arguments, equivalent, stale, programs):
+def report(arguments, equivalent, stale, folder):
     """Tries the changes and prints what becomes of them; the exit status."""
-    skipped = failing_before(programs)
-    sources = sources_of(arguments.build, arguments.path, programs)
+    if arguments.path.startswith(LIBRARY):
+        tests = UnitPrograms(arguments.build, folder)
+        sources = sources_of(arguments.build, arguments.path, tests.programs)
+    else:
+        tests = whole.Tests(arguments.build, arguments.path)
+        sources = sources_of(arguments.build, arguments.path, [])
     changes = [(source, change) for source in sources for change in changes_of(source.text)]
+    random.Random(arguments.seed).shuffle(changes)
+    changes = changes[arguments.start:][:arguments.count]
     if not changes:
         sys.exit(f"{arguments.path}: no source of the compile database with a change")
-    random.Random(arguments.seed).shuffle(changes)
-    changes = changes[:arguments.count]
+    for source, count in collections.Counter(source for source, _ in changes).items():
+        if count >= FEWEST_TO_PRECOMPILE:
+            source.precompile(folder)
     counts = {"compiler": 0, "test": 0, "equivalent": 0, "survived": 0}
     printing = threading.Lock()
 
@@ -310,10 +322,12 @@ def report(arguments, equivalent, stale, programs):
         if equivalent.explains(source.name, lines):
             verdict = "equivalent"
         else:
-            caught = judge(source, change, skipped)
+            caught = judge(source, change, tests)
             verdict = "survived" if caught is None else "compiler" if caught == "compiler" else "test"
         with printing:
             counts[verdict] += 1
+            if sum(counts.values()) % 50 == 0:
+                print(f"tried {sum(counts.values())} of {len(changes)}", flush=True)
             if verdict == "survived":
                 line = source.text.count("\n", 0, change[0]) + 1
                 print(f"survived: {source.name}:{line}\n  - {lines[0]}\n  + {lines[1]}", flush=True)
