@@ -75,5 +75,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     check_name(path, bufferSize);
     check_folders(path);
     check_folders("/" + path);
+    orva_test::reset_platform(); // what follows a run opens files of its own
     return 0;
 }

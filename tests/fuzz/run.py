@@ -1,6 +1,6 @@
 """Runs the fuzz targets of a build, as many at a time as there are processors, and prints for each the executions, how much
 of the code that it tries and of the library its corpus reaches, and the findings. New inputs go to a folder of the build;
---minimise replaces the checked-in corpus by the smallest set that reaches as much."""
+--minimise adds to the checked-in corpus the few of them that reach other branches."""
 import argparse
 import concurrent.futures
 import json
@@ -61,12 +61,11 @@ class Target:
         self.run("-runs=0", self.grown, self.checked_in, profile=folder / f"{self.subject}-%m.profraw")
 
     def minimise(self, largest):
-        with tempfile.TemporaryDirectory() as scratch:
-            self.run("-merge=1", f"-max_len={largest}", scratch, self.checked_in, self.grown)
-            for old in self.checked_in.iterdir():
-                old.unlink()
-            for new in pathlib.Path(scratch).iterdir():
-                shutil.copy(new, self.checked_in / new.name[:12])
+        """What is checked in stays, past findings among it; of the rest few that reach other branches come to it."""
+        before = set(self.checked_in.iterdir())
+        self.run("-merge=1", "-use_counters=0", f"-max_len={largest}", self.checked_in, self.grown)
+        for new in set(self.checked_in.iterdir()) - before:
+            new.rename(self.checked_in / new.name[:12])
 
 
 def reached(build, targets, folder, places):
