@@ -25,13 +25,13 @@ def states_below(ancestor):
                 pass
 
 
-def run(command, folder):
+def run(command, folder, longest_sleep=SLEEPING_SECONDS):
     """True when a program passes. One whose processes all sleep without end has failed; one that waits for a processor,
     since the machine is busy, has not."""
     with subprocess.Popen(command, cwd=folder, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                           stderr=subprocess.DEVNULL, start_new_session=True) as process:
         asleep = 0
-        while asleep < SLEEPING_SECONDS:
+        while asleep < longest_sleep:
             try:
                 return process.wait(1) == 0
             except subprocess.TimeoutExpired:
