@@ -414,6 +414,14 @@ TEST_F(Queue, CreateTry_FailedCallHasItsCode) {
     EXPECT_EQ(id, 77u);
 }
 
+TEST_F(Queue, CreateTry_HandsOutTheLowestIdentifierAboveZero) {
+    queue_.identifiers = {1};
+    std::uint32_t id = 77;
+    EXPECT_EQ(ORVA_QueueCreateTry(1, &id), 0u);
+    EXPECT_EQ(id, 1u);
+    EXPECT_TRUE(queue_.removed.empty());
+}
+
 TEST_F(Queue, CreateTry_RemovesQueueZeroAndAsksAgain) {
     for (int zeros = 1; zeros <= 4; ++zeros) {
         queue_.identifiers.assign(static_cast<std::size_t>(zeros), 0);
