@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr rlimit kProcessorSeconds = {5, 5};
+constexpr rlimit kProcessorSeconds = {2, 2};
 
 std::vector<std::string> names_of_tests() {
     std::vector<std::string> names;

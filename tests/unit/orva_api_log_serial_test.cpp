@@ -264,6 +264,13 @@ TEST_F(Serial, SerialLog_TruncatesTheMessageAt511Characters) {
     }
 }
 
+TEST_F(Serial, SerialLog_WritesAnEmptyMessageLikeAnyOther) {
+    ORVA_SerialLog("%s", "");
+    EXPECT_EQ(platform().written, Records{""});
+    EXPECT_EQ(platform().calls.back(), "close_s(0x50047)");
+    EXPECT_EQ(live_blocks(), 0u);
+}
+
 TEST_F(Serial, SerialLog_DropsTheMessageSilentlyWithoutConsole) {
     commandLine_ = "quiet";
     ORVA_SerialLog("lost");
