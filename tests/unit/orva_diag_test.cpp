@@ -1123,10 +1123,25 @@ TEST_F(Diag, TimerProcNode_WalksAtMostItemCountItemsAndSkipsEmptyTrees) {
     EXPECT_EQ(item_of(101, 3)->successNum, 1u);
 }
 
+TEST_F(Diag, TimerProcNode_WalksTheFirstAndTheLastNode) {
+    start(3, 100);
+    for (const std::uint32_t diagId : {100u, 101u, 102u}) {
+        ask(diagId, 1);
+        item_of(diagId, 1)->successNum = 40;
+    }
+    g_orvaDiagMgr->curZone = 5;
+    ORVA_DiagMgrTimerProcNode();
+    for (const std::uint32_t diagId : {100u, 101u, 102u}) {
+        EXPECT_EQ(item_of(diagId, 1)->successNum, 1u) << diagId;
+    }
+}
+
 TEST_F(Diag, TimerProcItem_SumsTheOtherTwelveZones) {
     start();
     OrvaDiagNode node{};
-    OrvaDiagItem item{};
+    OrvaDiagItem item;
+    std::memset(&item, 0xFF, sizeof item); // what lies behind the zones does not count
+    item.keyId = 0;
     for (std::size_t i = 0; i < 13; ++i) {
         item.zone[i] = static_cast<std::uint8_t>(i + 1);
     }

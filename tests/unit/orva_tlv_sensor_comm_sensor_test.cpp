@@ -406,13 +406,15 @@ TEST_F(TlvSensor, SensorNumEncode_RecordsABufferThatIsTooSmall) {
 
 TEST_F(TlvSensor, SensorNumDecode_ReadsFiveBytes) {
     const Bytes item = {0x00, 0x08, 0x00, 0x01, 0x07, 0x09};
-    std::uint32_t remaining = 6;
-    std::uint32_t consumed = 77;
-    std::uint8_t number = 0;
-    EXPECT_EQ(ORVA_TLV_SensorNumDecode(item.data(), &remaining, &number, &consumed), 0u);
-    EXPECT_EQ(remaining, 1u);
-    EXPECT_EQ(consumed, 5u);
-    EXPECT_EQ(number, 7);
+    for (const std::uint32_t size : {5u, 6u}) {
+        std::uint32_t remaining = size;
+        std::uint32_t consumed = 77;
+        std::uint8_t number = 0;
+        EXPECT_EQ(ORVA_TLV_SensorNumDecode(item.data(), &remaining, &number, &consumed), 0u) << size;
+        EXPECT_EQ(remaining, size - 5) << size;
+        EXPECT_EQ(consumed, 5u) << size;
+        EXPECT_EQ(number, 7) << size;
+    }
 }
 
 TEST_F(TlvSensor, SensorNumDecode_RefusesAnythingElse) {
