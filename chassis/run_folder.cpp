@@ -18,7 +18,7 @@ std::filesystem::path temporary_folder() {
         throw std::runtime_error("no temporary folder: " + std::string(std::strerror(errno)));
     }
     try {
-        return pattern.c_str(); // the text itself stays, for the handler
+        return std::filesystem::path(pattern); // a copy: the text itself stays, for the handler
     } catch (const std::exception &) {
         rmdir(pattern.c_str());
         throw;

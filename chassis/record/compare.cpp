@@ -207,8 +207,7 @@ std::vector<FieldDifference> compare_answers(Bytes recorded, Bytes now, bool rea
         rest.emplace(part.name, &part);
     }
     std::vector<FieldDifference> differences;
-    const auto note = [&](const NamedValue *one, const NamedValue *other) {
-        const std::string &name = (one != nullptr ? one : other)->name;
+    const auto note = [&](const std::string &name, const NamedValue *one, const NamedValue *other) {
         if (!is_left_out(message, name, real_time)) {
             const std::size_t same = one != nullptr && other != nullptr ? equal_bytes(one->bytes, other->bytes) : 0;
             differences.push_back({name, one != nullptr ? value_of(*one, same) : "nothing",
@@ -218,16 +217,16 @@ std::vector<FieldDifference> compare_answers(Bytes recorded, Bytes now, bool rea
     for (const NamedValue &part : before.all()) {
         const auto found = rest.find(part.name);
         if (found == rest.end()) {
-            note(&part, nullptr);
+            note(part.name, &part, nullptr);
         } else if (!std::ranges::equal(part.bytes, found->second->bytes)) {
-            note(&part, found->second);
+            note(part.name, &part, found->second);
         }
         if (found != rest.end()) {
             rest.erase(found);
         }
     }
     for (const auto &[name, part] : rest) {
-        note(nullptr, part);
+        note(part->name, nullptr, part);
     }
     return differences;
 }

@@ -66,7 +66,7 @@ std::int64_t drops_in(const std::string &summary) {
 } // namespace
 
 const char *invariant_text(Invariant invariant) {
-    return kTexts[static_cast<std::size_t>(invariant)];
+    return kTexts.at(static_cast<std::size_t>(invariant));
 }
 
 Invariants::Invariants(EventLog &log)
