@@ -15,9 +15,8 @@ endfunction()
 
 # Compiles sources of the target as one, under a name: what they include is read, and its templates are compiled, once.
 # What wants each source alone, as the compiler's cache and the linters do, turns off precompiled headers, and this too.
-# With sanitizers each source stays alone: what the compiler warns of in instrumented code is known for that form.
 function(orva_compile_together target name)
-  if(NOT CMAKE_DISABLE_PRECOMPILE_HEADERS AND NOT ORVA_SANITIZE)
+  if(NOT CMAKE_DISABLE_PRECOMPILE_HEADERS)
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
     set_source_files_properties(${ARGN} PROPERTIES UNITY_GROUP ${name})
   endif()

@@ -76,6 +76,8 @@ private:
         } catch (const Json::parse_error &error) {
             const std::size_t at = error.byte == 0 ? 0 : error.byte - 1;
             finish(path, {}, {{}, {{at, "document", "this is not JSON", "a JSON document"}}}, input.bytes);
+        } catch (const Json::out_of_range &) {
+            finish(path, {}, {{}, {{{}, "document", "a number is too large", "numbers that a double holds"}}}, {});
         }
     }
 

@@ -571,6 +571,10 @@ TEST_F(Inspect, Encode_EveryRefusalNamesTheMember) {
         const char *message;
     } cases[] = {
         {"no JSON", "{\"family\": }", {}, "at byte 11: this is not JSON [field document, expected a JSON document]"},
+        {"a number without bounds",
+         R"({"family": "SoNameReq", "word_0": 1e999})",
+         {},
+         "a number is too large [field document, expected numbers that a double holds]"},
         {"no layout",
          "{}",
          {},
