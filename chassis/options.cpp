@@ -91,7 +91,7 @@ CLI::App *add_explore_command(CLI::App &app, ExploreOptions &explore) {
 CLI::App *add_soak_command(CLI::App &app, SoakOptions &soak) {
     CLI::App *command = app.add_subcommand("soak", "Run queues and boards at full speed while they are disturbed");
     command->add_option("--minutes", soak.minutes, "How long, a fraction too")
-        ->check(CLI::Range(0.05, 1440.0))
+        ->check(CLI::Range(0.02, 1440.0))
         ->capture_default_str();
     command->add_option("--boards", soak.boards, "Number of boards beside the main board")
         ->check(CLI::Range(1U, kMaxBoards))

@@ -45,7 +45,7 @@ class Tree(unittest.TestCase):
         path.chmod(0o755)
 
     def packages(self, state):
-        self.stand_in("dpkg-query", f"#!/bin/sh\necho 'all {state}'\n")
+        self.stand_in("dpkg-query", f'#!/bin/sh\nfor name; do echo "$name:all {state}"; done\n')
 
     def dev(self, *arguments, program=None, expected=0, **variables):
         result = subprocess.run([str(program or self.tree / "dev"), *arguments], text=True, capture_output=True,

@@ -33,6 +33,14 @@ struct Wrong {
     const char *message;
 };
 
+std::string many(const std::string &part, std::size_t count) {
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i) {
+        text += part;
+    }
+    return text;
+}
+
 TEST(ChassisScenario, Reader_NamesEachMistakeWithItsPlaceAndWhatWasExpected) {
     const std::string step = kHead + "[[step]]\ntitle = \"s\"\n";
     const std::array cases = {
@@ -43,6 +51,12 @@ TEST(ChassisScenario, Reader_NamesEachMistakeWithItsPlaceAndWhatWasExpected) {
               "file.toml:4:5: a character outside ASCII must be in quotes or in a comment"},
         Wrong{"a header without a name", kHead + "x = [\n[\n1]]\n [[ =]]\n",
               "file.toml:6:5: expected the name of a table"},
+        Wrong{"a bracket of the wrong kind", kHead + "x = [[}\n", "file.toml:3:7: expected ']', not '}'"},
+        Wrong{"the other one", kHead + "x = {a = [1], b = ]\n", "file.toml:3:19: expected '}', not ']'"},
+        Wrong{"a key of too many parts", kHead + "x" + many(".x", 200000) + " = 1\n",
+              "file.toml:3:202: more than 100 dots on a line"},
+        Wrong{"a table of too many parts", kHead + "# ....\n['x'" + many(".x", 200000) + "]\n",
+              "file.toml:4:205: more than 100 dots on a line"},
         Wrong{"an unknown key", kHead + "bords = 3\n",
               "file.toml:3:1: bords: there is no such key; did you mean \"boards\"?"},
         Wrong{"a missing key", "text = \"t\"\n", "name: is missing; expected name of the scenario"},

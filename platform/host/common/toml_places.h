@@ -45,18 +45,20 @@ struct TomlStray {
     const char *why;
 };
 
-// The reader's behaviour is undefined for some characters outside ASCII where a key or a value is expected, and for a
-// table's header without a key. This finds the first of either.
+// The reader's behaviour is undefined for some characters outside ASCII where a key or a value is expected, for a
+// table's header without a key, and for a bracket of the wrong kind. Each dot of a key is a table inside a table,
+// which it frees by calling itself: their number is bounded. This finds the first of these.
 inline std::optional<TomlStray> find_toml_stray(std::string_view text) {
-    std::size_t depth = 0; // of arrays and inline tables
+    std::string closers; // of the arrays and inline tables that are open
     bool line_begins = true;
+    std::size_t dots = 0;
     std::size_t at = text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
     while (at < text.size()) {
         const char c = text[at];
         if (is_outside_ascii(c)) {
             return TomlStray{at, "a character outside ASCII must be in quotes or in a comment"};
         }
-        if (c == '[' && line_begins && depth == 0) {
+        if (c == '[' && line_begins && closers.empty()) {
             at += text.substr(at).starts_with("[[") ? 2 : 1;
             at = std::min(text.find_first_not_of(" \t", at), text.size());
             if (at < text.size() && text[at] != ']' && !begins_toml_key(text[at])) {
@@ -65,8 +67,18 @@ inline std::optional<TomlStray> find_toml_stray(std::string_view text) {
             line_begins = false;
             continue;
         }
-        depth += c == '[' || c == '{' ? 1 : 0;
-        depth -= (c == ']' || c == '}') && depth > 0 ? 1 : 0;
+        if (c == '[' || c == '{') {
+            closers += c == '[' ? ']' : '}';
+        } else if ((c == ']' || c == '}') && !closers.empty()) {
+            if (c != closers.back()) {
+                return TomlStray{at, c == ']' ? "expected '}', not ']'" : "expected ']', not '}'"};
+            }
+            closers.pop_back();
+        }
+        dots = c == '\n' ? 0 : dots + (c == '.' ? 1 : 0);
+        if (dots > 100) {
+            return TomlStray{at, "more than 100 dots on a line"};
+        }
         line_begins = c == '\n' || (line_begins && (c == ' ' || c == '\t' || c == '\r'));
         at = c == '#' ? text.find('\n', at) : c == '"' || c == '\'' ? toml_string_end(text, at) : at + 1;
     }

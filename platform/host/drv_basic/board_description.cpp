@@ -346,31 +346,16 @@ bool only_ascii(Reading &reading, std::string_view text) {
                          "a byte outside ASCII; a text holds such a character as an escape");
 }
 
-// Each dot of a key is a table inside a table, which the reader frees by calling itself: their number is bounded.
-bool only_short_keys(Reading &reading, std::string_view text) {
-    toml::source_region where;
-    std::size_t dots = 0;
-    where.begin.line = 1;
-    for (const char c : text) {
-        dots = c == '\n' ? 0 : dots + (c == '.' ? 1 : 0);
-        where.begin.line += c == '\n' ? 1U : 0U;
-        if (dots > kMaxDotsOnLine) {
-            const std::string_view key = key_on_line(text, where.begin.line).substr(0, kShownKeyBytes);
-            return reading.fault(where, "", key, "more than " + std::to_string(kMaxDotsOnLine) + " dots on a line");
-        }
-    }
-    return true;
-}
-
-bool only_named_tables(Reading &reading, std::string_view text) {
+bool only_what_is_read(Reading &reading, std::string_view text) {
     const auto stray = host::find_toml_stray(text);
     if (!stray) {
         return true;
     }
+    const auto before = text.substr(0, stray->at);
+    const auto line = static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n')) + 1;
     toml::source_region where;
-    where.begin.line = static_cast<toml::source_index>(
-        1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(stray->at), '\n'));
-    return reading.fault(where, "", "", stray->why);
+    where.begin.line = static_cast<toml::source_index>(line);
+    return reading.fault(where, "", key_on_line(text, line).substr(0, kShownKeyBytes), stray->why);
 }
 
 } // namespace
@@ -380,7 +365,7 @@ std::optional<BoardDescription> parse_board(std::string_view given, const std::s
     faults.clear();
     Reading reading{name, faults, {}};
     const std::string text = with_plain_comments(given);
-    if (!only_ascii(reading, text) || !only_short_keys(reading, text) || !only_named_tables(reading, text)) {
+    if (!only_ascii(reading, text) || !only_what_is_read(reading, text)) {
         return std::nullopt;
     }
     try {

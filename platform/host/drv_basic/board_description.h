@@ -14,7 +14,6 @@ namespace host {
 
 inline constexpr std::uint32_t kMaxSlot = 30;
 inline constexpr std::size_t kMaxDescriptionBytes = 1024 * 1024;
-inline constexpr std::size_t kMaxDotsOnLine = 100;
 
 // Codes that queries are told to fail with; 0: they answer.
 struct ForcedFailures {
