@@ -307,6 +307,7 @@ TEST_F(HostMiroUnzip, Unzip_RefusesWhatLeavesTheDestinationAndWritesNothing) {
         {"link to the parent", {harmless, link_to("l", "..")}, "the link leaves the destination"},
         {"link one too high", {harmless, link_to("a/l", "../../x")}, "the link leaves the destination"},
         {"link down and up", {harmless, link_to("a/l", "b/../../x")}, "the link leaves the destination"},
+        {"link up after a name", {harmless, link_to("a/l", "b/../x")}, "the link leaves the destination"},
         {"link without target", {harmless, link_to("l", "")}, "the link leaves the destination"},
         {"through a link before",
          {harmless, link_to("l", "d"), {.name = "l/x", .content = "1"}},

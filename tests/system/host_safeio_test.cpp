@@ -403,7 +403,12 @@ TEST_F(HostSafeioDescriptor, SocketS_GivesATrackedDescriptor) {
     socklen_t length = sizeof type;
     EXPECT_EQ(getsockopt(fd & SAFEIO_KERNEL_FD_MASK, SOL_SOCKET, SO_TYPE, &type, &length), 0);
     EXPECT_EQ(type, SOCK_DGRAM);
-    EXPECT_EQ(SAFEIO_HostWalkTracked(nullptr, nullptr), 1u);
+    uint32_t module = 77;
+    EXPECT_EQ(SAFEIO_HostWalkTracked(
+                  [](int, uint32_t, uint32_t owning, void *context) { *static_cast<uint32_t *>(context) = owning; },
+                  &module),
+              1u);
+    EXPECT_EQ(module, 0u);
     EXPECT_EQ(close_s(fd), 0);
     EXPECT_FALSE(is_open(fd));
     EXPECT_EQ(socket_s(AF_UNIX, 12345, 0), -1);
