@@ -203,6 +203,7 @@ class Source:
             words = words[1:]
         out = words.index("-o")
         self.object = pathlib.Path(self.folder) / words[out + 1]
+        self.objects = []  # of every target that has this source
         del words[out:out + 2]
         words = [word for word in words if word not in ("-Werror", "-g", str(self.path), "-c")]
         self.command = [*words, "-w", "-O0", "-g0", "-iquote", str(self.path.parent), "-c"]
@@ -277,9 +278,11 @@ def sources_of(build, wanted, programs):
     chosen = {}
     for entry in entries:
         path = pathlib.Path(entry["file"]).resolve()
-        in_library = path.is_relative_to(ROOT / LIBRARY)
-        if path.is_relative_to(ROOT / wanted) and (not in_library or "orva_comm_objects.dir" in entry["command"]):
-            chosen[path] = Source(entry, programs)
+        wanted_object = "orva_comm_objects.dir" in entry["command"] if path.is_relative_to(ROOT / LIBRARY) else \
+            " -o tests/" not in entry["command"]
+        if path.is_relative_to(ROOT / wanted) and wanted_object:
+            source = Source(entry, programs)
+            chosen.setdefault(path, source).objects.append(source.object)
     return [chosen[path] for path in sorted(chosen)]
 
 

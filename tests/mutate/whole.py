@@ -102,22 +102,22 @@ class Tests:
                     out = words.index("-o")
                     self.links[words[out + 1]] = words[:out] + words[out + 2:]
 
-    def linked_from(self, name):
-        """The outputs that an object goes into, by itself or in an archive."""
-        parts = {name} | {archive for archive, members in self.archives.items() if name in members}
+    def linked_from(self, names):
+        """The outputs that objects go into, by themselves or in an archive."""
+        parts = names | {archive for archive, members in self.archives.items() if names & set(members)}
         return [output for output, words in self.links.items() if parts & set(words)]
 
-    def link(self, output, name, changed, out):
+    def link(self, output, names, changed, out):
         linker = ["-fuse-ld=lld"] if shutil.which("ld.lld") else []
-        words = [str(changed) if word == name else word for word in self.links[output]]
+        words = [str(changed) if word in names else word for word in self.links[output]]
         if str(changed) not in words:
             words.insert(1, str(changed))  # before the archive that has it
         return subprocess.run([*words, *linker, "-s", "-o", out], cwd=self.build, capture_output=True).returncode == 0
 
     def catches(self, source, changed, folder):
         """The test that catches a changed object, or None."""
-        name = str(source.object.relative_to(self.build))
-        outputs = self.linked_from(name)
+        names = {str(path.relative_to(self.build)) for path in source.objects}
+        outputs = self.linked_from(names)
         words = [word for word in re.split(r"[/_.]", source.name) if len(word) > 2]
         hits = {test: sum(word in test.label().lower() for word in words) for test in self.tests}
         mounts = {}
@@ -126,7 +126,7 @@ class Tests:
                 is_needed = not output.startswith("tests/") or test.command[0] == str(self.build / output)
                 if is_needed and output not in mounts:
                     mounts[output] = pathlib.Path(folder) / str(len(mounts))
-                    if not self.link(output, name, changed, mounts[output]):
+                    if not self.link(output, names, changed, mounts[output]):
                         return "linker"
             if not test.passes({self.build / output: cover for output, cover in mounts.items()}, folder):
                 return test.name
