@@ -59,8 +59,10 @@ public:
         queues_.start();
         loop_.after(kLookAtChassisEvery, [this] { look(); });
         loop_.after(std::chrono::minutes(1), [this] { show_minute(); });
-        loop_.wait(loop_.now() + std::chrono::seconds(seconds()) + kLate, [this] { return chassis_ == 0; });
+        const auto has_ended = [this] { return chassis_ == 0; };
+        loop_.wait(loop_.now() + std::chrono::seconds(seconds()), has_ended);
         queues_.finish();
+        loop_.wait(loop_.now() + kLate, has_ended); // a board that was disturbed last comes back first
         return report();
     }
 
