@@ -169,6 +169,13 @@ def test_a_running_chassis_is_joined_and_goes_on(tmp_path):
         Chassis.join(folder)
 
 
+def test_a_step_that_waits_in_vain_fails_its_run(tmp_path):
+    scenario = tmp_path / "vain.toml"
+    for wait, status in (("wait 0.1 fault", 1), ("wait 0.1 fault 0", 0)):
+        scenario.write_text(f'name = "vain"\ntext = "t"\nboards = 1\n[[step]]\ntitle = "s"\ndo = ["{wait}"]\n')
+        assert subprocess.run([PROGRAM, "run", scenario], stdout=subprocess.DEVNULL, check=False).returncode == status
+
+
 def test_the_fixture_shows_the_last_events_of_a_failed_test_and_keeps_its_folder(tmp_path):
     (tmp_path / "test_it.py").write_text(
         "def test_it(chassis):\n    chassis.kill(2)\n    print('folder', chassis.folder)\n    assert False\n")
