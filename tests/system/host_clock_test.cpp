@@ -446,6 +446,36 @@ TEST_F(HostClock, AStoppedProcessMissesTheTimeAndGoesOn) {
     EXPECT_NE(status_of(child), -1);
 }
 
+// A process that stood still while it looks at the clock's table would hold up everybody.
+TEST_F(HostClock, AProcessStoppedWhileItReadsTheClockHoldsNobodyUp) {
+    const pid_t child = start_child([] {
+        std::vector<std::thread> readers;
+        for (int i = 0; i < 4; ++i) {
+            readers.emplace_back([] {
+                MIRO_HostClockLeave();
+                for (;;) {
+                    now_ms();
+                }
+            });
+        }
+        std::this_thread::sleep_for(hours(1000));
+    });
+    std::this_thread::sleep_for(seconds(1));
+    const std::uint64_t start = now_ms();
+    for (int i = 0; i < 300; ++i) {
+        const std::uint64_t from = MIRO_HostClockRealNs();
+        while (MIRO_HostClockRealNs() - from < 2'000'000) {
+        }
+        ASSERT_EQ(kill(child, SIGSTOP), 0);
+        std::this_thread::sleep_for(seconds(1));
+        ASSERT_EQ(kill(child, SIGCONT), 0);
+        std::this_thread::sleep_for(seconds(1));
+    }
+    EXPECT_EQ(now_ms() - start, 600'000u);
+    EXPECT_EQ(kill(child, SIGKILL), 0);
+    EXPECT_NE(status_of(child), -1);
+}
+
 TEST_F(HostClock, AnEndedChildIsSeenAtTheInstantOfItsEnd) {
     const pid_t child = start_child([] { std::this_thread::sleep_for(milliseconds(698)); });
     const std::uint64_t start = now_ms();

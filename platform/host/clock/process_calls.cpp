@@ -133,12 +133,8 @@ void see_signal_through(pid_t process, void *context) {
     if (process == getpid() || !is_meant(process, sent)) {
         return;
     }
-    if (sent.signal == SIGSTOP) {
-        set_stopped(process, true);
-        return;
-    }
     if (sent.signal == SIGCONT) {
-        set_stopped(process, false);
+        let_process_go_on(process);
     }
     if (sent.fatal) {
         bury_when_dead(process);
@@ -160,6 +156,11 @@ int send_signal(pid_t process, int signal) {
               .signal = signal,
               .fatal = false};
     const bool own = process == getpid() || sent.group == getpgrp();
+    if (signal == SIGSTOP && !own && process != -1) {
+        const int result = stop_process(process);
+        touch(key_for(kAnonymousKey, 0));
+        return result;
+    }
     // A stopped process dies of nothing but SIGKILL before it goes on.
     sent.fatal = signal == SIGKILL || (process > 0 && !own && is_member(process) && is_fatal_for(process, signal) &&
                                        !is_stopped_process(process));

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <dirent.h>
 #include <fcntl.h>
 #include <linux/futex.h>
 #include <poll.h>
@@ -29,6 +30,7 @@ constexpr std::uint32_t kMaxProcesses = 1024;
 constexpr std::int32_t kNobody = -1;
 constexpr std::int64_t kLookNs = 20 * kNsPerMs;
 constexpr std::int64_t kJoinPatienceNs = 2 * kNsPerSecond;
+constexpr std::int64_t kStopPatienceNs = 2 * kNsPerSecond;
 constexpr std::int64_t kDeathPatienceNs = 10 * kNsPerSecond;
 constexpr std::int64_t kStallNs = 5 * kNsPerSecond;
 constexpr std::uint32_t kIdleCalls = 200;
@@ -151,6 +153,30 @@ bool wait_for_death(pid_t process) {
     const int count = MIRO_CLOCK_NEXT(poll)(&gone, 1, static_cast<int>(kDeathPatienceNs / kNsPerMs));
     MIRO_CLOCK_NEXT(close)(fd);
     return count == 1;
+}
+
+bool stands_still(pid_t thread) {
+    const char letter = state_letter(thread);
+    return letter != 'R' && letter != 'S' && letter != 'D';
+}
+
+// Waits, after SIGSTOP was sent, until each thread of the process stands still, ends or has used up the patience.
+void wait_for_stop(pid_t process) {
+    const std::int64_t until = real_ns() + kStopPatienceNs;
+    char path[32];
+    std::snprintf(path, sizeof path, "/proc/%d/task", process);
+    DIR *threads = opendir(path);
+    if (threads == nullptr) {
+        return;
+    }
+    while (const dirent *entry = readdir(threads)) {
+        const auto thread = static_cast<pid_t>(std::strtol(entry->d_name, nullptr, 10));
+        while (thread > 0 && !stands_still(thread) && real_ns() < until) {
+            const timespec pause = as_timespec(kNsPerMs / 10);
+            MIRO_CLOCK_NEXT(nanosleep)(&pause, nullptr);
+        }
+    }
+    closedir(threads);
 }
 
 // ---- The lock of the table
@@ -672,10 +698,31 @@ bool is_stopped_process(pid_t process) {
     return found != nullptr && found->stopped;
 }
 
-void set_stopped(pid_t process, bool stopped) {
+int stop_process(pid_t process) {
+    int error = 0;
+    {
+        const Inside inside;
+        if (MIRO_CLOCK_NEXT(kill)(process, SIGSTOP) == 0) {
+            for (Process &each : g_table->processes) {
+                if (each.id != 0 && (process > 0 ? each.id == process : getpgid(each.id) == -process)) {
+                    wait_for_stop(each.id);
+                    each.stopped = true;
+                }
+            }
+        } else {
+            error = errno;
+        }
+    }
+    if (error != 0) {
+        errno = error;
+    }
+    return error != 0 ? -1 : 0;
+}
+
+void let_process_go_on(pid_t process) {
     const Inside inside;
     if (Process *found = find_process(process); found != nullptr) {
-        found->stopped = stopped;
+        found->stopped = false;
         let_somebody_run();
     }
 }

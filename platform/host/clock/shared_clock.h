@@ -64,7 +64,11 @@ void bury_when_dead(pid_t process);
 
 bool is_member(pid_t process);
 bool is_stopped_process(pid_t process);
-void set_stopped(pid_t process, bool stopped);
+
+// Sends SIGSTOP to a member, or below 0 to the members of a group that the caller is not in. Returns the result of
+// kill(). None of them stands still while it holds the table, which would hold up all others.
+int stop_process(pid_t process);
+void let_process_go_on(pid_t process);
 
 // Calls `visit` for each joined process.
 void each_process(void (*visit)(pid_t process, void *context), void *context);
