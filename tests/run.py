@@ -1,6 +1,7 @@
 """Runs the tests of a build folder and says little: one line a group, the skipped with their reasons, a closing line.
 What a failed test printed is printed whole.
-usage: run.py [--left-out FILE [--no-exec]] BUILD_FOLDER [CTEST_ARGUMENT...]
+usage: run.py [--left-out FILE [--no-exec]] [--jobs JOBS_PER_PROCESSOR] [--again] BUILD_FOLDER [CTEST_ARGUMENT...]
+--again: a few cases that fail beside others, where an emulator stretches their time, are run once more alone.
 FILE names tests that this processor's emulator cannot run; --no-exec: nor can the kernel start its programs."""
 import argparse
 import collections
@@ -13,12 +14,17 @@ import sys
 import xml.etree.ElementTree
 
 PROGRESS = re.compile(r"\s*(\d+)/(\d+) Test\s+#\d+: ")
+MOST_AGAIN = 5
 GTEST_REASON = re.compile(r"^\S.*:\d+: Skipped\n(.*?)\n(?:\n|\[)", re.MULTILINE | re.DOTALL)
 
 
-def run(command):
-    """Shows how far the tests are on a terminal and returns the exit code of ctest."""
+def run(build, options):
+    """Shows how far the tests are on a terminal and returns the exit code of ctest and the cases."""
     terminal = sys.stdout.isatty()
+    results = build / "test_results.xml"
+    results.unlink(missing_ok=True)
+    command = ["ctest", "--test-dir", str(build), "--no-tests=error", "--test-output-size-failed", "1000000",
+               "--output-junit", str(results.resolve()), *options]
     with subprocess.Popen(command, stdout=subprocess.PIPE, text=True, errors="replace") as process:
         for line in process.stdout:
             progress = PROGRESS.match(line)
@@ -28,7 +34,8 @@ def run(command):
                 print(line, end="")
     if terminal:
         print("\r", end="")
-    return process.returncode
+    cases = xml.etree.ElementTree.parse(results).getroot().findall("testcase") if results.exists() else []
+    return process.returncode, cases
 
 
 def reason(case):
@@ -44,6 +51,10 @@ def outcome(case):
     return {"run": "passed", "fail": "failed"}.get(case.get("status"), "skipped")
 
 
+def print_failed(case, text="failed"):
+    print(f"== {text}: {case.get('name')}\n{case.findtext('system-out') or '(it printed nothing)'}")
+
+
 def report(cases):
     groups = collections.defaultdict(collections.Counter)
     seconds = collections.Counter()
@@ -54,7 +65,7 @@ def report(cases):
         total[outcome(case)] += 1
         seconds[group] += float(case.get("time") or 0)
         if outcome(case) == "failed":
-            print(f"== failed: {case.get('name')}\n{case.findtext('system-out') or '(it printed nothing)'}")
+            print_failed(case)
     for group, count in groups.items():
         print(f"{group:8} {count['passed']:5} passed {count['failed']:4} failed {count['skipped']:4} skipped"
               f" {seconds[group]:8.1f} s")
@@ -97,22 +108,26 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--left-out")
     parser.add_argument("--no-exec", action="store_true")
+    parser.add_argument("--jobs", type=int, default=6)
+    parser.add_argument("--again", action="store_true")
     parser.add_argument("build", type=pathlib.Path)
     args, options = parser.parse_known_args()
     rows = left_out(args.left_out, args.no_exec)
     if rows:
         check_rows(args.build, rows)
         options += ["-E", "|".join(pattern for pattern, _ in rows)]
-    results = args.build / "test_results.xml"
-    results.unlink(missing_ok=True)
     # Most cases wait for a process or a timer; under an emulator or a sanitizer they compute more.
-    jobs = str((4 if rows else 6) * len(os.sched_getaffinity(0)))
-    code = run(["ctest", "--test-dir", str(args.build), "-j", jobs, "--no-tests=error",
-                "--test-output-size-failed", "1000000", "--output-junit", str(results.resolve()), *options])
+    jobs = str(args.jobs * len(os.sched_getaffinity(0)))
+    code, cases = run(args.build, ["-j", jobs, *options])
     for pattern, reason_text in rows:
         print(f"left out: {pattern}: {reason_text}")
-    if results.exists():
-        report(xml.etree.ElementTree.parse(results).getroot().findall("testcase"))
+    failed = [case for case in cases if outcome(case) == "failed"]
+    if args.again and 0 < len(failed) <= MOST_AGAIN:
+        for case in failed:
+            print_failed(case, "failed beside others, once more alone")
+        code, again = run(args.build, ["--rerun-failed"])
+        cases = [case for case in cases if case not in failed] + again
+    report(cases)
     return code
 
 

@@ -23,6 +23,7 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kDisturbEvery{100};
 constexpr std::chrono::seconds kLookAtWorkersEvery{2};
+constexpr std::chrono::seconds kStartPatience{60};
 constexpr std::chrono::seconds kDrainPatience{60};
 constexpr std::array<const char *, 4> kDisturbances = {"killed", "stopped", "queues deleted", "partitions full"};
 
@@ -87,6 +88,10 @@ void QueueSoak::start() {
     for (std::uint32_t worker = 0; worker < kWorkers; ++worker) {
         make_board_folder(folder_ / ("worker" + std::to_string(worker)), own.front(), own);
         start(worker);
+    }
+    const Time begun_by = loop_.now() + kStartPatience;
+    while (loop_.now() < begun_by && !all_have_queues()) {
+        loop_.wait_for(milliseconds(20));
     }
     loop_.after(kDisturbEvery, [this] { disturb(); });
     loop_.after(kLookAtWorkersEvery, [this] { look(); });
@@ -249,6 +254,11 @@ void QueueSoak::note_ended() {
             }
         }
     }
+}
+
+bool QueueSoak::all_have_queues() const {
+    return std::ranges::all_of(ledger_->seats,
+                               [](const Seat &seat) { return queue_in(seat.address.load()) != ORVA_QUEUE_NONE; });
 }
 
 bool QueueSoak::all_empty() const {

@@ -33,6 +33,7 @@ public:
     QueueSoak(const QueueSoak &) = delete;
     QueueSoak &operator=(const QueueSoak &) = delete;
 
+    // Comes back when every worker has its queue, or the patience is at its end.
     void start();
     // To be called when a child has ended.
     void note_ended();
@@ -67,6 +68,7 @@ private:
     bool stand_still(std::uint32_t worker);
     void remove_queue(std::uint32_t worker);
     void note_hands(std::uint32_t worker);
+    bool all_have_queues() const;
     bool all_empty() const;
     void mistake(const std::string &text);
 

@@ -55,8 +55,8 @@ public:
     bool run() {
         std::cout << "== " << kWorkers << " processes over queues and " << options_.boards
                   << " boards over the chassis for " << seconds() << " s" << std::endl;
-        start_chassis();
         queues_.start();
+        start_chassis();
         loop_.after(kLookAtChassisEvery, [this] { look(); });
         loop_.after(std::chrono::minutes(1), [this] { show_minute(); });
         const auto has_ended = [this] { return chassis_ == 0; };

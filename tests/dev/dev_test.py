@@ -222,20 +222,52 @@ for this
 </testsuite>"""
 
 
+AGAIN = """<testsuite>
+<testcase name="unit.A.c" time="2" status="run"><system-out>fine now</system-out></testcase>
+</testsuite>"""
+
+
 class Report(unittest.TestCase):
-    def test_one_line_a_group_reasons_and_a_closing_line(self):
+    def report(self, *options, status_again=0):
         with tempfile.TemporaryDirectory(prefix="orva dev ") as scratch:
             ctest = pathlib.Path(scratch) / "ctest"
-            ctest.write_text(f"#!/bin/sh\ncat >test_results.xml <<'END'\n{RESULTS}\nEND\nexit 8\n")
+            ctest.write_text(f"""#!/bin/sh
+case " $* " in
+*" --rerun-failed "*) cat >test_results.xml <<'END'
+{AGAIN if status_again == 0 else RESULTS}
+END
+exit {status_again} ;;
+esac
+cat >test_results.xml <<'END'
+{RESULTS}
+END
+exit 8
+""")
             ctest.chmod(0o755)
-            result = subprocess.run([sys.executable, str(ROOT / "tests/run.py"), "."], text=True, capture_output=True,
-                                    cwd=scratch, env={**os.environ, "PATH": f"{scratch}:{os.environ['PATH']}"})
+            return subprocess.run([sys.executable, str(ROOT / "tests/run.py"), *options, "."], text=True,
+                                  capture_output=True, cwd=scratch,
+                                  env={**os.environ, "PATH": f"{scratch}:{os.environ['PATH']}"})
+
+    def test_one_line_a_group_reasons_and_a_closing_line(self):
+        result = self.report()
         self.assertEqual(result.returncode, 8, result.stderr)
         self.assertEqual(result.stdout.splitlines(), [
             "== failed: unit.A.c", "expected 1",
             "unit         1 passed    1 failed    0 skipped      1.5 s",
             "system       0 passed    0 failed    1 skipped      0.0 s",
             "skipped: system.A.d: no kernel for this", "failed: unit.A.c", "1 passed, 1 failed, 1 skipped"])
+
+    def test_a_case_that_fails_beside_others_is_run_once_more_where_that_is_asked_for(self):
+        result = self.report("--again")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertEqual(result.stdout.splitlines()[:2],
+                         ["== failed beside others, once more alone: unit.A.c", "expected 1"])
+        self.assertEqual(result.stdout.splitlines()[-1], "2 passed, 0 failed, 1 skipped")
+
+    def test_a_case_that_fails_alone_too_has_failed(self):
+        result = self.report("--again", status_again=8)
+        self.assertEqual(result.returncode, 8, result.stderr)
+        self.assertIn("failed: unit.A.c", result.stdout.splitlines())
 
 
 unittest.main()

@@ -100,6 +100,8 @@ const brightness = (name) => {
 const [low, high] = [brightness(arguments[0]), brightness(arguments[1])].sort((a, b) => a - b);
 return (high + 0.05) / (low + 0.05);"""
 
+# The emulator, which ORVA_TEST_SHORT stands for, takes several times as long.
+LOST_WITHIN = 20 if os.environ.get("ORVA_TEST_SHORT") else 2
 STATE = "document.querySelector('[data-slot=\"{}\"]')?.dataset.state"
 
 
@@ -117,9 +119,9 @@ def a_killed_board_turns_lost(browser):
     browser.find('[data-slot="2"]').click()
     began = time.monotonic()
     browser.find('[data-command="kill"]').click()
-    browser.wait(STATE.format(2) + " === 'lost'", "the killed board is lost", patience=2)
+    browser.wait(STATE.format(2) + " === 'lost'", "the killed board is lost", patience=LOST_WITHIN)
     took = time.monotonic() - began
-    check(took < 2, f"{took:.1f} s")
+    check(took < LOST_WITHIN, f"{took:.1f} s")
     browser.wait("document.querySelector('#board-state').textContent === 'lost'", "the board's own state says so")
     browser.wait("document.querySelector('#log').textContent.includes('lost: its process ended with status 137')",
                  "the log says so")

@@ -80,7 +80,7 @@ TEST_F(ChassisSoak, Message_ThatIsLostIsNoticed) {
     if (kSanitized) {
         GTEST_SKIP() << "the sanitizer's library must come first";
     }
-    const auto result = soak("0.02", {kFaultyQueue, kFaultyQueuePath, "FAULTY_QUEUE=lost"});
+    const auto result = soak("0.03", {kFaultyQueue, kFaultyQueuePath, "FAULTY_QUEUE=lost"});
     EXPECT_EQ(result.status, 1) << result.output;
     EXPECT_NE(result.output.find("   [FAILED] messages sent: "), std::string::npos) << result.output;
     EXPECT_NE(result.output.find(" messages were sent, "), std::string::npos) << result.output;
@@ -91,7 +91,7 @@ TEST_F(ChassisSoak, Message_ThatComesTwiceIsNoticed) {
     if (kSanitized) {
         GTEST_SKIP() << "the sanitizer's library must come first";
     }
-    const auto result = soak("0.02", {kFaultyQueue, kFaultyQueuePath, "FAULTY_QUEUE=doubled"});
+    const auto result = soak("0.03", {kFaultyQueue, kFaultyQueuePath, "FAULTY_QUEUE=doubled"});
     EXPECT_EQ(result.status, 1) << result.output;
     EXPECT_NE(result.output.find(" came before\n"), std::string::npos) << result.output;
     expect_nothing_left();
