@@ -45,6 +45,9 @@ bool mount_tmpfs(const std::string &folder) {
 
 namespace {
 
+// Less than a case has, so that what a program printed before it hung is seen.
+constexpr unsigned kProgramSeconds = 240;
+
 int exit_status(pid_t child) {
     int status = 0;
     while (waitpid(child, &status, 0) < 0) {
@@ -96,6 +99,9 @@ ProgramResult run_program(const std::vector<std::string> &arguments, const std::
             argv.push_back(const_cast<char *>(argument.c_str()));
         }
         argv.push_back(nullptr);
+        if (std::getenv("ORVA_TEST_LONG") == nullptr) {
+            alarm(kProgramSeconds); // stays over exec
+        }
         execvp(argv[0], argv.data());
         _exit(127);
     }

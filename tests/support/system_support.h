@@ -40,7 +40,8 @@ int run_in_child(const std::function<int()> &body);
 // Runs the checks in a forked child, so that what they open and set up is gone afterwards; the case fails with them.
 void in_child(const std::function<void()> &checks);
 
-// Runs a program, waits, and gives back its exit status (or 128 + signal) and what it wrote on both outputs.
+// Runs a program, waits, and gives back its exit status (or 128 + signal) and what it wrote on both outputs. One that
+// hangs is ended by SIGALRM.
 struct ProgramResult {
     int status = -1;
     std::string output;
