@@ -94,8 +94,10 @@ template <const Message &kMessage, Direction kDirection, std::size_t kRun>
 ORVA_COMM_INLINE void swap_run(std::uint8_t *body) {
     constexpr WordRun kWords = word_runs(kMessage, kDirection)[kRun];
     std::uint8_t *word = body + kWords.offset;
-    for (std::size_t i = 0; i < kWords.words / 2; ++i, word += 8) {
-        swap_pair<4>(word);
+    if constexpr (kWords.words > 1) {
+        for (std::size_t i = 0; i < kWords.words / 2; ++i, word += 8) {
+            swap_pair<4>(word);
+        }
     }
     if constexpr (kWords.words % 2 != 0) {
         orva::swap_in_place<std::uint32_t>(word);

@@ -1,10 +1,19 @@
 // The hooks of converters and of the request check: a program that defines them has its own called, each by its
-// function and by no other.
+// function and by no other. So has one that defines a public function which the library calls.
+#include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstdint>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <numeric>
+#include <string>
+#include <thread>
 
+#include "miro_host.h"
 #include "orva_comm.h"
+#include "orva_diag.h"
+#include "system_support.h"
 
 namespace {
 
@@ -24,6 +33,8 @@ enum Hook {
 };
 
 unsigned g_calls[kHooks];
+std::atomic<bool> g_mayEnd{false};
+std::atomic<unsigned> g_timerCalls{0};
 
 void check_request(void *header) {
     static_cast<void>(ORVA_AGENT_CheckReqMsgValidity(0, static_cast<const std::uint32_t *>(header)));
@@ -66,6 +77,14 @@ void ORVA_AGENT_CheckReqMsgValidityPath() {
     ++g_calls[kRequestCheck];
 }
 
+// In the place of the library's, which never returns.
+void ORVA_DiagMgrTimerThread() {
+    ++g_timerCalls;
+    while (!g_mayEnd) {
+        std::this_thread::yield();
+    }
+}
+
 namespace {
 
 struct HookCase {
@@ -98,6 +117,30 @@ TEST(Hooks, EachFunction_CallsItsHookOnceAndNoOther) {
         EXPECT_EQ(g_calls[row.hook], before + 1);
         EXPECT_EQ(std::accumulate(std::begin(g_calls), std::end(g_calls), 0u), all + 1);
     }
+}
+
+bool has_thread(const std::string &name) {
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return std::any_of(begin(tasks), end(tasks), [&name](const std::filesystem::directory_entry &task) {
+        return orva_test::read_file(task.path() / "comm") == name + "\n";
+    });
+}
+
+TEST(Hooks, DiagTask_RunsTheProgramsTimerFunctionAndEndsWithIt) {
+    std::uint32_t handle = 0;
+    ASSERT_EQ(MIRO_HostStart(nullptr, &handle), MIRO_HOST_OK);
+    ORVA_SetMemHandle(handle);
+    ASSERT_EQ(ORVA_CreateMemPt(), ORVA_OK);
+    ASSERT_EQ(ORVA_DiagMgrInit(4, 100), ORVA_OK);
+    while (g_timerCalls == 0) {
+        std::this_thread::yield();
+    }
+    EXPECT_TRUE(has_thread("OrvaDiagThread"));
+    g_mayEnd = true;
+    while (has_thread("OrvaDiagThread")) { // forever only when the task does not end
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    EXPECT_EQ(g_timerCalls, 1u);
 }
 
 } // namespace

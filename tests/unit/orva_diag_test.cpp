@@ -1298,6 +1298,19 @@ TEST_F(Diag, PrintLocalData_WritesThirteenBucketsInOrder) {
               "18 19 20 21 22]");
 }
 
+TEST_F(Diag, PrintLocalData_EndsWithTheTreeWhenTheCountSaysMore) {
+    start();
+    ask(101, 5, "first");
+    node_of(101)->itemCount = 3;
+    take_logs();
+    ORVA_DiagMgrPrintLocalData();
+    const Records records = take_logs();
+    ASSERT_EQ(records.size(), 4u);
+    EXPECT_NE(records[2].find("KeyID:5 SuccessNum:1, dropNum:0"), std::string::npos);
+    EXPECT_NE(records[3].find("local data end."), std::string::npos);
+    node_of(101)->itemCount = 1;
+}
+
 // A sink may wait for a thread that asks the manager.
 TEST_F(Diag, PrintLocalData_HoldsNoMutexInTheSink) {
     start();

@@ -294,6 +294,12 @@ TEST_F(File, Fchmod_ReportsEachFailureTwiceAndKeepsNothingOpen) {
     EXPECT_EQ(open_descriptors(), before);
 }
 
+TEST_F(File, Fchmod_OfANullNameIsReportedAsAnEmptyOne) {
+    EXPECT_EQ(ORVA_Fchmod(nullptr, 0600), ORVA_ERR_FCHMOD_RESOLVE);
+    EXPECT_EQ(take_logs(),
+              twice(std::string("Get abolute path() unsuccessfully, errno: ") + std::strerror(EINVAL) + "."));
+}
+
 // The close that follows a failed registration must not replace its errno.
 TEST_F(File, Fchmod_ReportsTheErrnoOfTheRegistration) {
     touch("f");

@@ -21,6 +21,8 @@
 #include "orva_imlib.h"
 #include "platform_double.h"
 
+extern "C" int __real_pthread_mutex_lock(pthread_mutex_t *mutex);
+
 using namespace orva_test;
 using Records = std::vector<std::string>;
 
@@ -792,6 +794,27 @@ TEST_F(OrvaImlibTest, PeriodicCheck_BindsWithTheStoredArgumentsAndPassesBothAddr
     interfaces.addresses.clear();
     EXPECT_EQ(ORVA_InitImlibAndSetIpAddrChk(), 1u);
     EXPECT_EQ(take_calls(), (Records{"main 0x1234567890 " + hex(net("10.0.0.7"))}));
+}
+
+// Between the check's own look at the handle and the binders' lock, another binder may bind.
+TEST_F(OrvaImlibTest, PeriodicCheck_LeavesTheBindingOfAnotherBinderAlone) {
+    serve_two_agents();
+    std::strcpy(g_OrvaImlib.libraryPath, "refusing.so");
+    bool isFirst = true;
+    libc().pthread_mutex_lock = [&isFirst](pthread_mutex_t *mutex) {
+        if (isFirst) {
+            isFirst = false;
+            EXPECT_EQ(ORVA_InitImlib("quiet.so", 1, "orva_proc", 5), 0u);
+        }
+        return __real_pthread_mutex_lock(mutex);
+    };
+    static_cast<void>(ORVA_InitImlibAndSetIpAddrChk());
+    EXPECT_FALSE(isFirst);
+    EXPECT_EQ(ORVA_GetImHandle(), 9u);
+    EXPECT_EQ(calls_of("dlopen"), 1u); // the path that start-up stored was not tried
+    for (const std::string &record : take_logs()) {
+        EXPECT_EQ(record.find("Init imlib success"), std::string::npos) << record;
+    }
 }
 
 TEST_F(OrvaImlibTest, PeriodicCheck_AFailedBindingIsSilentAndTriedAgain) {
