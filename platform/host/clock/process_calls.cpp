@@ -106,13 +106,15 @@ bool takes_signal(pid_t process, pid_t thread, int signal) {
 }
 
 // A caught signal interrupts a wait. Waits until its handler has started, so that it does not interrupt a later wait.
-void see_caught_signal_taken(pid_t process, int signal) {
+// `thread`: 0 when the signal was sent to the whole process.
+void see_caught_signal_taken(pid_t process, pid_t thread, int signal) {
     constexpr int kLooks = 100;
     const timespec pause{.tv_sec = 0, .tv_nsec = 200'000};
-    if (!interrupt_thread(process, takes_signal, signal)) {
+    if (!interrupt_thread(process, thread, takes_signal, signal)) {
         return;
     }
-    for (int look = 0; look < kLooks && has(signal_sets(process, process).pending, signal); ++look) {
+    const pid_t taker = thread != 0 ? thread : process;
+    for (int look = 0; look < kLooks && has(signal_sets(process, taker).pending, signal); ++look) {
         MIRO_CLOCK_NEXT(nanosleep)(&pause, nullptr);
     }
 }
@@ -139,7 +141,7 @@ void see_signal_through(pid_t process, void *context) {
     if (sent.fatal) {
         bury_when_dead(process);
     } else {
-        see_caught_signal_taken(process, sent.signal);
+        see_caught_signal_taken(process, 0, sent.signal);
         touch_process(process);
     }
 }
@@ -212,6 +214,11 @@ MIRO_CLOCK_EXPORT int killpg(pid_t group, int signal) noexcept {
 MIRO_CLOCK_EXPORT int pthread_kill(pthread_t thread, int signal) noexcept {
     const int error = MIRO_CLOCK_NEXT(pthread_kill)(thread, signal);
     if (joined() && error == 0 && signal != 0) {
+        const ErrnoKeeper keeper;
+        const pid_t id = id_of_thread(thread);
+        if (id != 0 && id != gettid()) {
+            see_caught_signal_taken(getpid(), id, signal);
+        }
         touch_process(getpid());
     }
     return error;

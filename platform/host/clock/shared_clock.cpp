@@ -24,7 +24,7 @@ namespace host_clock {
 
 namespace {
 
-constexpr std::uint32_t kMagic = 0x4D434C32; // "MCL2": another layout is another magic
+constexpr std::uint32_t kMagic = 0x4D434C33; // "MCL3": another layout is another magic
 constexpr std::uint32_t kMaxThreads = 4096;
 constexpr std::uint32_t kMaxProcesses = 1024;
 constexpr std::int32_t kNobody = -1;
@@ -43,6 +43,7 @@ struct Thread {
     pid_t process;
     std::uint32_t process_place;
     pid_t id;
+    std::atomic<pthread_t> handle; // in its own process; 0: not known yet
     std::int64_t deadline_ns;
     std::uint64_t turn; // order among the runnable ones
     bool last;
@@ -472,6 +473,7 @@ void set_running(Thread &self) {
 void take_turn() {
     const ErrnoKeeper keeper;
     Thread &self = g_table->threads[t_place];
+    self.handle = pthread_self();
     sleep_until_granted(self);
     set_running(self);
 }
@@ -487,6 +489,7 @@ std::int32_t add_thread(const Process &process, pid_t id) {
         thread.process = process.id;
         thread.process_place = static_cast<std::uint32_t>(&process - table.processes);
         thread.id = id;
+        thread.handle = 0;
         thread.deadline_ns = kNever;
         thread.last = false;
         thread.keys = {};
@@ -878,15 +881,29 @@ void touch_process(pid_t process) {
     let_somebody_run();
 }
 
-bool interrupt_thread(pid_t process, bool (*takes_signal)(pid_t process, pid_t thread, int signal), int signal) {
+pid_t id_of_thread(pthread_t handle) {
+    const Inside inside;
+    const Table &table = *g_table;
+    const pid_t own = getpid();
+    for (std::uint32_t place = 0; place < table.top; ++place) {
+        const Thread &thread = table.threads[place];
+        if (thread.state != State::kFree && thread.process == own && thread.handle == handle) {
+            return thread.id;
+        }
+    }
+    return 0;
+}
+
+bool interrupt_thread(pid_t process, pid_t only, bool (*takes_signal)(pid_t process, pid_t thread, int signal),
+                      int signal) {
     Thread *taker = nullptr;
     const Inside inside;
     Table &table = *g_table;
     for (std::uint32_t place = 0; place < table.top; ++place) {
         Thread &thread = table.threads[place];
         const bool is_main = thread.id == process;
-        if (thread.state != State::kFree && thread.process == process && (taker == nullptr || is_main) &&
-            takes_signal(process, thread.id, signal)) {
+        if (thread.state != State::kFree && thread.process == process && (only == 0 || only == thread.id) &&
+            (taker == nullptr || is_main) && takes_signal(process, thread.id, signal)) {
             taker = &thread;
         }
     }

@@ -129,9 +129,13 @@ void note_idle_call();
 void touch(std::uint32_t key, bool arrives = false);
 void touch_process(pid_t process);
 
-// Interrupts the wait of the thread that the kernel gives a caught signal to: the first one if it takes it, else
-// another. False when none of the joined threads takes it.
-bool interrupt_thread(pid_t process, bool (*takes_signal)(pid_t process, pid_t thread, int signal), int signal);
+// Interrupts the wait of the thread that the kernel gives a caught signal to: the one that was named; without a name,
+// 0, the first one if it takes it, else another. False when none of the joined threads takes it.
+bool interrupt_thread(pid_t process, pid_t only, bool (*takes_signal)(pid_t process, pid_t thread, int signal),
+                      int signal);
+
+// The kernel's number of a joined thread of this process; 0: it is none.
+pid_t id_of_thread(pthread_t handle);
 
 inline constexpr std::uint32_t kAnyKey = 0xFFFFFFFFu;
 
