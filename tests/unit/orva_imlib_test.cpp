@@ -2,6 +2,7 @@
 #include <arpa/inet.h>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
@@ -21,7 +22,10 @@
 #include "orva_imlib.h"
 #include "platform_double.h"
 
-extern "C" int __real_pthread_mutex_lock(pthread_mutex_t *mutex);
+extern "C" {
+int __real_pthread_mutex_lock(pthread_mutex_t *mutex);
+int __real_pthread_mutex_unlock(pthread_mutex_t *mutex);
+}
 
 using namespace orva_test;
 using Records = std::vector<std::string>;
@@ -642,6 +646,27 @@ TEST_F(OrvaImlibTest, InitImlib_ConcurrentBindersNeverUseAClosedLibrary) {
     EXPECT_EQ(g_callsOfTheClosed, 0u);
     EXPECT_EQ(ORVA_GetDebugFunc(), &fake_debug);
     refused = calls_of("fopen");
+}
+
+TEST_F(OrvaImlibTest, PeriodicCheck_DoesNotReleaseALockThatItDidNotGet) {
+    serve_two_agents();
+    std::strcpy(g_OrvaImlib.libraryPath, "quiet.so");
+    pthread_mutex_t *binders = nullptr; // the first that is asked for
+    libc().pthread_mutex_lock = [&binders](pthread_mutex_t *mutex) {
+        if (binders == nullptr) {
+            binders = mutex;
+        }
+        return mutex == binders ? EINVAL : __real_pthread_mutex_lock(mutex);
+    };
+    libc().pthread_mutex_unlock = [&binders](pthread_mutex_t *mutex) {
+        EXPECT_NE(mutex, binders);
+        return __real_pthread_mutex_unlock(mutex);
+    };
+    static_cast<void>(ORVA_InitImlibAndSetIpAddrChk());
+    EXPECT_NE(binders, nullptr);
+    EXPECT_EQ(ORVA_GetImHandle(), 9u);
+    libc().pthread_mutex_lock = nullptr;
+    libc().pthread_mutex_unlock = nullptr;
 }
 
 // A binder that stops in the loader until it may go on.
