@@ -25,10 +25,10 @@ def states_below(ancestor):
                 pass
 
 
-def run(command, folder, longest_sleep=SLEEPING_SECONDS):
+def run(command, folder, longest_sleep=SLEEPING_SECONDS, output=subprocess.DEVNULL):
     """True when a program passes. One whose processes all sleep without end has failed; one that waits for a processor,
     since the machine is busy, has not."""
-    with subprocess.Popen(command, cwd=folder, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+    with subprocess.Popen(command, cwd=folder, stdin=subprocess.DEVNULL, stdout=output,
                           stderr=subprocess.DEVNULL, start_new_session=True) as process:
         asleep = 0
         while asleep < longest_sleep:
