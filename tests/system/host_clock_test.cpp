@@ -16,10 +16,13 @@
 #include <mutex>
 #include <netinet/in.h>
 #include <poll.h>
+#include <semaphore.h>
 #include <spawn.h>
 #include <string>
+#include <sys/epoll.h>
 #include <sys/msg.h>
 #include <sys/prctl.h>
+#include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/timerfd.h>
@@ -27,6 +30,16 @@
 #include <thread>
 #include <unistd.h>
 #include <vector>
+
+// What fortified programs call.
+extern "C" {
+ssize_t __read_chk(int fd, void *buffer, size_t length, size_t size);
+ssize_t __recv_chk(int fd, void *buffer, size_t length, size_t size, int flags);
+ssize_t __recvfrom_chk(int fd, void *buffer, size_t length, size_t size, int flags, sockaddr *name,
+                       socklen_t *name_length);
+int __poll_chk(pollfd *descriptors, nfds_t count, int timeout, size_t size);
+int __ppoll_chk(pollfd *descriptors, nfds_t count, const timespec *timeout, const sigset_t *mask, size_t size);
+}
 
 namespace {
 
@@ -629,6 +642,136 @@ TEST_F(HostClock, FiguresCountMembers) {
     EXPECT_EQ(stats.processes, 1u);
     EXPECT_EQ(stats.threads, threads);
     EXPECT_EQ(MIRO_HostClockStats(nullptr), MIRO_HOST_ERR_ARGUMENT);
+}
+
+TEST_F(HostClock, SelectWaitsForDescriptor0Too) {
+    const Datagrams here;
+    const std::uint16_t port = here.port();
+    const pid_t child = start_child([port] {
+        std::this_thread::sleep_for(seconds(3));
+        Datagrams().send(port, 7);
+        std::this_thread::sleep_for(seconds(60));
+    });
+    const int saved = dup(STDIN_FILENO);
+    ASSERT_EQ(dup2(here.descriptor(), STDIN_FILENO), STDIN_FILENO);
+    const std::uint64_t start = now_ms();
+    fd_set reads;
+    FD_ZERO(&reads);
+    FD_SET(STDIN_FILENO, &reads);
+    timeval limit{.tv_sec = 100, .tv_usec = 0};
+    EXPECT_EQ(select(1, &reads, nullptr, nullptr, &limit), 1);
+    EXPECT_EQ(now_ms() - start, 3000u);
+    EXPECT_EQ(limit.tv_sec, 97);
+    dup2(saved, STDIN_FILENO);
+    close(saved);
+    EXPECT_EQ(status_of(child), 0);
+}
+
+TEST_F(HostClock, SemaphoresTimeOutInVirtualTimeAndWakeAtOnce) {
+    sem_t semaphore;
+    ASSERT_EQ(sem_init(&semaphore, 0, 0), 0);
+    const std::uint64_t start = now_ms();
+    timespec until{};
+    clock_gettime(CLOCK_REALTIME, &until);
+    until.tv_sec += 5;
+    EXPECT_EQ(sem_timedwait(&semaphore, &until), -1);
+    EXPECT_EQ(errno, ETIMEDOUT);
+    EXPECT_EQ(now_ms() - start, 5000u);
+    std::thread poster([&semaphore] {
+        std::this_thread::sleep_for(seconds(2));
+        sem_post(&semaphore);
+    });
+    EXPECT_EQ(sem_wait(&semaphore), 0);
+    EXPECT_EQ(now_ms() - start, 7000u);
+    poster.join();
+    EXPECT_EQ(sem_trywait(&semaphore), -1);
+    EXPECT_EQ(sem_destroy(&semaphore), 0);
+}
+
+TEST_F(HostClock, ATimerThatIsSetWakesWhoWaitsForItsDescriptor) {
+    const int timer = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC);
+    ASSERT_GE(timer, 0);
+    std::uint64_t woken_ms = 0;
+    const std::uint64_t start = now_ms();
+    std::thread waiting([&] {
+        pollfd wait{.fd = timer, .events = POLLIN, .revents = 0};
+        EXPECT_EQ(poll(&wait, 1, -1), 1);
+        woken_ms = now_ms();
+    });
+    std::this_thread::sleep_for(seconds(1));
+    const itimerspec setting{.it_interval = {}, .it_value = {.tv_sec = 2, .tv_nsec = 0}};
+    ASSERT_EQ(timerfd_settime(timer, 0, &setting, nullptr), 0);
+    std::this_thread::sleep_for(seconds(60));
+    waiting.join();
+    EXPECT_EQ(woken_ms - start, 3000u);
+    EXPECT_EQ(close(timer), 0);
+}
+
+TEST_F(HostClock, AMaskHoldsForTheWaitOnly) {
+    sigset_t own;
+    sigset_t waiting;
+    sigset_t after;
+    sigemptyset(&own);
+    sigaddset(&own, SIGUSR2);
+    sigemptyset(&waiting);
+    sigaddset(&waiting, SIGUSR1);
+    ASSERT_EQ(pthread_sigmask(SIG_SETMASK, &own, nullptr), 0);
+    const timespec second{.tv_sec = 1, .tv_nsec = 0};
+    const int unused = epoll_create1(EPOLL_CLOEXEC);
+    epoll_event event{};
+    EXPECT_EQ(ppoll(nullptr, 0, &second, &waiting), 0);
+    EXPECT_EQ(pselect(0, nullptr, nullptr, nullptr, &second, &waiting), 0);
+    EXPECT_EQ(epoll_pwait(unused, &event, 1, 1000, &waiting), 0);
+    ASSERT_EQ(pthread_sigmask(SIG_SETMASK, nullptr, &after), 0);
+    EXPECT_EQ(sigismember(&after, SIGUSR2), 1);
+    EXPECT_EQ(sigismember(&after, SIGUSR1), 0);
+
+    // A signal that only the wait lets through is taken in it.
+    static volatile sig_atomic_t taken = 0;
+    struct sigaction action {};
+    action.sa_handler = [](int) { taken = taken + 1; };
+    ASSERT_EQ(sigaction(SIGUSR2, &action, nullptr), 0);
+    sigemptyset(&waiting);
+    for (const int call : {0, 1, 2}) {
+        raise(SIGUSR2);
+        EXPECT_EQ(taken, call);
+        switch (call) {
+        case 0:
+            ppoll(nullptr, 0, &second, &waiting);
+            break;
+        case 1:
+            pselect(0, nullptr, nullptr, nullptr, &second, &waiting);
+            break;
+        default:
+            epoll_pwait(unused, &event, 1, 1000, &waiting);
+            break;
+        }
+        EXPECT_EQ(taken, call + 1);
+    }
+    close(unused);
+}
+
+TEST_F(HostClock, CheckedCallsEndAProgramWhoseBufferIsTooSmall) {
+    char buffer[8] = {};
+    pollfd none{.fd = -1, .events = 0, .revents = 0};
+    const std::vector<std::function<void()>> calls = {
+        [&] { __read_chk(-1, buffer, 9, sizeof buffer); },
+        [&] { __recv_chk(-1, buffer, 9, sizeof buffer, 0); },
+        [&] { __recvfrom_chk(-1, buffer, 9, sizeof buffer, 0, nullptr, nullptr); },
+        [&] { __poll_chk(&none, 2, 0, sizeof none); },
+        [&] { __ppoll_chk(&none, 2, nullptr, nullptr, sizeof none); },
+    };
+    for (std::size_t i = 0; i < calls.size(); ++i) {
+        const pid_t child = start_child([&] {
+            close(STDERR_FILENO);
+            calls[i]();
+        });
+        const int status = status_of(child);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT) << "call " << i << ", status " << status;
+    }
+    EXPECT_EQ(__read_chk(-1, buffer, 8, sizeof buffer), -1);
+    EXPECT_EQ(__recv_chk(-1, buffer, 8, sizeof buffer, 0), -1);
+    EXPECT_EQ(__poll_chk(&none, 1, 0, sizeof none), 0);
 }
 
 } // namespace

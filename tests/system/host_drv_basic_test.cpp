@@ -310,6 +310,8 @@ TEST_F(HostDrvBasic, Faults_AreReportedWithFileLineAndKey) {
          "b.toml:6: other_board: expected an array of tables, found a table"},
         {"other board is a number", "other_board = [1]\n" + minimal,
          "b.toml:1: other_board: expected a table, found an integer"},
+        {"other board without a slot", minimal + "[[other_board]]\ntype = 1\n",
+         "b.toml:6: [other_board] slot: missing"},
         {"other board without a type", minimal + "[[other_board]]\nslot = 1\n",
          "b.toml:6: [other_board] type: missing"},
         {"other board in the own slot", minimal + "[[other_board]]\nslot = 2\ntype = 1\n",

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <csignal>
 #include <cstdint>
+#include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
@@ -494,6 +495,18 @@ TEST_F(HostMiroUnzip, ManyThreads_UnpackSideBySide) {
     }
     EXPECT_EQ(failed, 0);
     EXPECT_EQ(umask(before), 022u);
+}
+
+TEST_F(HostMiroUnzip, Unzip_ReadsAnArchiveAlsoAsDescriptor0) {
+    orva_test::write_file(zip, zip_of({}));
+    const int saved = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    const std::uint32_t code = MIRO_Unzip(zip.c_str(), out.c_str(), 0);
+    EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1); // nor does it stay open
+    dup2(saved, STDIN_FILENO);
+    close(saved);
+    EXPECT_EQ(code, MIRO_HOST_OK);
+    EXPECT_TRUE(lines.empty());
 }
 
 } // namespace

@@ -673,4 +673,18 @@ TEST_F(HostSafeioDescriptor, AChildProcess_ClosesWhatItInherited) {
     EXPECT_TRUE(lines.empty());
 }
 
+TEST_F(HostSafeioDescriptor, Descriptor0_IsTrackedLikeOthers) {
+    const int saved = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    const int fd = tracked_file(folder.file("f"), 0x33);
+    EXPECT_EQ(fd & SAFEIO_KERNEL_FD_MASK, 0);
+    EXPECT_EQ(SAFEIO_HostWalkTracked(nullptr, nullptr), 1u);
+    EXPECT_EQ(write_s(fd, "x", 1), 1);
+    EXPECT_EQ(close_s(fd), 0);
+    EXPECT_FALSE(is_open(fd));
+    dup2(saved, STDIN_FILENO);
+    close(saved);
+    EXPECT_TRUE(lines.empty());
+}
+
 } // namespace

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -825,5 +826,29 @@ TEST_F(HostTova, ACancelledThread_LeavesTheSinksUsable) {
         for (const std::string &line : lines_of(scratch.file("diagnostic.log"))) {
             EXPECT_TRUE(line.ends_with(": again") || line.ends_with(": mine")) << line;
         }
+    });
+}
+
+TEST_F(HostTova, Files_MayHaveDescriptor0) {
+    in_child([&] {
+        ASSERT_EQ(start(scratch.path()), TOVA_HOST_OK);
+        close(STDIN_FILENO);
+        EXPECT_EQ(TOVA_DLog(0, 0, 0, 0, 0, "first"), 0u);
+        ASSERT_EQ(fs::read_symlink("/proc/self/fd/0").filename(), "diagnostic.log");
+        EXPECT_EQ(TOVA_DLog(0, 0, 0, 0, 0, "second"), 0u);
+        EXPECT_EQ(lines_of(scratch.file("diagnostic.log")).size(), 2u);
+        EXPECT_EQ(TOVA_HostFailedRecords(), 0u);
+    });
+}
+
+TEST_F(HostTova, Files_StayOpenFromRecordToRecord) {
+    in_child([&] {
+        ASSERT_EQ(start(scratch.path()), TOVA_HOST_OK);
+        close(STDIN_FILENO);
+        EXPECT_EQ(TOVA_DLog(0, 0, 0, 0, 0, "first"), 0u);
+        ASSERT_EQ(fcntl(STDIN_FILENO, F_GETFD), FD_CLOEXEC);
+        ASSERT_EQ(fcntl(STDIN_FILENO, F_SETFD, 0), 0); // a mark that another opening would not have
+        EXPECT_EQ(TOVA_DLog(0, 0, 0, 0, 0, "second"), 0u);
+        EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), 0);
     });
 }
