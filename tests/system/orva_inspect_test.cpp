@@ -681,6 +681,16 @@ TEST_F(Inspect, Diff_CountsMembersThatOccurOften) {
                   "1 field differs\n");
 }
 
+TEST_F(Inspect, Diff_NumbersMembersFromTheSecondOn) {
+    const std::string other = scratch_.file("other");
+    write_file(input(), block({item(4, "\1"), item(4, "\1"), item(4, "\1")}));
+    write_file(other, block({item(4, "\3"), item(4, "\2"), item(4, "\1")}));
+    expect_result(run({"diff", "--binary", "--record", "delay", input(), other}), 1,
+                  "  delayFlag     1  3\n"
+                  "  delayFlag #2  1  2\n"
+                  "2 fields differ\n");
+}
+
 TEST_F(Inspect, Files_AreReadOneAfterTheOther) {
     const std::string good = scratch_.file("good");
     const std::string bad = scratch_.file("bad");
