@@ -777,4 +777,21 @@ TEST_F(HostClock, CheckedCallsEndAProgramWhoseBufferIsTooSmall) {
     EXPECT_EQ(__poll_chk(&none, 1, 0, sizeof none), 0);
 }
 
+TEST_F(HostClock, SleepsOfMicrosecondsAreExact) {
+    const auto before = Steady::now();
+    EXPECT_EQ(usleep(500'001), 0);
+    EXPECT_EQ(Steady::now() - before, std::chrono::microseconds(500'001));
+}
+
+TEST_F(HostClock, FiguresCountTheStepsOfTime) {
+    MIRO_HOST_CLOCK_STATS before{};
+    MIRO_HOST_CLOCK_STATS after{};
+    ASSERT_EQ(MIRO_HostClockStats(&before), MIRO_HOST_OK);
+    for (int i = 0; i < 5; ++i) {
+        std::this_thread::sleep_for(seconds(1));
+    }
+    ASSERT_EQ(MIRO_HostClockStats(&after), MIRO_HOST_OK);
+    EXPECT_EQ(after.advances - before.advances, 5u);
+}
+
 } // namespace
