@@ -687,4 +687,12 @@ TEST_F(HostSafeioDescriptor, Descriptor0_IsTrackedLikeOthers) {
     EXPECT_TRUE(lines.empty());
 }
 
+TEST_F(HostSafeioDescriptor, CloseS_LeavesItsErrorWhateverTheReporterDoes) {
+    const int fd = dup(STDIN_FILENO);
+    close(fd);
+    SAFEIO_HostSetReporter([](const char *, void *) { errno = ENOTTY; }, nullptr);
+    EXPECT_EQ(close_s(fd), -1);
+    EXPECT_EQ(errno, EBADF);
+}
+
 } // namespace

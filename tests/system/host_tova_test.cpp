@@ -852,3 +852,16 @@ TEST_F(HostTova, Files_StayOpenFromRecordToRecord) {
         EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), 0);
     });
 }
+
+TEST_F(HostTova, Records_KeepTheFirstCharacterOfEachLength) {
+    in_child([&] {
+        ASSERT_EQ(start(scratch.path()), TOVA_HOST_OK);
+        const std::string first = "\xC2\xA0 \xE0\xA0\x80 \xF0\x90\x80\x80";
+        EXPECT_EQ(TOVA_DLog(0, 0, 0, 0, 0, first.c_str()), 0u);
+        EXPECT_EQ(TOVA_DLog(0, 0, 0, 0, 0, "\xE0\x9F\xBF"), 0u); // shorter when written well
+        const auto lines = lines_of(scratch.file("diagnostic.log"));
+        ASSERT_EQ(lines.size(), 2u);
+        EXPECT_TRUE(lines[0].ends_with(": " + first)) << lines[0];
+        EXPECT_TRUE(lines[1].ends_with(": \\xe0\\x9f\\xbf")) << lines[1];
+    });
+}
