@@ -24,6 +24,7 @@
 #include <sys/prctl.h>
 #include <sys/select.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/timerfd.h>
 #include <sys/wait.h>
@@ -792,6 +793,42 @@ TEST_F(HostClock, FiguresCountTheStepsOfTime) {
     }
     ASSERT_EQ(MIRO_HostClockStats(&after), MIRO_HOST_OK);
     EXPECT_EQ(after.advances - before.advances, 5u);
+}
+
+TEST_F(HostClock, EpollWaitsForATimersInstant) {
+    const int timer = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC);
+    const int group = epoll_create1(EPOLL_CLOEXEC);
+    epoll_event event{.events = EPOLLIN, .data = {.fd = timer}};
+    ASSERT_EQ(epoll_ctl(group, EPOLL_CTL_ADD, timer, &event), 0);
+    const itimerspec setting{.it_interval = {}, .it_value = {.tv_sec = 2, .tv_nsec = 0}};
+    ASSERT_EQ(timerfd_settime(timer, 0, &setting, nullptr), 0);
+    const std::uint64_t start = now_ms();
+    EXPECT_EQ(epoll_wait(group, &event, 1, 100'000), 1);
+    EXPECT_EQ(now_ms() - start, 2000u);
+    EXPECT_EQ(epoll_wait(group, &event, 1, -1), 1); // still to be read
+    EXPECT_EQ(now_ms() - start, 2000u);
+    close(group);
+    close(timer);
+}
+
+TEST_F(HostClock, ASignalFromOutsideInterruptsAWait) {
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    ASSERT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);
+    const pid_t waiting = gettid();
+    std::atomic<bool> done{false};
+    std::thread outside([&] {
+        MIRO_HostClockLeave();
+        while (!done) {
+            std::this_thread::sleep_for(milliseconds(20));
+            syscall(SYS_tgkill, getpid(), waiting, SIGUSR1);
+        }
+        MIRO_HostClockJoin();
+    });
+    EXPECT_EQ(poll(nullptr, 0, -1), -1);
+    EXPECT_EQ(errno, EINTR);
+    done = true;
+    outside.join();
 }
 
 } // namespace
