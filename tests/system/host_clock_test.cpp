@@ -13,6 +13,7 @@
 #include <condition_variable>
 #include <csignal>
 #include <ctime>
+#include <filesystem>
 #include <mutex>
 #include <netinet/in.h>
 #include <poll.h>
@@ -458,6 +459,17 @@ TEST_F(HostClock, AStoppedProcessMissesTheTimeAndGoesOn) {
     EXPECT_EQ(now_ms() - start, 102'000u);
     EXPECT_EQ(kill(child, SIGKILL), 0);
     EXPECT_NE(status_of(child), -1);
+}
+
+// The group of the first process there comes from outside, and has no number inside.
+TEST(HostClockNamespace, AStoppedProcessMissesTheTimeWhereTheGroupHasNoNumber) {
+    const auto result = orva_test::run_program({"unshare", "--pid", "--fork", "--mount-proc", "--kill-child",
+                                                std::filesystem::read_symlink("/proc/self/exe").string(),
+                                                "--gtest_filter=HostClock.AStoppedProcessMissesTheTimeAndGoesOn"});
+    if (result.output.starts_with("unshare: ")) {
+        GTEST_SKIP() << result.output;
+    }
+    EXPECT_EQ(result.status, 0) << result.output;
 }
 
 // A process that stood still while it looks at the clock's table would hold up everybody.

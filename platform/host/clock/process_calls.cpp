@@ -119,15 +119,18 @@ void see_caught_signal_taken(pid_t process, pid_t thread, int signal) {
     }
 }
 
+// 0 is a group that was made outside of the process's namespace.
+constexpr pid_t kNoGroup = -1;
+
 struct Sent {
-    pid_t group; // 0: none
+    pid_t group; // kNoGroup: to one process
     pid_t process;
     int signal;
     bool fatal;
 };
 
 bool is_meant(pid_t process, const Sent &sent) {
-    return sent.group != 0 ? getpgid(process) == sent.group : process == sent.process;
+    return sent.group != kNoGroup ? getpgid(process) == sent.group : process == sent.process;
 }
 
 void see_signal_through(pid_t process, void *context) {
@@ -153,7 +156,7 @@ int send_signal(pid_t process, int signal) {
     }
     Sent sent{.group = process == 0   ? getpgrp()
                        : process < -1 ? -process
-                                      : 0,
+                                      : kNoGroup,
               .process = process,
               .signal = signal,
               .fatal = false};
