@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <string>
@@ -70,8 +71,18 @@ std::string stamped(const std::string &text) {
     return "2024-03-05 07:08:09 [" + std::to_string(getpid()) + "] " + text;
 }
 
+std::string local_time(std::time_t seconds) {
+    char text[32];
+    tm calendar{};
+    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", localtime_r(&seconds, &calendar));
+    return text;
+}
+
 // A line stamped by the system's clock, without its stamp.
 std::string without_stamp(const std::string &line) {
+    const std::string stamp = line.substr(0, 19);
+    EXPECT_GE(stamp, local_time(std::time(nullptr) - 300));
+    EXPECT_LE(stamp, local_time(std::time(nullptr)));
     return without_stamp(line, "0000-00-00 00:00:00 [" + std::to_string(getpid()) + "] ");
 }
 

@@ -408,6 +408,8 @@ TEST_F(HostMiroUnzip, Unzip_RefusesWhatIsNotAnArchive) {
 TEST_F(HostMiroUnzip, Unzip_RefusesADestinationThatIsAFile) {
     orva_test::write_file(out, "file");
     EXPECT_EQ(unzip({{.name = "a", .content = "1"}}), MIRO_HOST_ERR_WRITE);
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_NE(lines[0].find("no such folder"), std::string::npos) << lines[0];
     EXPECT_EQ(orva_test::read_file(out), "file");
 }
 

@@ -334,6 +334,21 @@ TEST_F(HostTova, Rotation_KeepsEveryLineWholeAndEveryFileWithinItsSize) {
     });
 }
 
+TEST_F(HostTova, Rotation_BeginsBehindTheLastByteOfTheSize) {
+    in_child([&] {
+        ASSERT_EQ(start(scratch.path(), 1024, 5), TOVA_HOST_OK);
+        ASSERT_GT(ORVA_WriteLog(0, 0, "x"), 0u);
+        const auto line = fs::file_size(scratch.file("system.log"));
+        const std::string rest(1024 - 2 * line + 1, 'x');
+        ASSERT_GT(ORVA_WriteLog(0, 0, "%s", rest.c_str()), 0u);
+        EXPECT_EQ(fs::file_size(scratch.file("system.log")), 1024u);
+        EXPECT_FALSE(fs::exists(scratch.file("system.1.log")));
+        ASSERT_GT(ORVA_WriteLog(0, 0, "x"), 0u);
+        EXPECT_EQ(fs::file_size(scratch.file("system.log")), line);
+        EXPECT_EQ(fs::file_size(scratch.file("system.1.log")), 1024u);
+    });
+}
+
 TEST_F(HostTova, Rotation_KeepsNoMoreOlderFilesThanAskedFor) {
     in_child([&] {
         for (const uint32_t older : {0u, 1u, 3u}) {
@@ -453,6 +468,11 @@ TEST_F(HostTova, HostStart_RefusesValuesOutOfRangeAndChangesNothing) {
         EXPECT_EQ(last_error(), "fileBytes, olderFiles or sinks is out of range");
         EXPECT_EQ(start(scratch.file("bad"), 1024u * 1024u * 1024u + 1), TOVA_HOST_INVALID);
         EXPECT_EQ(start(scratch.file("bad"), 0, 1001), TOVA_HOST_INVALID);
+        TovaHostConfig config{};
+        const std::string bad = scratch.file("bad");
+        config.folder = bad.c_str();
+        config.sinks = 2 * (TOVA_HOST_SINK_SYSLOG | TOVA_HOST_SINK_JOURNAL);
+        EXPECT_EQ(TOVA_HostStart(&config), TOVA_HOST_INVALID);
         orva_test::write_file(scratch.file("file"), "");
         EXPECT_EQ(start(scratch.file("file/below")), TOVA_HOST_FOLDER);
         EXPECT_EQ(start("/proc/no/such"), TOVA_HOST_FOLDER);
