@@ -328,6 +328,39 @@ TEST_F(HostClock, ManyProcessesRunInTheSameOrderEachTime) {
     EXPECT_LT(real_seconds(), 60.0);
 }
 
+void compute_for_real(std::uint64_t microseconds) {
+    const std::uint64_t start = MIRO_HostClockRealNs();
+    while (MIRO_HostClockRealNs() - start < microseconds * 1000) {
+    }
+}
+
+// Those that wait look around from time to time by the real clock, here at different times. That must not change who
+// comes first of those that are woken together.
+TEST_F(HostClock, RealTimeDoesNotDecideWhoComesFirst) {
+    constexpr int kChildren = 12;
+    constexpr int kRounds = 20;
+    const Queue queue;
+    for (int i = 0; i < kChildren; ++i) {
+        start_child([&queue, i] {
+            for (int round = 0; round < kRounds; ++round) {
+                compute_for_real(1500);
+                queue.receive(10 + i);
+                queue.send(1, i);
+            }
+        });
+    }
+    for (int round = 0; round < kRounds; ++round) {
+        std::this_thread::sleep_for(seconds(1));
+        compute_for_real(10'000);
+        for (int i = 0; i < kChildren; ++i) {
+            queue.send(10 + i, -1);
+        }
+        for (int i = 0; i < kChildren; ++i) {
+            EXPECT_EQ(queue.receive(1).from, i) << "round " << round;
+        }
+    }
+}
+
 sockaddr_in loopback(std::uint16_t port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -531,6 +564,14 @@ TEST_F(HostClock, ADeletedQueueEndsItsReadersWait) {
     reader.join();
     EXPECT_EQ(error, EIDRM);
     EXPECT_EQ(woken_ms - start, 4000u);
+}
+
+TEST_F(HostClock, AQueueThatWasDeletedBeforeIsNoQueue) {
+    const int queue = msgget(IPC_PRIVATE, IPC_CREAT | 0600);
+    msgctl(queue, IPC_RMID, nullptr);
+    Queue::Message message{};
+    EXPECT_EQ(msgrcv(queue, &message, sizeof message - sizeof(long), 0, 0), -1);
+    EXPECT_EQ(errno, EINVAL);
 }
 
 TEST_F(HostClock, AFullQueueHoldsItsWriterUntilSomebodyReads) {

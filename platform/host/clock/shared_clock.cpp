@@ -264,11 +264,19 @@ void make_runnable(Thread &thread, bool looks = false, bool arrives = false) {
     thread.turn = ++g_table->turns;
 }
 
+// Also one that is about to look around: real time decides when it does, and must not decide about the order of those
+// that are touched together.
+bool can_be_touched(const Thread &thread) {
+    const Table &table = *g_table;
+    const bool is_next = table.holder != kNobody && &table.threads[table.holder] == &thread;
+    return thread.state == State::kWaiting || (thread.state == State::kRunnable && thread.looks && !is_next);
+}
+
 void touch_locked(std::uint32_t key, bool arrives) {
     Table &table = *g_table;
     for (std::uint32_t place = 0; place < table.top; ++place) {
         Thread &thread = table.threads[place];
-        if (thread.state != State::kWaiting) {
+        if (!can_be_touched(thread)) {
             continue;
         }
         const Keys &keys = thread.keys;
@@ -874,7 +882,7 @@ void touch_process(pid_t process) {
     Table &table = *g_table;
     for (std::uint32_t place = 0; place < table.top; ++place) {
         Thread &thread = table.threads[place];
-        if (thread.state == State::kWaiting && thread.process == process) {
+        if (thread.process == process && can_be_touched(thread)) {
             make_runnable(thread);
         }
     }
@@ -907,7 +915,7 @@ bool interrupt_thread(pid_t process, pid_t only, bool (*takes_signal)(pid_t proc
             taker = &thread;
         }
     }
-    if (taker != nullptr && taker->state == State::kWaiting) {
+    if (taker != nullptr && can_be_touched(*taker)) {
         make_runnable(*taker);
     }
     if (taker != nullptr) {
